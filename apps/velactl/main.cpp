@@ -1,0 +1,5 @@
+#include <cstdio>
+int main() {
+  std::puts("not yet");
+  return 1;
+}

@@ -1,0 +1,35 @@
+#pragma once
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "platform/asncmd/asn_fwd.h"
+#include "platform/export.h"
+
+// Encodes and decodes whole messages. Nothing throws. An object is used by one thread at a time, also while
+// it is only encoded; different objects are independent.
+class VELA_EXPORT CAsnHelper {
+ public:
+  // Encodes into a buffer that ReleaseAsnBuf frees. 0, 0x4101F008 (encoding failed or longer than `limit`),
+  // 0x4101F00E (memory). On failure buffer is null and size 0.
+  static std::uint32_t Encode(const AsnType& msg, unsigned char*& buffer, std::size_t& size,
+                              std::size_t limit = std::size_t{16} << 20);
+
+  // The encoding of `request` with `listField`, a SEQUENCE OF that is a member of it at any depth, emptied;
+  // and where in it the list's length octets are and how many. `request` is as before when it returns. Result
+  // as Encode.
+  static std::uint32_t EncodeExcludeListField(const AsnType& request, const AsnType& listField,
+                                              unsigned char*& buffer, std::size_t& size,
+                                              std::size_t& lengthOffset, std::size_t& lengthOctets);
+
+  // Writes `length` as definite BER length octets, the shortest form; returns how many (1 to 5).
+  static std::size_t EncodeAsnLen(std::uint32_t length, unsigned char (&octets)[5]);
+
+  static void ReleaseAsnBuf(unsigned char* buffer);
+
+  // Checks the bytes (platform/asncmd/asn_checker.h), then decodes them into the fresh object `msg`; all must
+  // be consumed. 0 or 0x4101F00A; `reason` then says what was wrong and at which byte.
+  static std::uint32_t Decode(std::span<const unsigned char> bytes, AsnType& msg, std::string& reason);
+  static std::uint32_t Decode(std::span<const unsigned char> bytes, AsnType& msg);
+};

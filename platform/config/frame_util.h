@@ -1,0 +1,12 @@
+#pragma once
+#include <string>
+
+#include "platform/export.h"
+
+// User configuration: table tbl_usercfg_param (section, item, value) of the database var/db/usercfg.db under
+// the root (SQLite). The database is opened for each call; safe in any thread.
+class VELA_EXPORT FrameUtil {
+ public:
+  // 0 and the value; non-zero (and an empty value) when the database, the table or the item is missing.
+  static int GetUserCfgInfo(const std::string& section, const std::string& item, std::string& value);
+};

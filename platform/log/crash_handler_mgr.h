@@ -1,0 +1,23 @@
+#pragma once
+#include "platform/export.h"
+
+// What a module wants done before a crashing process ends. Called once, on a thread of the platform, with the
+// crashing thread stopped: take no lock that it may hold without a limit.
+class VELA_EXPORT CrashHandler {
+ public:
+  virtual ~CrashHandler();
+  virtual void OnCrash(int signalNumber) = 0;
+};
+
+// On SIGSEGV, SIGBUS, SIGILL, SIGFPE and SIGABRT: runs the handlers in reverse order of registration, flushes
+// the log (each bounded in time), then ends the process with the same signal. Thread-safe.
+class VELA_EXPORT CrashHandlerMgr {
+ public:
+  static CrashHandlerMgr* Instance();
+
+  virtual ~CrashHandlerMgr();
+  virtual void Register(CrashHandler* handler) = 0;  // non-owning; twice is once
+  virtual void Unregister(CrashHandler* handler) = 0;
+  virtual bool IsArmed() const = 0;
+  virtual void Arm() = 0;  // installs the signal handlers; twice is once
+};

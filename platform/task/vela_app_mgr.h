@@ -1,0 +1,83 @@
+#pragma once
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/export.h"
+#include "platform/message/proc_id.h"
+#include "platform/message/vela_cmd_msg.h"
+
+namespace vela {
+class Bus;
+}
+class VelaTaskMgr;
+
+struct VelaTaskMgrConfig {
+  std::uint8_t id = 1;  // 1 to 255: the module number of frames
+  std::string name = "main";
+  unsigned workers = 4;
+  unsigned queueLimit = 1000;         // requests that wait; one more is refused
+  std::size_t stackBytes = 2u << 20;  // of a worker thread, at least 1 MiB
+};
+
+struct VelaAppStats {
+  std::uint64_t lateAnswers = 0;    // came after their waiter had given up: dropped
+  std::uint64_t refusedFrames = 0;  // broke a rule: wrong format, no handler, unknown manager
+  std::uint64_t refusedBytes = 0;   // requests beyond the cap on bytes in flight
+  std::uint64_t sendErrors = 0;
+};
+
+// The process as the platform sees it: its address, bus and task managers, and the way of frames between
+// them.
+//
+//   state     | Start      | Stop                         | frame comes in
+//   ----------+------------+------------------------------+-------------------------------------
+//   made      | -> running | -> stopped                   | (no bus yet)
+//   running   | -1         | -> stopping -> stopped       | request: to its task manager; answer: to its task
+//   stopping  | -1         | waits                        | request: answered VELA_ERR_STOPPING
+//   stopped   | -1         | nothing                      | dropped
+//
+// Thread-safe; Start and Stop belong to the thread that owns the process' life.
+class VELA_EXPORT VelaAppMgr {
+ public:
+  // The process-wide manager; made on first use.
+  static VelaAppMgr* Instance();
+  static void Destroy();
+
+  virtual ~VelaAppMgr();
+
+  // Opens the bus at this process' address and begins to serve. 0, or -1 (the reason is logged).
+  virtual int Start(std::unique_ptr<vela::Bus> bus, CProcID self, std::uint16_t desk) = 0;
+  // No new requests; waits at most `seconds` for running handlers, answers what is queued with
+  // VELA_ERR_STOPPING, closes the bus. True when all handlers had ended; the others are abandoned (the
+  // process must end soon).
+  virtual bool Stop(int seconds) = 0;
+
+  // Null when the id is taken, 0, or the process is stopping. Owned by this object.
+  virtual VelaTaskMgr* CreateTaskMgr(const VelaTaskMgrConfig& config) = 0;
+  virtual VelaTaskMgr* FindTaskMgrByID(std::uint8_t id) = 0;
+  virtual std::vector<VelaTaskMgr*> TaskMgrs() = 0;
+
+  // Sends a frame and takes it over. Own addresses are served within the process, to the task manager
+  // `module` when that is not 0; the rest goes over the bus. 1 = sent, 0 = refused (LastSendError of this
+  // thread tells why).
+  virtual int VelaOutSendMsg(VelaCmdMSG* msg, std::uint8_t module) = 0;
+  virtual std::uint32_t LastSendError() const = 0;
+
+  virtual VelaAppStats Stats() const = 0;
+  virtual vela::Bus* GetBus() = 0;  // null unless running
+};
+
+// Routes a command code to a task manager; the last call counts. Requests without a route go to the manager
+// that the frame's module names, else to the one of the handler record.
+VELA_EXPORT void SetTaskMgrForCmd(std::uint32_t cmdCode, std::uint8_t taskMgrId);
+
+// This process' address; zeros before VelaAppMgr::Start.
+VELA_EXPORT std::uint16_t VelaGetProcId();
+VELA_EXPORT std::uint16_t VelaGetProcHandle();
+VELA_EXPORT std::uint16_t VelaGetDeskId();
+
+// Whether the process has been told to end. Handlers see it as "cancelled". Async-signal-safe.
+VELA_EXPORT bool VelaIsExit();
+VELA_EXPORT void VelaSetExitFlag(bool exit = true);

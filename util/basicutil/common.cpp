@@ -1,0 +1,1 @@
+#include "util/basicutil/export.h"
