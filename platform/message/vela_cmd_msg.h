@@ -54,8 +54,9 @@ static_assert(offsetof(VelaCmdMSG, dstTaskId) == 40 && offsetof(VelaCmdMSG, leng
 static_assert(offsetof(VelaCmdMSG, attribute) == 48 && offsetof(VelaCmdMSG, module) == 49);
 static_assert(offsetof(VelaCmdMSG, data) == VELA_MSG_HEADER);
 
-// The platform's sized allocator: `size` bytes, the header zeroed and the format mark set. Null when memory
-// is exhausted or `size` is below the header's. Every frame is released with VelaFreeMsg.
+// The platform's sized allocator: `size` bytes (header and payload), the header zeroed and the format mark
+// set; the payload and the length field are the caller's to fill. Null when memory is exhausted or `size` is
+// below the header's. Every frame is released with VelaFreeMsg, which takes null. Safe in any thread.
 VELA_EXPORT VelaCmdMSG* VelaAllocMsg(std::size_t size);
 VELA_EXPORT void VelaFreeMsg(VelaCmdMSG* msg);
 VELA_EXPORT void VelaMsgSetSn(VelaCmdMSG* msg, std::uint32_t sn);
@@ -69,9 +70,9 @@ inline std::uint32_t VelaPayloadLength(const VelaCmdMSG& msg) {
   return msg.length < 2 ? 0 : msg.length - 2;
 }
 inline std::size_t VelaFrameSize(const VelaCmdMSG& msg) {
-  return VELA_MSG_HEADER + VelaPayloadLength(msg);
+  return std::size_t{VELA_MSG_HEADER} + VelaPayloadLength(msg);
 }
 
-// A frame from outside as a message of ours: null unless the format mark is right and the length field says
-// exactly what was received.
+// A frame from outside as a message of ours: one copy of the bytes. Null unless the format mark is right and
+// the length field says exactly what was received, or when memory is exhausted.
 VELA_EXPORT VelaMsgPtr VelaMsgFromBytes(const void* bytes, std::size_t size);
