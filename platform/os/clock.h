@@ -21,7 +21,9 @@ VELA_EXPORT std::int64_t NowSeconds();
 VELA_EXPORT void SetWallClock(std::function<WallTime()> clock);
 
 // The real duration of `seconds` configured seconds. Intervals and time-outs count seconds; tests shorten all
-// of them together with the environment variable VELA_TIME_SCALE (milliseconds per second, 1 to 1000).
+// of them together with the environment variable VELA_TIME_SCALE (milliseconds per second, 1 to 1000; another
+// value counts as 1000; read once). Negative seconds count as 0, more than 10^9 as 10^9, so that the result
+// can be added to any clock.
 VELA_EXPORT std::chrono::milliseconds ScaledSeconds(std::int64_t seconds);
 
 }  // namespace vela

@@ -9,7 +9,8 @@ namespace vela {
 enum class OsCall { open, close, read, write, opendir, readdir, stat, unlink, rename, mkdir, allocate };
 
 // What the seam does instead of the call: 0 = the real call; an errno value = fail with it. For read and
-// write, `limit` (when not negative) shortens the transfer to that many bytes.
+// write, `limit` (when not negative) shortens the transfer to that many bytes, with or without an error. A
+// failing close still closes.
 struct OsFault {
   int error = 0;
   long limit = -1;

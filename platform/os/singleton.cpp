@@ -6,8 +6,12 @@
 
 namespace vela {
 
-bool LockStaticObjects() { return ACE_Static_Object_Lock::instance()->acquire() == 0; }
+bool LockStaticObjects() {
+  return ACE_Static_Object_Lock::instance()->acquire() == 0;
+}
 
-void UnlockStaticObjects() { ACE_Static_Object_Lock::instance()->release(); }
+void UnlockStaticObjects() {
+  ACE_Static_Object_Lock::instance()->release();
+}
 
 }  // namespace vela

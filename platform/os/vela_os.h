@@ -14,7 +14,7 @@
 // The one seam to the operating system's files, environment and process facts. File names are given with the
 // name of their character set; only "UTF-8" (and a null pointer, which means the same) is known, every other
 // one fails with errno EINVAL. All functions are safe in any thread; results and errno are those of the C
-// functions. Failures can be injected here: see platform/os/os_faults.h.
+// functions; files are opened close-on-exec. Failures can be injected here: see platform/os/os_faults.h.
 namespace VELA_OS {
 
 VELA_EXPORT std::FILE* fopen(const char* name, const char* mode, const char* charset = "UTF-8");
@@ -22,7 +22,8 @@ VELA_EXPORT int fclose(std::FILE* file);
 VELA_EXPORT std::size_t fread(void* data, std::size_t size, std::size_t count, std::FILE* file);
 VELA_EXPORT std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* file);
 VELA_EXPORT DIR* opendir(const char* name, const char* charset = "UTF-8");
-// 0 and *result == entry, 0 and *result == null at the end, or an error number.
+// 0 and *result == entry, 0 and *result == null at the end, or an error number. One thread at a time per
+// directory stream.
 VELA_EXPORT int readdir_r(DIR* dir, dirent* entry, dirent** result, const char* charset = "UTF-8");
 VELA_EXPORT int closedir(DIR* dir);
 VELA_EXPORT int stat(const char* name, struct ::stat* out, const char* charset = "UTF-8");
@@ -46,8 +47,8 @@ VELA_EXPORT std::uint32_t VelaGetTickCount();
 // The kernel's id of the calling thread (gettid), cached per thread.
 VELA_EXPORT std::uint32_t GetCurrentThreadId();
 
-// Writes the text to standard error, control bytes escaped except the line end; for messages before logging
-// runs.
+// Writes the text to standard error, control bytes escaped except the line end, a missing last line end
+// added; for messages before logging runs.
 VELA_EXPORT void VelaOutputString(const char* text);
 
 // Removes blanks, tabs, CR and LF at both ends, in place; returns the text.
@@ -64,9 +65,14 @@ VELA_EXPORT bool VelaGetModuleName(const void* address, std::string& name);
 // platform stop in a debugger. 0, or -1 when the installation root is missing.
 VELA_EXPORT int VELAUtilInit(bool enableInt3);
 
+// Reports a failed assertion of the platform to standard error and goes on. With enableInt3 and a debugger
+// attached, the process stops there first.
+VELA_EXPORT void VelaAssertFailed(const char* file, int line, const char* expression);
+
 namespace vela {
-// The installation root: the trimmed value of VELA_ROOT with "/" at its end; empty when not set.
+// The installation root: the trimmed value of VELA_ROOT with "/" at its end (a final "\\" is kept instead);
+// empty when not set or blank.
 VELA_EXPORT std::string InstallRoot();
-// One line, fit for a log: CR, LF, ESC, NUL, other control bytes and bad UTF-8 written as \xNN.
+// One line, fit for a log: CR, LF, ESC, NUL, other control bytes (C1 too) and bad UTF-8 written as \xNN.
 VELA_EXPORT std::string EscapeControls(std::string_view text);
 }  // namespace vela
