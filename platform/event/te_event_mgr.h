@@ -31,11 +31,12 @@ class VELA_EXPORT TEEventMgr {
   static void Destroy();
 
   virtual ~TEEventMgr();
-  // A number for Unsubscribe, never 0.
+  // A number for Unsubscribe, never 0. A handler without a function counts as one that throws.
   virtual std::uint32_t Subscribe(std::uint32_t eventId, Handler handler) = 0;
   // After it returns the handler is not called for events posted later.
   virtual void Unsubscribe(std::uint32_t subscription) = 0;
-  // 0 when at least one handler ran without throwing; 1 when nobody subscribed; 0x4101F008 when a handler
-  // threw.
+  // Runs every handler, those behind one that threw too. 0 when at least one ran without throwing; 1 when
+  // nobody subscribed; 0x4101F008 when all threw. A null parameter reaches the handlers as an empty
+  // TEEventParam.
   virtual std::uint32_t PostEvent(std::uint32_t eventId, std::shared_ptr<TEEventParam> param) = 0;
 };

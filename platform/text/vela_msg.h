@@ -10,6 +10,8 @@ class VELA_EXPORT VELAMsg {
  public:
   // Empty until set or configured (key "Language" of etc/conf/vela.cfg, read once on first use).
   static std::string getLanguage();
+  // Replaces the configured language. The name becomes part of resource paths, so one with "/", "\" or a
+  // leading "." is ignored, here and in the configuration. The empty text unsets the language.
   static void setLanguage(const std::string& language);
 };
 
