@@ -13,10 +13,12 @@ class VelaGnlTask;
 class VELA_EXPORT CAsnCmd {
  public:
   // Gives the synchronous wait with serial number `sn` for `process` a new time-out, counted from now, in
-  // seconds; `value` is kept for the waiter. False when nobody waits with it.
+  // seconds (at most a year); `value` is the caller's number for the command and only traced. Any thread.
+  // False when nobody waits with it, or for another process; an instance of 0 matches each.
   static bool ResetTimeout(std::uint32_t sn, const CProcID& process, std::uint32_t timeOut,
                            std::int32_t value);
-  // Ends all synchronous waits of this process with 0x4101F003; new ones fail at once. For process end.
+  // Ends all synchronous waits of this process with 0x4101F003; new ones fail at once, until
+  // VelaAppMgr::Start. For process end.
   static void Destroy();
 };
 
@@ -27,12 +29,14 @@ class VELA_EXPORT CAsnPhyCmd {
   CAsnPhyCmd(std::uint32_t cmdCode, const AsnType& payload, CProcID dst, int timeOut, std::uint8_t module,
              std::uint16_t subId);
 
-  // Sends without waiting. `task` may be null (a command without a sender). 0 or a code of vela_error.h.
+  // Sends without waiting. `task` may be null (a command without a sender: source task, attribute and serial
+  // number are 0). The client number is that of the request that the task serves. 0 or a code of
+  // vela_error.h.
   std::uint32_t Send(VelaGnlTask* task);
 
   // Sends and waits for the response, decoded into the fresh object `rsp`. 0; the receiver's refusal code;
   // 0x4101F003 (no answer in time); 0x4101F00A (the answer cannot be decoded); or a code of vela_error.h when
-  // it could not be sent. Needs a task.
+  // it could not be sent. Needs a task, current in the calling thread; blocks it.
   std::uint32_t Exec(VelaGnlTask* task, AsnType& rsp);
 
  private:

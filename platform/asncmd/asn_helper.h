@@ -16,9 +16,12 @@ class VELA_EXPORT CAsnHelper {
   static std::uint32_t Encode(const AsnType& msg, unsigned char*& buffer, std::size_t& size,
                               std::size_t limit = std::size_t{16} << 20);
 
-  // The encoding of `request` with `listField`, a SEQUENCE OF that is a member of it at any depth, emptied;
-  // and where in it the list's length octets are and how many. `request` is as before when it returns. Result
-  // as Encode.
+  // The encoding of `request` with `listField`, a SEQUENCE OF that is a member of it at any depth (or the
+  // request itself), emptied; and where in it the list's length octets are and how many. The field is told by
+  // its identity, not by what it holds. Its elements are set aside during the call, not copied: afterwards
+  // `request` is as before, the elements at their old addresses, also after a failure. Whoever puts elements
+  // in must correct the lengths of all that encloses the list. Result as Encode; 0x4101F008 also when
+  // `listField` is no SEQUENCE OF or no part of `request`.
   static std::uint32_t EncodeExcludeListField(const AsnType& request, const AsnType& listField,
                                               unsigned char*& buffer, std::size_t& size,
                                               std::size_t& lengthOffset, std::size_t& lengthOctets);
@@ -29,7 +32,8 @@ class VELA_EXPORT CAsnHelper {
   static void ReleaseAsnBuf(unsigned char* buffer);
 
   // Checks the bytes (platform/asncmd/asn_checker.h), then decodes them into the fresh object `msg`; all must
-  // be consumed. 0 or 0x4101F00A; `reason` then says what was wrong and at which byte.
+  // be consumed. 0 or 0x4101F00A; `reason` then reads "byte <offset>: <what was wrong>", else it is empty.
+  // After a failure `msg` holds no usable value.
   static std::uint32_t Decode(std::span<const unsigned char> bytes, AsnType& msg, std::string& reason);
   static std::uint32_t Decode(std::span<const unsigned char> bytes, AsnType& msg);
 };

@@ -1,0 +1,56 @@
+#pragma once
+#include <list>
+
+#include "platform/asncmd/asn_buffers.h"
+#include "platform/asncmd/asn_runtime.h"
+
+// Reaching into a SEQUENCE OF without knowing what it holds. Internal.
+namespace vela {
+
+// Stands in a list for its elements: encodes as nothing, and notes where that is.
+class AsnListProbe : public AsnType {
+ public:
+  AsnListProbe() = default;
+  explicit AsnListProbe(const AsnWriteBuf& out) : m_out(&out) {}
+
+  int Calls() const { return m_calls; }
+  std::size_t BytesBehind() const { return m_bytesBehind; }
+
+  AsnType* Clone() const override { return new AsnListProbe(*this); }
+  const char* typeName() const override { return "AsnListProbe"; }
+  void BDec(const AsnBuf&, SNACC::AsnLen&) override {}
+  SNACC::AsnLen BEnc(AsnBuf&) const override {
+    ++m_calls;
+    m_bytesBehind = m_out->Size();
+    return 0;
+  }
+  void Print(std::ostream&, unsigned short) const override {}
+
+ private:
+  const AsnWriteBuf* m_out = nullptr;
+  mutable int m_calls = 0;
+  mutable std::size_t m_bytesBehind = 0;
+};
+
+using AsnProbeList = std::list<AsnListProbe>;
+
+// The std::list inside a SEQUENCE OF of whatever element type; null when `field` is none. It may only be
+// swapped: links, header and swap of a std::list do not depend on what it holds.
+AsnProbeList* FindListNodes(const AsnType& field);
+
+// Exchanges the elements of a list for those of another while it lives; never throws.
+class AsnNodeSwap {
+ public:
+  AsnNodeSwap(AsnProbeList& field, AsnProbeList& other) : m_field(field), m_other(other) {
+    m_field.swap(m_other);
+  }
+  ~AsnNodeSwap() { m_field.swap(m_other); }
+  AsnNodeSwap(const AsnNodeSwap&) = delete;
+  AsnNodeSwap& operator=(const AsnNodeSwap&) = delete;
+
+ private:
+  AsnProbeList& m_field;
+  AsnProbeList& m_other;
+};
+
+}  // namespace vela
