@@ -1,0 +1,59 @@
+#pragma once
+#include <map>
+#include <set>
+#include <utility>
+
+#include "util/basicutil/client_records.h"
+
+// Look-ups of mission keys with their wildcard in ordered containers. The containers are ordered by
+// ClientMissionIDExactLess, in which all keys that may be equal lie side by side.
+namespace NSTE_util {
+
+template <class Value>
+using MissionMap = std::map<ClientMissionID, Value, ClientMissionIDExactLess>;
+template <class Value>
+using MissionMultimap = std::multimap<ClientMissionID, Value, ClientMissionIDExactLess>;
+using MissionSet = std::set<ClientMissionID, ClientMissionIDExactLess>;
+
+inline const ClientMissionID& KeyOf(const ClientMissionID& entry) {
+  return entry;
+}
+template <class Value>
+const ClientMissionID& KeyOf(const std::pair<const ClientMissionID, Value>& entry) {
+  return entry.first;
+}
+
+inline ClientMissionID WithAnyReply(ClientMissionID key) {
+  key.m_wReplyAttr = 0;
+  return key;
+}
+
+// The exact key; else the one with reply attribute 0; else, when that is the key's own, the lowest.
+template <class Container>
+auto FindMission(Container& entries, const ClientMissionID& key) {
+  auto it = entries.find(key);
+  if (it != entries.end()) return it;
+  it = entries.lower_bound(WithAnyReply(key));
+  return it != entries.end() && KeyOf(*it) == key ? it : entries.end();
+}
+
+// Erases everything that equals the key; `gone` sees each entry before.
+template <class Container, class Visitor>
+void EraseMissions(Container& entries, const ClientMissionID& key, Visitor gone) {
+  const ClientMissionID anyReply = WithAnyReply(key);
+  for (auto it = entries.lower_bound(anyReply); it != entries.end() && KeyOf(*it) == anyReply;) {
+    if (!(KeyOf(*it) == key)) {
+      ++it;
+      continue;
+    }
+    gone(*it);
+    it = entries.erase(it);
+  }
+}
+
+template <class Container>
+void EraseMissions(Container& entries, const ClientMissionID& key) {
+  EraseMissions(entries, key, [](const auto&) {});
+}
+
+}  // namespace NSTE_util

@@ -1,0 +1,53 @@
+#pragma once
+#include <set>
+#include <unordered_map>
+
+#include "platform/os/mutex.h"
+#include "util/basicutil/mission_map.h"
+#include "util/basicutil/progressmgr.h"
+
+namespace NSTE_util {
+
+class ProgressMgrImpl : public ProgressMgr {
+ public:
+  void RegisterMission(const ClientMissionID& key, VelaGnlTask* task) override;
+  bool IsCanceled(const ClientMissionID& key) override;
+  bool IsTaskCanceled(VelaGnlTask* task) override;
+  bool SendProgress(VelaGnlTask* task, const ClientMissionID& key, int progress,
+                    const TaskProgressInfo& info) override;
+  bool SendTaskProgress(VelaGnlTask* task, VelaGnlTask* owner, int progress,
+                        const TaskProgressInfo& info) override;
+  void SendAllProgress() override;
+  void CancelMission(const ClientMissionID& key) override;
+  void UnRegisterTask(VelaGnlTask* task) override;
+  void UnRegisterMission(const ClientMissionID& key) override;
+  bool SendParalProgress(VelaGnlTask* task, const ClientMissionID& key,
+                         const ParallelTaskProgressInfo& info) override;
+  void SetProgressSpan(const ClientMissionID& key, float span) override;
+  void RestoreProgressSpan(const ClientMissionID& key) override;
+  void UpdateProgress(const ClientMissionID& key, int progress) override;
+  bool GetProgress(const ClientMissionID& key, int& progress, float& weight) override;
+  void EnterMissionNumber(int missionNo) override;
+  void RemoveMissionNumber(int missionNo) override;
+  bool IsMissionNumberEntered(int missionNo) override;
+
+  // Cancels only a mission that is registered, in one step: an abort that comes too late leaves nothing
+  // behind.
+  bool CancelKnownMission(const ClientMissionID& key);
+
+ private:
+  MissionProgressCtrl* FindCtrl(const ClientMissionID& key) VELA_REQUIRES(m_mutex);
+  bool Report(VelaGnlTask* task, const ClientMissionID& key, int progress, const TaskProgressInfo& info)
+      VELA_REQUIRES(m_mutex);
+  int OverallProgress(const ClientMissionID& key, const MissionProgressCtrl& ctrl) VELA_REQUIRES(m_mutex);
+
+  vela::Mutex m_mutex;
+  MissionMap<MissionProgressCtrl> m_missions VELA_GUARDED_BY(m_mutex);
+  MissionSet m_cancelled VELA_GUARDED_BY(m_mutex);
+  std::set<std::int32_t> m_missionNumbers VELA_GUARDED_BY(m_mutex);
+  // The entries (mission key, task), by task and by key.
+  std::unordered_map<VelaGnlTask*, ClientMissionID> m_keyOfTask VELA_GUARDED_BY(m_mutex);
+  MissionMultimap<VelaGnlTask*> m_tasksOfKey VELA_GUARDED_BY(m_mutex);
+};
+
+}  // namespace NSTE_util
