@@ -37,23 +37,17 @@ auto FindMission(Container& entries, const ClientMissionID& key) {
   return it != entries.end() && KeyOf(*it) == key ? it : entries.end();
 }
 
-// Erases everything that equals the key; `gone` sees each entry before.
-template <class Container, class Visitor>
-void EraseMissions(Container& entries, const ClientMissionID& key, Visitor gone) {
-  const ClientMissionID anyReply = WithAnyReply(key);
-  for (auto it = entries.lower_bound(anyReply); it != entries.end() && KeyOf(*it) == anyReply;) {
-    if (!(KeyOf(*it) == key)) {
-      ++it;
-      continue;
-    }
-    gone(*it);
-    it = entries.erase(it);
-  }
-}
-
+// Takes everything that equals the key out of the container.
 template <class Container>
-void EraseMissions(Container& entries, const ClientMissionID& key) {
-  EraseMissions(entries, key, [](const auto&) {});
+Container TakeMissions(Container& entries, const ClientMissionID& key) {
+  Container taken;
+  const ClientMissionID anyReply = WithAnyReply(key);
+  auto it = entries.lower_bound(anyReply);
+  while (it != entries.end() && KeyOf(*it) == anyReply) {
+    const auto entry = it++;
+    if (KeyOf(*entry) == key) taken.insert(entries.extract(entry));
+  }
+  return taken;
 }
 
 }  // namespace NSTE_util

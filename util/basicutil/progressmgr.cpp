@@ -72,17 +72,16 @@ void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
   while (it != end && it->second != task) ++it;
   if (it != end) m_tasksOfKey.erase(it);
 
-  EraseMissions(m_cancelled, key);
+  TakeMissions(m_cancelled, key);
   const auto mission = FindMission(m_missions, key);
   if (mission != m_missions.end()) m_missions.erase(mission);
 }
 
 void ProgressMgrImpl::UnRegisterMission(const ClientMissionID& key) {
   const vela::MutexLock lock(m_mutex);
-  EraseMissions(m_cancelled, key);
-  EraseMissions(m_missions, key);
-  EraseMissions(m_tasksOfKey, key,
-                [this](const auto& entry) VELA_REQUIRES(m_mutex) { m_keyOfTask.erase(entry.second); });
+  TakeMissions(m_cancelled, key);
+  TakeMissions(m_missions, key);
+  for (const auto& entry : TakeMissions(m_tasksOfKey, key)) m_keyOfTask.erase(entry.second);
 }
 
 bool ProgressMgrImpl::IsCanceled(const ClientMissionID& key) {

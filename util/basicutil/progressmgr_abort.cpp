@@ -13,7 +13,7 @@ namespace NSTE_util {
 
 namespace {
 
-constexpr long WHOLE_MISSION = 255;
+constexpr AsnIntType WHOLE_MISSION = 255;
 
 // The client's own address is part of the key, so nobody reaches the missions of others.
 bool CancelMissionOf(const TECmdMsg* request, std::int32_t missionNo) {
