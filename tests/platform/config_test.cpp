@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <thread>
+
+#include "platform/config/frame_util.h"
+#include "platform/config/vela_config.h"
+#include "platform/os/vela_os.h"
+#include "platform/text/vela_msg.h"
+
+namespace {
+
+std::string File(const std::string& content) {
+  const std::string path = vela::InstallRoot() + "test.cfg";
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
+
+TEST(Config, OneLine) {
+  const std::string longest(VELA_LINE_TEXT - 1, 'v');
+  const std::string skipped = "(skipped)";
+  const struct {
+    std::string line;
+    std::string expected;  // key, "|", value
+    const char* why;
+  } rows[] = {
+      {"key=value", "key|value", "the plain form"},
+      {" \tkey \t=  a b \t", "key|a b", "blanks around both are dropped, those inside are kept"},
+      {"key=a=b", "key|a=b", "the first = separates"},
+      {"key=", "key|", "an empty value is a value"},
+      {"key = value\r", "key|value", "CRLF"},
+      {"\xEF\xBB\xBFkey=1", "key|1", "byte-order mark"},
+      {"key = value # rest", "key|value", "comment behind a blank"},
+      {"key = a#b", "key|a#b", "no blank, no comment"},
+      {"key =#b", "key|#b", "no blank, no comment"},
+      {"key = #b", "key|", "only a comment"},
+      {"key = \" a # \\\"b\\\" \\\\ \\n\\t\\q \" # rest", "key| a # \"b\" \\ \n\t\\q ",
+       "quoted, with escapes"},
+      {"key = \"\"", "key|", "quoted and empty"},
+      {"key = \"open # rest", "key|\"open", "not closed: as it stands"},
+      {"key = \"a\" b", "key|\"a\" b", "goes on behind the quote: as it stands"},
+      {"key = \"a\\", "key|\"a\\", "ends within an escape"},
+      {"k=" + longest, "k|" + longest, "as long as may be"},
+      {longest + "=1", longest + "|1", "as long as may be"},
+      {"# key = value", skipped, "comment line"},
+      {"a # key = value", skipped, "the = is in the comment"},
+      {"", skipped, "empty line"},
+      {"= value", skipped, "no key"},
+      {"key value", skipped, "no ="},
+      {"k=v" + longest, skipped, "value too long"},
+      {"k" + longest + "=1", skipped, "key too long"},
+      {"k=1" + std::string(100'000, ' '), skipped, "line too long"},
+      {std::string("k=a\0b", 5), skipped, "zero byte"},
+  };
+  for (const auto& row : rows) {
+    std::FILE* file = VELA_OS::fopen(File(row.line + "\nnext = line").c_str(), "r");
+    char key[VELA_LINE_TEXT];
+    char value[VELA_LINE_TEXT];
+    const int kind = VelaGetLine(file, key, value);
+    const std::string read = std::string(key) + "|" + value;
+    EXPECT_EQ(kind == VELA_LINE_SKIP && read == "|" ? skipped : read, row.expected) << row.why;
+    EXPECT_EQ(VelaGetLine(file, key, value), VELA_LINE_ENTRY) << "the line behind: " << row.why;
+    EXPECT_STREQ(value, "line") << row.why;
+    EXPECT_EQ(VelaGetLine(file, key, value), VELA_LINE_END);
+    VELA_OS::fclose(file);
+  }
+}
+
+TEST(Config, Integers) {
+  const struct {
+    const char* text;
+    int result;
+    int value;
+  } rows[] = {
+      {"0", 1, 0},
+      {"-2147483648", 1, INT32_MIN},
+      {"2147483647", 1, INT32_MAX},
+      {"+5", 1, 5},
+      {"010", 1, 10},
+      {"0x4101F012", 1, 0x4101F012},
+      {"0XFFFFFFFF", 1, -1},
+      {"2147483648", 0, 77},
+      {"0x100000000", 0, 77},
+      {"0x", 0, 77},
+      {"-0x1", 0, 77},
+      {"+-5", 0, 77},
+      {"5 apples", 0, 77},
+      {"", 0, 77},
+      {"1.5", 0, 77},
+  };
+  for (const auto& row : rows) {
+    int value = 77;
+    EXPECT_EQ(VelaGetRegInt(File(std::string("k = ") + row.text).c_str(), "k", value), row.result)
+        << row.text;
+    EXPECT_EQ(value, row.value) << row.text;
+  }
+}
+
+TEST(Config, LookUp) {
+  const std::string file = File("a=1\nb=first\nb=second\nK=upper\nlast=no line end");
+  const struct {
+    std::string file;
+    const char* key;
+    int result;
+    const char* value;
+  } rows[] = {
+      {file, "b", 1, "first"},
+      {file, "k", 0, "old"},
+      {file, "last", 1, "no line end"},
+      {file, "missing", 0, "old"},
+      {file, "", 0, "old"},
+      {file + ".none", "a", -1, "old"},
+      {vela::InstallRoot(), "a", -1, "old"},
+  };
+  for (const auto& row : rows) {
+    std::string value = "old";
+    EXPECT_EQ(VelaGetRegString(row.file.c_str(), row.key, value), row.result) << row.file << " " << row.key;
+    EXPECT_EQ(value, row.value) << row.key;
+  }
+}
+
+TEST(UserConfig, KeepsTextsOfAnyKind) {
+  std::string value = "old";
+  EXPECT_NE(FrameUtil::GetUserCfgInfo("TRANS", "slotModeflg", value), 0) << "no database";
+  EXPECT_EQ(value, "");
+  const std::string odd = "x' or '1'='1";
+  ASSERT_EQ(FrameUtil::SetUserCfgInfo("TRANS", "slotModeflg", "1"), 0);
+  ASSERT_EQ(FrameUtil::SetUserCfgInfo("TRANS", "slotModeflg", "2"), 0);
+  ASSERT_EQ(FrameUtil::SetUserCfgInfo("TRANS", odd, std::string("a\0b", 3)), 0);
+  EXPECT_EQ(FrameUtil::GetUserCfgInfo("TRANS", "slotModeflg", value), 0);
+  EXPECT_EQ(value, "2");
+  EXPECT_EQ(FrameUtil::GetUserCfgInfo("TRANS", odd, value), 0);
+  EXPECT_EQ(value, std::string("a\0b", 3));
+  EXPECT_NE(FrameUtil::GetUserCfgInfo("OTHER", "slotModeflg", value), 0);
+  EXPECT_EQ(value, "");
+}
+
+TEST(UserConfig, ADamagedDatabaseIsNotFound) {
+  std::ofstream(vela::InstallRoot() + "var/db/usercfg.db") << std::string(5000, 'x');
+  std::string value;
+  EXPECT_NE(FrameUtil::GetUserCfgInfo("TRANS", "slotModeflg", value), 0);
+  EXPECT_NE(FrameUtil::SetUserCfgInfo("TRANS", "slotModeflg", "1"), 0);
+}
+
+TEST(Language, ComesFromTheConfigurationOnce) {
+  using VELAcommon::VELAMsg;
+  const std::string file = vela::InstallRoot() + "etc/conf/vela.cfg";
+  std::ofstream(file) << "Language = zh_CN\n";
+  EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN");
+  std::ofstream(file) << "Language = de_DE\n";
+  EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN");
+  for (const char* bad : {"../../etc", "a/b", "a\\b", ".hidden"}) VELAMsg::setLanguage(bad);
+  EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN") << "a language never leads out of the resource folder";
+  VELAMsg::setLanguage("");
+  EXPECT_EQ(VELAMsg::getLanguage(), "") << "an unset language is not read in again";
+}
+
+TEST(ConfigThreaded, LanguageIsReadOnceByMany) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i)
+    threads.emplace_back([] { EXPECT_EQ(VELAcommon::VELAMsg::getLanguage(), "en_US"); });
+  for (std::thread& thread : threads) thread.join();
+}
+
+}  // namespace

@@ -1,0 +1,245 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <thread>
+
+#include "platform/os/clock.h"
+#include "platform/os/mutex.h"
+#include "platform/os/os_faults.h"
+#include "platform/os/vela_os.h"
+
+namespace {
+
+using vela::OsCall;
+using vela::OsFault;
+
+struct FaultGuard {
+  explicit FaultGuard(OsCall call, OsFault fault) {
+    vela::SetOsFaultHook([=](OsCall asked, const char*) { return asked == call ? fault : OsFault{}; });
+  }
+  ~FaultGuard() { vela::SetOsFaultHook({}); }
+};
+
+std::string File(const std::string& name, const std::string& content) {
+  const std::string path = vela::InstallRoot() + name;
+  std::ofstream(path, std::ios::binary) << content;
+  return path;
+}
+
+TEST(EscapeControls, KeepsWhatPrintsAndEscapesTheRest) {
+  const struct {
+    std::string text;
+    std::string expected;
+    const char* why;
+  } rows[] = {
+      {"", "", "nothing"},
+      {"plain text, long enough for words", "plain text, long enough for words", "nothing to escape"},
+      {"12345678\x7f", "12345678\\x7F", "DEL behind a whole word"},
+      {"1234567\n9", "1234567\\x0A9", "a line end would forge a record"},
+      {std::string("a\0b", 3), "a\\x00b", "zero byte"},
+      {"\x1b[2Jx\ty", "\\x1B[2Jx\\x09y", "terminal control"},
+      {"Z\xC3\xBCrich \xE4\xB8\xAD \xF0\x9F\x98\x80", "Z\xC3\xBCrich \xE4\xB8\xAD \xF0\x9F\x98\x80", "UTF-8"},
+      {"\xC2\x9B", "\\xC2\\x9B", "C1 control, a terminal control too"},
+      {"\xC0\xAF", "\\xC0\\xAF", "overlong"},
+      {"\xE0\x80\xAF!", "\\xE0\\x80\\xAF!", "overlong, three bytes"},
+      {"\xED\xA0\x80", "\\xED\\xA0\\x80", "surrogate"},
+      {"\xF4\x90\x80\x80", "\\xF4\\x90\\x80\\x80", "beyond the last code point"},
+      {"\xE4\xB8", "\\xE4\\xB8", "cut character at the end"},
+      {"\xFF~", "\\xFF~", "never a byte of UTF-8; its carry does not hide the neighbour"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(vela::EscapeControls(row.text), row.expected) << row.why;
+}
+
+// Each control byte at each place within two words, so that the quick scan misses none.
+TEST(EscapeControls, FindsEveryByteAtEveryPlace) {
+  for (int c = 0; c < 256; ++c) {
+    const bool plain = c >= 0x20 && c < 0x7F;
+    for (std::size_t at = 0; at < 17; ++at) {
+      std::string text(17, 'a');
+      text[at] = static_cast<char>(c);
+      EXPECT_EQ(vela::EscapeControls(text) == text, plain) << c << " at " << at;
+    }
+  }
+}
+
+TEST(VelaOs, KnowsOnlyUtf8AndRefusesNull) {
+  const std::string path = File("x", "1");
+  struct ::stat facts {};
+  errno = 0;
+  EXPECT_EQ(VELA_OS::fopen(path.c_str(), "r", "GBK"), nullptr);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(VELA_OS::fopen(nullptr, "r"), nullptr);
+  EXPECT_EQ(VELA_OS::stat(path.c_str(), &facts, "GBK"), -1);
+  EXPECT_EQ(VELA_OS::stat(path.c_str(), &facts, nullptr), 0);
+}
+
+TEST(VelaOs, ReadsAFolder) {
+  File("a", "");
+  DIR* dir = VELA_OS::opendir(vela::InstallRoot().c_str());
+  ASSERT_NE(dir, nullptr);
+  std::set<std::string> names;
+  dirent entry;
+  dirent* found = nullptr;
+  while (VELA_OS::readdir_r(dir, &entry, &found) == 0 && found != nullptr) names.insert(found->d_name);
+  EXPECT_EQ(VELA_OS::closedir(dir), 0);
+  EXPECT_TRUE(names.contains("a") && names.contains("etc") && names.contains("..")) << names.size();
+}
+
+TEST(VelaOs, InjectedFailuresLookLikeTheSystems) {
+  const std::string path = File("x", "0123456789");
+  struct ::stat facts {};
+  {
+    const FaultGuard guard(OsCall::open, {.error = EMFILE});
+    EXPECT_EQ(VELA_OS::fopen(path.c_str(), "r"), nullptr);
+    EXPECT_EQ(errno, EMFILE);
+    UTF8_ifstream stream(path.c_str());
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_TRUE(stream.fail());
+    EXPECT_EQ(VELA_OS::stat(path.c_str(), &facts), 0) << "another call than the failing one";
+  }
+  {
+    const FaultGuard guard(OsCall::readdir, {.error = EIO});
+    DIR* dir = VELA_OS::opendir(vela::InstallRoot().c_str());
+    dirent entry;
+    dirent* found = &entry;
+    EXPECT_EQ(VELA_OS::readdir_r(dir, &entry, &found), EIO);
+    EXPECT_EQ(found, nullptr);
+    VELA_OS::closedir(dir);
+  }
+  char data[16] = {};
+  std::FILE* file = VELA_OS::fopen(path.c_str(), "r+");
+  {
+    const FaultGuard guard(OsCall::read, {.limit = 5});
+    EXPECT_EQ(VELA_OS::fread(data, 2, 5, file), 2U) << "five bytes are two whole items of two";
+  }
+  std::rewind(file);
+  {
+    const FaultGuard guard(OsCall::write, {.error = ENOSPC, .limit = 3});
+    EXPECT_EQ(VELA_OS::fwrite("abcdef", 1, 6, file), 3U);
+    EXPECT_EQ(errno, ENOSPC);
+  }
+  {
+    const FaultGuard guard(OsCall::close, {.error = EIO});
+    EXPECT_EQ(VELA_OS::fclose(file), EOF);
+  }
+  UTF8_ifstream(path.c_str()).getline(data, sizeof(data));
+  EXPECT_STREQ(data, "abc3456789") << "the failing close closed all the same";
+  {
+    const FaultGuard guard(OsCall::allocate, {.error = ENOMEM});
+    EXPECT_TRUE(vela::AllocationFails());
+  }
+  EXPECT_FALSE(vela::AllocationFails());
+}
+
+TEST(VelaOs, ChildrenDoNotInheritOpenFiles) {
+  std::FILE* file = VELA_OS::fopen(File("x", "1").c_str(), "r");
+  EXPECT_NE(::fcntl(::fileno(file), F_GETFD) & FD_CLOEXEC, 0);
+  VELA_OS::fclose(file);
+}
+
+TEST(Utf8Stream, SkipsTheByteOrderMarkOnly) {
+  for (const std::string content : {"", "a", "ab", "abc", "\xEF\xBB", "text\n"}) {
+    for (const std::string mark : {"", "\xEF\xBB\xBF"}) {
+      UTF8_ifstream stream(File("x", mark + content).c_str(), std::ios::binary);
+      const std::string read((std::istreambuf_iterator<char>(stream)), {});
+      EXPECT_EQ(read, content) << (mark.empty() ? "without" : "with") << " mark";
+    }
+  }
+  EXPECT_FALSE(UTF8_ifstream("/no/such/file").is_open());
+}
+
+TEST(ProcessFacts, RootKeepsItsFinalSeparator) {
+  const struct {
+    const char* value;
+    const char* root;
+  } rows[] = {
+      {"/opt/x", "/opt/x/"}, {" /opt/x/\n", "/opt/x/"}, {"/opt/x\\", "/opt/x\\"}, {" ", ""}, {"", ""}};
+  for (const auto& row : rows) {
+    ::setenv("VELA_ROOT", row.value, 1);
+    EXPECT_EQ(vela::InstallRoot(), row.root);
+  }
+  EXPECT_EQ(VELAUtilInit(false), -1);
+}
+
+TEST(ProcessFacts, ModulesHaveFullNames) {
+  std::string executable;
+  std::string name;
+  ASSERT_TRUE(VelaGetExecutableName(executable));
+  EXPECT_TRUE(VelaGetModuleName(reinterpret_cast<const void*>(&File), name));
+  EXPECT_EQ(name, executable);
+  EXPECT_TRUE(VelaGetModuleName(reinterpret_cast<const void*>(&VelaTrim), name));
+  EXPECT_TRUE(name.starts_with("/") && name.find("libvela_platform.so") != std::string::npos) << name;
+  const int local = 0;
+  EXPECT_FALSE(VelaGetModuleName(&local, name)) << "the stack belongs to no module";
+}
+
+TEST(ProcessFacts, AForkedChildHasItsOwnThreadId) {
+  const std::uint32_t parent = GetCurrentThreadId();
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(GetCurrentThreadId() == static_cast<std::uint32_t>(::getpid()) ? 0 : 1);
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(GetCurrentThreadId(), parent);
+}
+
+TEST(Clock, SecondsScaleAndStayAddable) {
+  ::setenv("VELA_TIME_SCALE", "50", 1);
+  EXPECT_EQ(vela::ScaledSeconds(2).count(), 100);
+  EXPECT_EQ(vela::ScaledSeconds(-2).count(), 0);
+  const auto now = std::chrono::steady_clock::now();
+  EXPECT_GT(now + vela::ScaledSeconds(INT64_MAX), now);
+}
+
+TEST(Clock, SecondsBeforeTheEpochRoundDown) {
+  vela::SetWallClock([] { return vela::WallTime(std::chrono::microseconds(-1)); });
+  EXPECT_EQ(vela::NowSeconds(), -1);
+  vela::SetWallClock({});
+  EXPECT_GT(vela::NowSeconds(), 1'700'000'000);
+}
+
+// Hooks come and go while other threads are inside the seam; each call sees the whole hook or none.
+TEST(OsThreaded, HooksChangeUnderWay) {
+  constexpr int rounds = 2000;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([] {
+      for (int n = 0; n < rounds; ++n) {
+        errno = 0;
+        struct ::stat facts {};
+        const int result = VELA_OS::stat("/", &facts);
+        EXPECT_EQ(result == 0 ? 0 : errno, result == 0 ? 0 : EIO);
+        EXPECT_NE(vela::Now().time_since_epoch().count(), 0);
+      }
+    });
+  }
+  for (int n = 0; n < rounds; ++n) {
+    const FaultGuard guard(OsCall::stat, {.error = EIO});
+    vela::SetWallClock([] { return vela::WallTime(std::chrono::microseconds(7)); });
+    vela::SetWallClock({});
+  }
+  for (std::thread& thread : threads) thread.join();
+}
+
+TEST(OsThreaded, EveryThreadHasItsOwnId) {
+  vela::Mutex mutex;
+  std::set<std::uint32_t> ids{GetCurrentThreadId()};
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      const std::uint32_t first = GetCurrentThreadId();
+      vela::MutexLock lock(mutex);
+      EXPECT_EQ(first, GetCurrentThreadId());
+      ids.insert(first);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_GE(ids.size(), 2U);  // the system may reuse an id after a thread ended
+}
+
+}  // namespace
