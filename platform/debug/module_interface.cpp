@@ -1,0 +1,3 @@
+#include "platform/debug/module_interface.h"
+
+ModuleInterface::~ModuleInterface() = default;
