@@ -1,0 +1,198 @@
+#include "util/basicutil/common_logger.h"
+
+#include <ace/Thread.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "platform/log/log_process.h"
+#include "platform/log/time_formatter.h"
+#include "platform/os/clock.h"
+#include "platform/os/os_types.h"
+#include "util/basicutil/assert_report.h"
+
+namespace NSTE_util {
+namespace {
+
+constexpr const char* kUnit = "common";
+constexpr std::size_t kLongestText = 4094;
+constexpr std::size_t kKeptCapacity = 8192;  // a record that held a longer text gives its memory back
+
+constexpr std::array<std::string_view, kDebugLevels> kLevelMarks{"],Fixme,[H", "],Error,[H", "],Info, [H",
+                                                                 "],Debug,[H"};
+constexpr std::string_view kDumpBegin = "***********Dump filtered debug information begin **********";
+constexpr std::string_view kDumpEnd =
+    "\n***************************************************************Dump filtered debug information end "
+    "**********";
+
+std::string_view OrEmpty(const char* text) {
+  return text == nullptr ? std::string_view() : std::string_view(text);
+}
+
+void HandOver(unsigned level, std::string_view line) {
+  switch (level) {
+    case 0:
+      return LogProcess::Fixme(line);
+    case 1:
+      return LogProcess::Error(line);
+    case 2:
+      return LogProcess::Info(line);
+    default:
+      return LogProcess::Debug(line);
+  }
+}
+
+bool PlatformWrites(unsigned level) {
+  switch (level) {
+    case 0:
+      return true;
+    case 1:
+      return LogProcess::isErrorEnabled();
+    case 2:
+      return LogProcess::isInfoEnabled();
+    default:
+      return LogProcess::isDebugEnabled();
+  }
+}
+
+// "module text" on the stack when it is short enough, which it nearly always is.
+void WriteLine(unsigned level, const std::string& module, std::string_view text) {
+  char buffer[4096 + 128];
+  const std::size_t length = module.size() + 1 + text.size();
+  if (length > sizeof(buffer)) {
+    return HandOver(level, std::string(module).append(1, ' ').append(text));
+  }
+  std::memcpy(buffer, module.data(), module.size());
+  buffer[module.size()] = ' ';
+  std::memcpy(buffer + module.size() + 1, text.data(), text.size());
+  HandOver(level, {buffer, length});
+}
+
+// A record's text in a dump. Its own lines must not look like records or like the dump's end: where they
+// begin like one, a blank goes before.
+void AppendDumped(std::string& out, std::string_view text) {
+  for (std::size_t end = text.find('\n'); end != std::string_view::npos; end = text.find('\n')) {
+    out += text.substr(0, end + 1);
+    text.remove_prefix(end + 1);
+    if (text.starts_with('[') || text.starts_with('*')) out += ' ';
+  }
+  out += text;
+}
+
+}  // namespace
+
+FormattedText::FormattedText(const char* format, std::va_list args) : m_length(0) {
+  m_text[0] = '\0';
+  if (!Check(format != nullptr, kUnit, "NULL != format")) return;
+  const int made = std::vsnprintf(m_text, sizeof(m_text), format, args);
+  if (made < -1) {
+    m_text[0] = '\0';
+    Check(false, kUnit, "nBuf >= 0");
+    return;
+  }
+  // A text of exactly 4095 characters is cut as well: readers of the log know the limit as 4094.
+  if (made >= 0 && made <= static_cast<int>(kLongestText)) {
+    m_length = static_cast<std::size_t>(made);
+    return;
+  }
+  m_text[kLongestText] = '\0';
+  m_length = std::strlen(m_text);
+}
+
+void FilteredLogCache::Append(unsigned level, const std::string& module, std::string_view text) {
+  const auto now = vela::Now().time_since_epoch().count();
+  const std::uint32_t threadId = vela::Cut32(ACE_Thread::self());
+  vela::MutexLock lock(m_mutex);
+  DebugLogRecord& record = m_records[m_next];
+  if (record.text.capacity() > kKeptCapacity && text.size() <= kKeptCapacity) std::string().swap(record.text);
+  record.text.assign(text);
+  record.level = level;
+  record.seconds = now / 1'000'000;
+  record.microseconds = static_cast<std::int32_t>(now % 1'000'000);
+  record.threadId = threadId;
+  record.module = &module;
+  m_next = (m_next + 1) % kCapacity;
+  if (m_count < kCapacity) ++m_count;
+}
+
+std::string FilteredLogCache::DumpText() const {
+  std::string out(kDumpBegin);
+  for (std::size_t i = 0; i < m_count; ++i) {
+    const DebugLogRecord& record = m_records[(m_next + kCapacity - m_count + i) % kCapacity];
+    out += "\n[";
+    out += TimeFormatter::getFormatTime(record.seconds, record.microseconds);
+    out += kLevelMarks[record.level];
+    out += std::to_string(record.threadId);
+    out += "] ";
+    out += *record.module;
+    out += ' ';
+    AppendDumped(out, record.text);
+  }
+  out += kDumpEnd;
+  return out;
+}
+
+void FilteredLogCache::Dump() {
+  vela::MutexLock lock(m_mutex);
+  LogProcess::Fixme(DumpText());
+  m_count = 0;
+}
+
+FilteredLogCache& CommonLogCache() {
+  static FilteredLogCache& cache = *new FilteredLogCache;
+  return cache;
+}
+
+void WriteRecord(unsigned level, const std::string& module, std::string_view text) {
+  if (!PlatformWrites(level)) return;
+  WriteLine(level, module, text);
+  if (level == 0) CommonLogCache().Dump();
+}
+
+TEDebugLogger::TEDebugLogger(std::string name, FilteredLogCache& cache)
+    : m_name(std::move(name)), m_isAlarm(m_name == "alarm"), m_cache(cache) {}
+
+// Diagnostics never harm their caller: without memory for a record, there is no record.
+void TEDebugLogger::PrintText(unsigned level, std::string_view text) {
+  try {
+    if (m_isAlarm) return LogProcess::ForceLog("alarm", 5, text);
+    const unsigned known = DebugLevel(level);
+    if (IsEnabled(known)) return WriteRecord(known, m_name, text);
+    m_cache.Append(known, m_name, text);
+  } catch (...) {
+  }
+}
+
+void TEDebugLogger::Print(unsigned int level, const char* text) {
+  PrintText(level, OrEmpty(text));
+}
+
+void TEDebugLogger::PrintException(const char* text) {
+  PrintText(0, OrEmpty(text));
+}
+
+void TEDebugLogger::PrintF(unsigned int level, const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  const FormattedText text(format, args);
+  va_end(args);
+  PrintText(level, text.View());
+}
+
+void TEDebugLogger::PrintExceptionF(const char* format, ...) {
+  std::va_list args;
+  va_start(args, format);
+  const FormattedText text(format, args);
+  va_end(args);
+  PrintText(0, text.View());
+}
+
+bool TEDebugLogger::IsEnabled(unsigned int level) {
+  return level < kDebugLevels && (m_switches.load(std::memory_order_relaxed) >> level & 1U) != 0;
+}
+
+std::string TEDebugLogger::GetName() {
+  return m_name;
+}
+
+}  // namespace NSTE_util
