@@ -43,15 +43,18 @@ class VELA_EXPORT VelaAppMgr {
  public:
   // The process-wide manager; made on first use.
   static VelaAppMgr* Instance();
+  // Stops (5 seconds at most), then deletes the manager; the next one starts afresh. A manager with abandoned
+  // handlers stays as it is, since they may still use it.
   static void Destroy();
 
   virtual ~VelaAppMgr();
 
   // Opens the bus at this process' address and begins to serve. 0, or -1 (the reason is logged).
   virtual int Start(std::unique_ptr<vela::Bus> bus, CProcID self, std::uint16_t desk) = 0;
-  // No new requests; waits at most `seconds` for running handlers, answers what is queued with
-  // VELA_ERR_STOPPING, closes the bus. True when all handlers had ended; the others are abandoned (the
-  // process must end soon).
+  // No new requests; sets the exit flag, ends synchronous waits with 0x4101F003, waits at most `seconds` for
+  // running handlers, answers what is queued with VELA_ERR_STOPPING, closes the bus. Inserted tasks are
+  // deleted, unless a handler of their manager was abandoned. True when all handlers had ended; the others
+  // are abandoned (the process must end soon). Not for worker threads.
   virtual bool Stop(int seconds) = 0;
 
   // Null when the id is taken, 0, or the process is stopping. Owned by this object.
@@ -60,8 +63,10 @@ class VELA_EXPORT VelaAppMgr {
   virtual std::vector<VelaTaskMgr*> TaskMgrs() = 0;
 
   // Sends a frame and takes it over. Own addresses are served within the process, to the task manager
-  // `module` when that is not 0; the rest goes over the bus. 1 = sent, 0 = refused (LastSendError of this
-  // thread tells why).
+  // `module` when there is one, whatever the routes say; the rest goes over the bus. So does the own number
+  // with any instance, which may come back, while a bus is open. 1 = sent, or answered with a refusal;
+  // 0 = refused (LastSendError of this thread tells why). A second answer to the request that a worker serves
+  // is refused. Before Start, own addresses are served and all others have no receiver.
   virtual int VelaOutSendMsg(VelaCmdMSG* msg, std::uint8_t module) = 0;
   virtual std::uint32_t LastSendError() const = 0;
 
@@ -69,14 +74,18 @@ class VELA_EXPORT VelaAppMgr {
   virtual vela::Bus* GetBus() = 0;  // null unless running
 };
 
-// Routes a command code to a task manager; the last call counts. Requests without a route go to the manager
-// that the frame's module names, else to the one of the handler record.
+// Routes a command code to a task manager; the last call counts, and 0 ends the route. Requests without a
+// route (or routed to a manager that does not exist) go to the manager that the frame's module names, else
+// to the one of the handler record.
 VELA_EXPORT void SetTaskMgrForCmd(std::uint32_t cmdCode, std::uint8_t taskMgrId);
 
 // This process' address; zeros before VelaAppMgr::Start.
 VELA_EXPORT std::uint16_t VelaGetProcId();
 VELA_EXPORT std::uint16_t VelaGetProcHandle();
 VELA_EXPORT std::uint16_t VelaGetDeskId();
+
+// An address for messages, number and handle: "51/3".
+VELA_EXPORT std::string VelaAddressText(CProcID address);
 
 // Whether the process has been told to end. Handlers see it as "cancelled". Async-signal-safe.
 VELA_EXPORT bool VelaIsExit();

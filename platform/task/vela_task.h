@@ -27,10 +27,12 @@ class VELA_EXPORT VelaTask {
   std::uint16_t GetTaskId() const;  // 1 to 65535, unique among the live tasks of this process
   std::uint8_t GetAttribute() const;
   int GetTaskState() const;  // any thread
+  // Any thread. VELA_TASK_END lets an inserted task end as soon as none of its calls runs; set from another
+  // thread, that may be before this returns.
   void VelaSetTaskState(int state);
 
-  // A new serial number (never 0). An answer is accepted only for a number that this task drew and whose wait
-  // has not been given up.
+  // A new serial number (never 0). One answer is accepted for a number that this task drew and whose wait
+  // has not been given up. The task remembers its last 49152 numbers at least.
   std::uint32_t AllocMsgSn();
 
   // Waits for an answer to any request of this task, at most `timeOut` seconds (0 or less: 30). 0 with the
@@ -40,11 +42,13 @@ class VELA_EXPORT VelaTask {
   // The same for one serial number; other answers stay queued.
   std::uint32_t VelaSynRecvSn(std::uint32_t sn, int timeOut, VelaMsgPtr& msg);
 
-  // Sends an answer frame (response or progress) and takes it over. 0 or a code of vela_error.h.
+  // Sends an answer frame (response or progress) and takes it over; a source task of 0 becomes this one. 0 or
+  // a code of vela_error.h.
   std::uint32_t VelaCmdSendAnsFrameCB(VelaCmdMSG* frame);
 
-  // Calls VelaTaskTimeInterval once after `seconds`; the result is its id, never 0. Deleting an unknown id is
-  // harmless; after DelTaskTimeInterval returned, the expiry is not delivered any more.
+  // Calls VelaTaskTimeInterval once after `seconds` (at once, when 0 or less); the result is its id, never 0.
+  // Deleting an unknown id is harmless; after DelTaskTimeInterval returned, the expiry is not delivered any
+  // more. Any thread. Only inserted tasks get expiries; those of before the insertion follow VelaTaskCreate.
   std::uint32_t SetTaskTimeInterval(int seconds);
   void DelTaskTimeInterval(std::uint32_t id);
 
@@ -68,8 +72,9 @@ class VELA_EXPORT VelaGnlTask : public VelaTask {
   const TECmdMsg* GetCurReqMsg() const;
   void SetCurReqMsg(std::unique_ptr<TECmdMsg> request);
 
-  // Send one ASN.1 command without waiting; `format` is the message format mark (10). 0 or a code of
-  // vela_error.h. NBC: to one process. BC: to every member of the broadcast group `group`.
+  // Send one ASN.1 command without waiting; `format` is the message format mark (10; others are refused with
+  // VELA_ERR_GENERAL). 0 or a code of vela_error.h. NBC: to one process. BC: to every member of the broadcast
+  // group `group`.
   std::uint32_t AsnSendNBC(CProcID dst, std::uint8_t module, std::uint32_t cmdCode, const AsnType& msg,
                            int format);
   std::uint32_t AsnSendBC(std::uint16_t group, std::uint8_t module, std::uint32_t cmdCode, const AsnType& msg,

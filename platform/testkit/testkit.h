@@ -51,7 +51,8 @@ class VELA_EXPORT CurrentTask {
   CurrentTask& operator=(const CurrentTask&) = delete;
 
   VelaGnlTask* get() const;
-  // Queues an answer for the task's synchronous waits, as if it came from the bus.
+  // Queues an answer for the task's synchronous waits, as if it came from the bus, whatever its serial number
+  // (a frame of the bus must carry one that the task drew). Any thread.
   void Deliver(VelaMsgPtr frame);
 
  private:
@@ -93,7 +94,8 @@ struct Frame {
 class VELA_EXPORT FrameCapture {
  public:
   FrameCapture();
-  // `refuse`: for each frame, true makes the send fail.
+  // `refuse`: for each frame, true makes the send fail (and the frame is not collected). Called in the
+  // sending thread, maybe in several at once.
   explicit FrameCapture(std::function<bool(const VelaCmdMSG&)> refuse);
   ~FrameCapture();
   FrameCapture(const FrameCapture&) = delete;
@@ -150,6 +152,9 @@ class VELA_EXPORT ProcessAddress {
   ~ProcessAddress();
   ProcessAddress(const ProcessAddress&) = delete;
   ProcessAddress& operator=(const ProcessAddress&) = delete;
+
+ private:
+  std::uint16_t m_number, m_handle, m_desk;
 };
 
 }  // namespace testkit

@@ -1,0 +1,134 @@
+#pragma once
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <cstring>
+#include <latch>
+#include <mutex>
+
+#include "platform/asncmd/asn_runtime.h"
+#include "platform/bus/bus.h"
+#include "platform/task/te_task_creator.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_error.h"
+#include "platform/task/vela_task.h"
+#include "platform/task/vela_task_mgr.h"
+#include "platform/testkit/testkit.h"
+
+namespace task_test {
+
+using Hook = std::function<unsigned long(VelaGnlTask*, const AsnType*)>;
+
+inline constexpr std::uint32_t kPlain = 0x700001;    // handler without a request object
+inline constexpr std::uint32_t kDecoded = 0x700002;  // its request is an INTEGER
+inline constexpr std::uint32_t kUnknown = 0x7000FF;
+inline constexpr CProcID kServer(51, 1);
+inline constexpr CProcID kClient(300, 7);
+
+// What the handlers of this program do now.
+inline Hook& TheHook() {
+  static Hook hook;
+  return hook;
+}
+
+inline unsigned long CallHook(VelaGnlTask* task, const AsnType* request) {
+  return TheHook() ? TheHook()(task, request) : 0;
+}
+
+inline AsnType* NewInteger() {
+  return new AsnInt;
+}
+
+inline const TETaskHandlerStru kRecords[] = {{kPlain, 1, "Plain", nullptr, nullptr, &CallHook},
+                                             {kDecoded, 1, "Decoded", &NewInteger, nullptr, &CallHook}};
+
+inline VelaMsgPtr AnswerTo(const VelaCmdMSG& request) {
+  VelaMsgPtr frame(VelaAllocMsg(VELA_MSG_HEADER));
+  frame->dstProcId = request.srcProcId;
+  frame->dstHandle = request.srcHandle;
+  frame->dstTaskId = request.srcTaskId;
+  frame->srcProcId = VelaGetProcId();
+  frame->srcHandle = VelaGetProcHandle();
+  frame->cmdCode = request.cmdCode;
+  frame->kind = VELA_KIND_RESPONSE;
+  frame->length = 2;
+  VelaMsgSetSn(frame.get(), request.sn);
+  return frame;
+}
+
+inline std::uint32_t Answer(VelaGnlTask* task) {
+  return task->VelaCmdSendAnsFrameCB(AnswerTo(task->GetCurReqMsg()->Header()).release());
+}
+
+inline vela::BusOptions Options() {
+  vela::BusOptions options;
+  options.folder = "task_test";
+  options.queueFrames = 100000;
+  return options;
+}
+
+// Another process on the bus: sends requests and collects what comes back.
+class Client {
+ public:
+  Client() : m_bus(vela::MakeInProcessBus(Options())) {
+    const auto result = m_bus->Open(kClient, [this](VelaMsgPtr frame) {
+      const std::lock_guard lock(m_lock);
+      m_frames.push_back(*frame);
+      m_came.notify_all();
+    });
+    EXPECT_EQ(result, vela::BusResult::ok);
+  }
+  ~Client() { m_bus->Close(); }
+
+  void Send(testkit::Request request) {
+    request.srcProcId = kClient.Number();
+    request.srcHandle = kClient.Handle();
+    EXPECT_EQ(m_bus->Send(*testkit::MakeFrame(request)), vela::BusResult::ok);
+  }
+  // The frames that came since Clear, `count` at least.
+  std::vector<VelaCmdMSG> Await(std::size_t count) {
+    std::unique_lock lock(m_lock);
+    m_came.wait(lock, [&] { return m_frames.size() >= count; });
+    return m_frames;
+  }
+  void Clear() {
+    const std::lock_guard lock(m_lock);
+    m_frames.clear();
+  }
+
+ private:
+  std::unique_ptr<vela::Bus> m_bus;
+  std::mutex m_lock;
+  std::condition_variable m_came;
+  std::vector<VelaCmdMSG> m_frames;
+};
+
+// This process as a server with one task manager, and a client. The process ends with the test.
+class Process {
+ public:
+  explicit Process(VelaTaskMgrConfig config = {}) {
+    for (const auto& record : kRecords) EXPECT_TRUE(TETaskCreator::Instance()->RegisterTask(&record));
+    app = VelaAppMgr::Instance();
+    manager = app->CreateTaskMgr(config);
+    EXPECT_EQ(app->Start(vela::MakeInProcessBus(Options()), kServer, 0), 0);
+    client = std::make_unique<Client>();
+  }
+  ~Process() {
+    VelaAppMgr::Destroy();
+    client.reset();
+    TheHook() = nullptr;
+  }
+
+  VelaAppMgr* app;
+  VelaTaskMgr* manager;
+  std::unique_ptr<Client> client;
+};
+
+inline VelaTaskMgrConfig Workers(unsigned count, unsigned queueLimit = 1000) {
+  VelaTaskMgrConfig config;
+  config.workers = count;
+  config.queueLimit = queueLimit;
+  return config;
+}
+
+}  // namespace task_test
