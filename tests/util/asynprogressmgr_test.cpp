@@ -1,0 +1,318 @@
+#include "util/basicutil/asynprogressmgr.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <optional>
+#include <set>
+
+#include "asn1/progress.h"
+#include "platform/testkit/testkit.h"
+#include "util/basicutil/client_records.h"
+#include "util/basicutil/progressmgr.h"
+#include "util/basicutil/taskcontext.h"
+
+using namespace NSTE_util;
+
+namespace {
+
+constexpr CProcID A(500, 1), B(501, 1), ANY(502, 0);
+
+class AsynProgress : public testing::Test {
+ protected:
+  ~AsynProgress() override {
+    AsynProgressMgr::Destroy();
+    ProgressMgr::Destroy();
+  }
+
+  AsynProgressMgr& Mgr() { return *AsynProgressMgr::Instance(); }
+  unsigned long Add(int clientMissionNo, const std::vector<ProcWeightPair>& processes = {{A, 1.0F}}) {
+    unsigned long id = 0;
+    EXPECT_TRUE(Mgr().Register(processes, clientMissionNo, id));
+    return id;
+  }
+  unsigned long AddEx(int clientMissionNo, const std::vector<ProcWeightPairEx>& processes,
+                      SubMissionIds& ids) {
+    unsigned long id = 0;
+    EXPECT_TRUE(Mgr().RegisterEx(processes, clientMissionNo, id, ids));
+    return id;
+  }
+  static ClientMissionID Key(int clientMissionNo) {
+    ClientMissionID key;
+    key.m_nMissionNo = clientMissionNo;
+    key.m_nClientNo = 7;
+    key.m_wProcID = 300;
+    key.m_wProcHandle = 2;
+    key.m_wDeskNo = 4;
+    return key;
+  }
+
+  testkit::LogCapture m_log;
+  testkit::FrameCapture m_frames;
+  testkit::CurrentTask m_task{{.clientNo = 7, .srcProcId = 300, .srcHandle = 2, .srcDesk = 4}};
+};
+
+TEST_F(AsynProgress, FoldsWeightedReportsIntoTheSpanOfTheClient) {
+  const struct {
+    const char* why;
+    int base;
+    float span;
+    std::vector<std::pair<ProcWeightPair, unsigned long>> reports;
+    unsigned long expected;
+  } rows[] = {
+      {"20 + 50, scaled by 0.8, from 10 on", 10, 80, {{{A, 0.5F}, 40}, {{B, 0.5F}, 100}}, 66},
+      {"each share is cut before adding",
+       0,
+       100,
+       {{{A, 0.333F}, 50}, {{B, 0.333F}, 50}, {{ANY, 0.333F}, 50}},
+       48},
+      {"single precision: 0.7 of 100 is 70", 0, 50, {{{A, 0.7F}, 100}, {{B, 0.3F}, 100}}, 50},
+      {"the scaled sum is cut as well", 0, 33, {{{A, 1.0F}, 50}}, 16},
+      {"the later weight of a process counts", 0, 100, {{{A, 0.2F}, 100}, {{A, 0.5F}, 100}}, 50},
+      {"a weight without bounds", 0, 100, {{{A, 1e38F}, 100}, {{B, -1e38F}, 100}}, 0},
+  };
+  int missionNo = 0;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    TETaskContext context(m_task.get());
+    context.SetMissionID(++missionNo, false);
+    context.SendProgress(row.base);
+    std::vector<ProcWeightPair> processes;
+    for (const auto& report : row.reports) processes.push_back(report.first);
+    const AsynProgRegisterGuard guard(processes, missionNo, row.span);
+    const unsigned long id = guard.GetMissionID();
+    for (const auto& [process, percent] : row.reports)
+      EXPECT_TRUE(Mgr().WriteProcProgress(id, process.first, id, percent));
+    EXPECT_EQ(Mgr().GetMissionProgress(id), row.expected);
+  }
+}
+
+TEST_F(AsynProgress, TakesOrIgnoresReports) {
+  SubMissionIds ids;
+  const unsigned long id = AddEx(1, {{A, 1.0F, 3}, {B, 1.0F, 0}}, ids);
+  ASSERT_EQ(ids[A].size(), 3U);
+  const struct {
+    const char* why;
+    unsigned long mission;
+    CProcID process;
+    unsigned long subMission, percent;
+    bool taken;
+    unsigned long progress;
+  } rows[] = {
+      {"a third of 50, cut", id, A, ids[A][0], 50, true, 16},
+      {"the mean of two reports over three", id, A, ids[A][2], 100, true, 50},
+      {"may fall again", id, A, ids[A][2], 10, true, 20},
+      {"above 100", id, A, ids[A][1], 101, true, 20},
+      {"not its sub-mission", id, A, id, 90, true, 20},
+      {"a process without sub-missions", id, B, id, 90, true, 20},
+      {"unknown process", id, CProcID(500, 2), ids[A][0], 90, false, 20},
+      {"unknown mission", id + 1, A, ids[A][0], 90, false, 20},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Mgr().WriteProcProgress(row.mission, row.process, row.subMission, row.percent), row.taken)
+        << row.why;
+    EXPECT_EQ(Mgr().GetMissionProgress(id), row.progress) << row.why;
+  }
+  EXPECT_EQ(m_log.Count("IN function WriteProcProgress: write progress info fail, missionID:65536"), 1);
+  EXPECT_EQ(m_log.Count("IN function WriteProcProgress: write progress info fail, missionID:65537"), 1);
+}
+
+TEST_F(AsynProgress, MovedSubMissionTakesItsShareAndProgressAlong) {
+  SubMissionIds ids;
+  const unsigned long id = AddEx(1, {{A, 0.6F, 2}, {B, 0.4F, 1}}, ids);
+  const unsigned long first = ids[A][0], second = ids[A][1];
+  Mgr().WriteProcProgress(id, A, first, 80);
+  Mgr().WriteProcProgress(id, A, second, 40);
+  EXPECT_EQ(Mgr().GetMissionProgress(id), 36U);  // 0.6 x 60
+
+  Mgr().MoveSubMission(first, ANY);
+  EXPECT_EQ(Mgr().GetMissionProgress(id), 42U);  // 0.3 x 60, which stays, + 0.3 x 80
+  Mgr().WriteProcProgress(id, A, second, 50);
+  EXPECT_EQ(Mgr().GetMissionProgress(id), 39U);  // 0.3 x 50 + 0.3 x 80
+
+  Mgr().MoveSubMission(first, CProcID(ANY.Number(), 9));  // "any instance" holds it already
+  EXPECT_FALSE(Mgr().WriteProcProgress(id, CProcID(ANY.Number(), 9), first, 90));
+  Mgr().MoveSubMission(id + 65535, B);  // nobody holds it
+  Mgr().MoveSubMission(first + 0x10000, B);
+  EXPECT_EQ(Mgr().GetMissionProgress(id), 39U);
+
+  Mgr().MoveSubMission(first, B);  // into a process that has one of its own: (80 + 0) / 2 of 0.4 + 0.3
+  EXPECT_EQ(Mgr().GetMissionProgress(id), 15U + 28U);
+}
+
+TEST_F(AsynProgress, StopAbortsWhatHasNotFinishedAndCountsItAsComplete) {
+  SubMissionIds ids;
+  const unsigned long id = AddEx(1, {{A, 0.25F, 2}, {B, 0.75F, 1}}, ids);
+  Mgr().WriteProcProgress(id, A, ids[A][0], 10);
+  Mgr().WriteProcProgress(id, B, ids[B][0], 100);
+  EXPECT_EQ(Mgr().MissionStop(Key(2)), -1);
+  EXPECT_EQ(Mgr().MissionStop(Key(1)), 0);
+
+  const std::vector<testkit::Frame> frames = m_frames.Frames();
+  ASSERT_EQ(frames.size(), 2U);
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    EXPECT_EQ(frames[i].header.cmdCode, 0x208001U);
+    EXPECT_EQ(CProcID(frames[i].header.dstProcId, frames[i].header.dstHandle), A);
+    AsnAbortMissionReq request;
+    request.scope = 255;
+    request.missionID = static_cast<AsnIntType>(ids[A][i]);
+    EXPECT_EQ(frames[i].payload, testkit::Encoded(request));
+  }
+  EXPECT_EQ(m_log.Count("AsynProgressMgrImpl::MissionStop"), 2);  // one for each process
+  EXPECT_EQ(Mgr().GetMissionProgress(id), 100U);
+  EXPECT_FALSE(Mgr().WriteProcProgress(id, A, ids[A][0], 20));
+
+  m_frames.Clear();
+  EXPECT_EQ(Mgr().MissionStop(Key(1)), 0);
+  EXPECT_TRUE(m_frames.Frames().empty());
+}
+
+TEST_F(AsynProgress, IdsRepeatAfter65535AndPassOverTheLiving) {
+  const unsigned long living = Add(1);
+  EXPECT_EQ(living, 0x10000U);
+  unsigned long last = 0;
+  for (int i = 2; i <= 65535; ++i) Mgr().UnRegister(last = Add(2));
+  EXPECT_EQ(last, 0xFFFF0000U);
+  Mgr().UnRegister(last = Add(2));
+  EXPECT_EQ(last, 0x20000U);
+  Mgr().UnRegister(living);
+  for (int i = 3; i <= 65535; ++i) Mgr().UnRegister(Add(2));
+  EXPECT_EQ(Add(2), 0x10000U);
+}
+
+TEST_F(AsynProgress, WithAllIdsTakenTheOldestMissionGivesItsOwn) {
+  for (int i = 1; i <= 65535; ++i) Add(i);
+  EXPECT_EQ(Add(65536, {{B, 1.0F}}), 0x10000U);
+  EXPECT_FALSE(Mgr().IsClientMissionRegistered(Key(1), true));
+  EXPECT_FALSE(Mgr().WriteProcProgress(0x10000, A, 0x10000, 50));  // nothing of the old one is left
+}
+
+TEST_F(AsynProgress, FindsTheMissionOfAClientWhateverTheReplyAttribute) {
+  const unsigned long one = Add(1), two = Add(2);
+  for (const std::uint16_t replyAttr : {0, 1, 65535}) {
+    ClientMissionID key = Key(2);
+    key.m_wReplyAttr = replyAttr;
+    unsigned long found = 0;
+    EXPECT_TRUE(Mgr().FindMissionID(key, found));
+    EXPECT_EQ(found, two);
+  }
+  unsigned long again = 5;
+  EXPECT_FALSE(Mgr().Register({{B, 1.0F}}, 1, again));
+  EXPECT_EQ(again, 5U);
+  ClientMissionID client;
+  EXPECT_TRUE(Mgr().GetClientMissionID(one, client));
+  EXPECT_EQ(client, Key(1));
+
+  EXPECT_TRUE(Mgr().UnRegister(one));
+  EXPECT_FALSE(Mgr().UnRegister(one));
+  EXPECT_FALSE(Mgr().IsMissionRegistered(one, true));
+  EXPECT_FALSE(Mgr().FindMissionID(Key(1), again));
+  EXPECT_NE(Add(1), one);
+}
+
+TEST_F(AsynProgress, RefusesWhatItCannotRegister) {
+  unsigned long id = 5;
+  SubMissionIds ids;
+  EXPECT_FALSE(Mgr().RegisterEx({{A, 0.5F, 65535}, {B, 0.5F, 1}}, 1, id, ids));
+  EXPECT_FALSE(Mgr().RegisterEx({{A, 0.5F, 0xFFFFFFFF}, {B, 0.5F, 0xFFFFFFFF}}, 1, id, ids));
+  EXPECT_EQ(m_log.Count("assertion failed for 'total <= MAX_SERIAL'"), 2);
+  {
+    const testkit::CurrentTask noRequest{testkit::CurrentTask::NoRequest()};
+    EXPECT_FALSE(Mgr().Register({{A, 1.0F}}, 1, id));
+  }
+  EXPECT_EQ(m_log.Count("assertion failed for 'pReqMsg != 0'"), 1);
+  EXPECT_EQ(id, 5U);
+  EXPECT_TRUE(ids.empty());
+  EXPECT_FALSE(Mgr().IsClientMissionRegistered(Key(1), true));
+}
+
+TEST_F(AsynProgress, FirstDataAndCommandOfAMissionCount) {
+  Mgr().SetMissionData(0x10000, 3);
+  Mgr().SetMissionData(0x10000, 4);
+  EXPECT_EQ(Mgr().GetMissionData(0x10000), 3U);
+  Mgr().EraseMissionData(0x10000);
+  Mgr().EraseMissionData(0x10000);
+  EXPECT_EQ(Mgr().GetMissionData(0x10000), 0U);
+  EXPECT_EQ(m_log.Count("This missionID has registered, missionID:65536"), 1);
+  EXPECT_EQ(m_log.Count("This missionID has not registered, missionID:65536"), 1);
+
+  EXPECT_FALSE(Mgr().ResetMissionTimeout(0x10000, 60, A));
+  EXPECT_EQ(m_log.Count("assertion failed"), 0);
+  Mgr().RegisterMissionCmd(0x10000, {12, 1});
+  Mgr().RegisterMissionCmd(0x10000, {13, 2});
+  MissionCmd cmd;
+  Mgr().GetMissionCmd(0x10000, cmd);
+  EXPECT_EQ(cmd, MissionCmd(12, 1));
+  EXPECT_EQ(m_log.Count("MissionID has registered, missionID:65536,cmdSN:12"), 1);
+  EXPECT_FALSE(Mgr().ResetMissionTimeout(0x10000, 60, A));  // nobody waits
+  EXPECT_EQ(m_log.Count("assertion failed"), 1);
+  Mgr().UnRegisterMissionCmd(0x10000);
+  Mgr().GetMissionCmd(0x20000, cmd = MissionCmd(9, 9));
+  EXPECT_EQ(cmd, MissionCmd(9, 9));
+}
+
+TEST_F(AsynProgress, ProxyHandsOutEachSubMissionOnce) {
+  AsynProgRegProxyEx proxy;
+  ASSERT_TRUE(proxy.Register({{A, 0.5F, 2}, {B, 0.5F, 1}}, 1, 100));
+  const unsigned long first = proxy.GetMissionID(A);
+  AsynProgRegProxyEx copy = proxy;
+  const unsigned long second = proxy.GetMissionID(A);
+  EXPECT_EQ(copy.GetMissionID(A), second);
+  EXPECT_EQ((std::set<unsigned long>{first, second, proxy.GetMissionID(B)}.size()), 3U);
+  EXPECT_EQ(first & 0xFFFF0000, 0x10000U);
+  EXPECT_EQ(m_log.Count("assertion failed"), 0);
+  EXPECT_EQ(proxy.GetMissionID(A), 0U);
+  EXPECT_EQ(proxy.GetMissionID(ANY), 0U);
+  EXPECT_EQ(m_log.Count("ASSERT: file util/basicutil/asynprogressmgr, line "), 2);
+  EXPECT_TRUE(copy.UnRegister());
+  EXPECT_FALSE(proxy.UnRegister());
+}
+
+TEST_F(AsynProgress, GuardsEndTheirSpanEvenWhenRefused) {
+  TETaskContext context(m_task.get());
+  context.SetMissionID(1, false);
+  {
+    const AsynProgRegisterGuard guard({{A, 1.0F}}, 1, 40);
+    const AsynProgRegisterGuardEx refused({{A, 1.0F, 1}}, 1, 50);
+    float weight = 0;
+    int progress = 0;
+    ProgressMgr::Instance()->GetProgress(Key(1), progress, weight);
+    EXPECT_FLOAT_EQ(weight, 0.2F);
+  }
+  EXPECT_FALSE(Mgr().IsMissionRegistered(0x10000, true));
+  float weight = 0;
+  int progress = 0;
+  ProgressMgr::Instance()->GetProgress(Key(1), progress, weight);
+  EXPECT_FLOAT_EQ(weight, 1.0F);
+  EXPECT_EQ(progress, 40);
+}
+
+using AsynProgressThreaded = AsynProgress;
+
+TEST_F(AsynProgressThreaded, OneOfManyRegistersAndEveryReportCounts) {
+  constexpr int THREADS = 4, ROUNDS = 200;
+  std::atomic<int> registered{0};
+  SubMissionIds ids;
+  const unsigned long shared = AddEx(1, {{A, 1.0F, THREADS}}, ids);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < THREADS; ++t) {
+    threads.emplace_back([&, sub = ids[A][static_cast<std::size_t>(t)]] {
+      const testkit::Request request{.clientNo = 7, .srcProcId = 300, .srcHandle = 2, .srcDesk = 4};
+      VelaGnlTask task("worker");
+      task.SetCurReqMsg(std::make_unique<TECmdMsg>(testkit::MakeFrame(request)));
+      const VelaCurrentTaskScope current(&task);
+      for (int round = 0; round < ROUNDS; ++round) {
+        unsigned long id = 0;
+        registered += Mgr().Register({{B, 1.0F}}, 100 + round, id) ? 1 : 0;
+        Mgr().WriteProcProgress(shared, A, sub, static_cast<unsigned long>(round) * 100 / (ROUNDS - 1));
+        Mgr().MoveSubMission(id, A);
+        Mgr().GetMissionProgress(shared);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(registered, ROUNDS);
+  EXPECT_EQ(Mgr().GetMissionProgress(shared), 100U);
+}
+
+}  // namespace
