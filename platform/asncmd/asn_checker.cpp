@@ -33,10 +33,16 @@ constexpr unsigned char numberMask = 0x1F;
 constexpr std::size_t maxTagOctets = 3;
 constexpr std::size_t maxLengthOctets = 4;
 
+// The universal types that a message may hold as a text.
+constexpr std::uint32_t stringTags = [] {
+  std::uint32_t tags = 1u << tagBitString | 1u << tagOctetString | 1u << tagObjectDescriptor |
+                       1u << tagUtf8String | 1u << tagBmpString;
+  for (unsigned tag = tagNumericString; tag <= tagUniversalString; ++tag) tags |= 1u << tag;
+  return tags;
+}();
+
 bool IsString(unsigned tag) {
-  if (tag >= tagNumericString && tag <= tagUniversalString) return true;
-  return tag == tagBitString || tag == tagOctetString || tag == tagUtf8String || tag == tagObjectDescriptor ||
-         tag == tagBmpString;
+  return stringTags >> tag & 1;
 }
 
 // The walk over one message. Every method that can refuse returns false with the verdict set.
@@ -46,10 +52,11 @@ class Walk {
       : m_begin(bytes.data()),
         m_size(bytes.size()),
         m_maxDepth(std::min(limits.maxDepth, AsnLimits::depthCeiling)),
-        m_elementsLeft(limits.maxElements) {}
+        m_elementsLeft(limits.maxElements) {
+    m_now = {m_size, 0, false, false, false};
+  }
 
   AsnVerdict Run() {
-    m_end = m_size;
     while (Element()) {
       if (!CloseFinished()) break;
       if (m_depth == 0) {
@@ -77,23 +84,21 @@ class Walk {
 
   bool Element() {
     const std::size_t start = m_pos;
-    if (start >= m_end) return Refuse("an indefinite length without its end-of-contents", start);
+    if (start >= m_now.end) return Refuse("an indefinite length without its end-of-contents", start);
     const unsigned char tag = m_begin[m_pos++];
     if (tag == tagEndOfContents) return EndOfContents(start);
     if (m_elementsLeft == 0) return Refuse("too many elements", start);
     --m_elementsLeft;
-    if (m_depth != 0 && m_open[m_depth - 1].tagged) {
-      if (m_open[m_depth - 1].filled) return Refuse("a tag wraps more than one element", start);
-      m_open[m_depth - 1].filled = true;
-    }
+    if (m_now.tagged && m_now.filled) return Refuse("a tag wraps more than one element", start);
+    m_now.filled = true;
     if ((tag & numberMask) == numberMask && !LongTag(tag, start)) return false;
-    if (m_pos >= m_end) return Refuse("an element is cut before its length", m_pos);
+    if (m_pos >= m_now.end) return Refuse("an element is cut before its length", m_pos);
     const unsigned char first = m_begin[m_pos];
     if (first == 0x80) return Indefinite(tag, start);
     std::size_t length = first;
     const std::size_t lengthAt = m_pos++;
     if (first > 0x80 && !LongLength(first, lengthAt, length)) return false;
-    if (length > m_end - m_pos) return Refuse("a length does not fit into what encloses it", lengthAt);
+    if (length > m_now.end - m_pos) return Refuse("a length does not fit into what encloses it", lengthAt);
     if (tag & constructedBit) {
       if (!MayBeConstructed(tag, start)) return false;
       return Enter(start, m_pos + length, (tag & classMask) != 0, false);
@@ -109,7 +114,7 @@ class Walk {
     unsigned number = 0;
     unsigned char octet;
     do {
-      if (m_pos >= m_end) return Refuse("a tag is cut", m_pos);
+      if (m_pos >= m_now.end) return Refuse("a tag is cut", m_pos);
       if (++octets > maxTagOctets) return Refuse("a tag of more than 3 octets", start);
       octet = m_begin[m_pos++];
       number = number << 7 | (octet & 0x7F);
@@ -124,7 +129,7 @@ class Walk {
     if (first == 0xFF) return Refuse("the reserved length octet FF", lengthAt);
     const std::size_t octets = first & 0x7F;
     if (octets > maxLengthOctets) return Refuse("more than 4 length octets", lengthAt);
-    if (octets > m_end - m_pos) return Refuse("a length is cut", lengthAt);
+    if (octets > m_now.end - m_pos) return Refuse("a length is cut", lengthAt);
     length = 0;
     for (std::size_t i = 0; i < octets; ++i) length = length << 8 | m_begin[m_pos++];
     return true;
@@ -142,34 +147,32 @@ class Walk {
     if (!(tag & constructedBit)) return Refuse("an indefinite length of a primitive element", m_pos);
     if (!MayBeConstructed(tag, start)) return false;
     ++m_pos;
-    return Enter(start, m_end, (tag & classMask) != 0, true);
+    return Enter(start, m_now.end, (tag & classMask) != 0, true);
   }
 
   bool Enter(std::size_t start, std::size_t end, bool tagged, bool indefinite) {
     if (m_depth == m_maxDepth) return Refuse("nested too deeply", start);
-    m_open[m_depth++] = {end, start, indefinite, tagged, false};
-    m_end = end;
+    m_around[m_depth++] = m_now;
+    m_now = {end, start, indefinite, tagged, false};
     return true;
   }
 
   bool Leave() {
-    const Open& open = m_open[--m_depth];
-    m_end = m_depth == 0 ? m_size : m_open[m_depth - 1].end;
-    return !open.tagged || open.filled || Refuse("a tag that wraps nothing", open.start);
+    const Open left = m_now;
+    m_now = m_around[--m_depth];
+    return !left.tagged || left.filled || Refuse("a tag that wraps nothing", left.start);
   }
 
   bool EndOfContents(std::size_t start) {
-    if (m_depth == 0 || !m_open[m_depth - 1].indefinite) {
-      return Refuse("an end-of-contents that ends nothing", start);
-    }
-    if (m_pos >= m_end || m_begin[m_pos] != 0) return Refuse("a broken end-of-contents", m_pos);
+    if (!m_now.indefinite) return Refuse("an end-of-contents that ends nothing", start);
+    if (m_pos >= m_now.end || m_begin[m_pos] != 0) return Refuse("a broken end-of-contents", m_pos);
     ++m_pos;
     return Leave();
   }
 
   // Leaves all definite elements that end here; an indefinite one still needs its end-of-contents.
   bool CloseFinished() {
-    while (m_depth != 0 && m_pos == m_end && !m_open[m_depth - 1].indefinite) {
+    while (m_pos == m_now.end && m_depth != 0 && !m_now.indefinite) {
       if (!Leave()) return false;
     }
     return true;
@@ -214,10 +217,10 @@ class Walk {
   std::uint32_t m_maxDepth;
   std::uint32_t m_elementsLeft;
   std::size_t m_pos = 0;
-  std::size_t m_end = 0;
   std::uint32_t m_depth = 0;
   AsnVerdict m_verdict;
-  std::array<Open, AsnLimits::depthCeiling> m_open;
+  Open m_now;
+  std::array<Open, AsnLimits::depthCeiling> m_around;
 };
 
 std::uint32_t ReadLimit(const std::string& file, const char* key, std::uint32_t byDefault, std::uint32_t low,

@@ -17,7 +17,7 @@ std::uint32_t EncodeTo(const AsnType& msg, AsnWriteBuf& out) {
   try {
     SNACC::AsnBuf runtime(&out);
     const SNACC::AsnLen written = msg.BEnc(runtime);
-    return written != 0 && written == out.Size() ? 0 : VELA_ERR_GENERAL;
+    return written != 0 && written == out.Size() && !out.OverLimit() ? 0 : VELA_ERR_GENERAL;
   } catch (const std::bad_alloc&) {
     return out.OverLimit() ? VELA_ERR_GENERAL : VELA_ERR_MEMORY;
   } catch (const SNACC::MemoryException&) {
@@ -70,7 +70,6 @@ std::uint32_t CAsnHelper::Encode(const AsnType& msg, unsigned char*& buffer, std
   size = 0;
   vela::AsnWriteBuf out(limit);
   if (const std::uint32_t code = vela::EncodeTo(msg, out)) return code;
-  if (out.Size() > limit) return VELA_ERR_GENERAL;
   return vela::CopyOut(out, buffer, size);
 }
 

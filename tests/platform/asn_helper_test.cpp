@@ -190,15 +190,15 @@ struct Record : AsnType {
     if (tagged) {
       SNACC::AsnLen wrapped = tagged->BEnc(out);
       wrapped += SNACC::BEncDefLen(out, wrapped);
-      wrapped += BEncTag1(out, SNACC::CNTX, SNACC::CONS, 3);
-      size += wrapped;
+      out.PutByteRvs('\xA3');
+      size += wrapped + 1;
     }
     size += first.BEnc(out);
     if (broken) throw SNACC::ConstraintException("broken", "", 0, "");
     size += number.BEnc(out);
     size += SNACC::BEncDefLen(out, size);
-    size += BEncTag1(out, SNACC::UNIV, SNACC::CONS, SNACC::SEQ_TAG_CODE);
-    return size;
+    out.PutByteRvs('\x30');
+    return size + 1;
   }
 };
 
