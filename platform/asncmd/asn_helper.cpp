@@ -9,6 +9,7 @@
 #include "platform/asncmd/asn_encode.h"
 #include "platform/asncmd/asn_list_nodes.h"
 #include "platform/asncmd/asn_runtime.h"
+#include "platform/os/os_faults.h"
 #include "platform/task/vela_error.h"
 
 namespace vela {

@@ -1,0 +1,189 @@
+#include "platform/asncmd/asn_cmd.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "asn1/result.h"
+#include "platform/asncmd/asn_runtime.h"
+#include "platform/task/vela_error.h"
+#include "platform/task/vela_task.h"
+#include "platform/testkit/testkit.h"
+#include "tests/platform/hostile_rows.h"
+
+namespace {
+
+const CProcID server(51, 2);
+
+// Answers each request as soon as it is sent.
+class Answerer {
+ public:
+  Answerer(testkit::CurrentTask& task, std::uint32_t status, std::string payload)
+      : m_task(task),
+        m_status(status),
+        m_payload(std::move(payload)),
+        m_capture([this](const VelaCmdMSG& frame) {
+          testkit::Request answer;
+          answer.cmdCode = frame.cmdCode;
+          answer.kind = VELA_KIND_RESPONSE;
+          answer.sn = frame.sn;
+          answer.payload = m_payload;
+          VelaMsgPtr response = testkit::MakeFrame(answer);
+          response->status = m_status;
+          response->dstTaskId = frame.srcTaskId;
+          m_task.Deliver(std::move(response));
+          return false;
+        }) {}
+
+ private:
+  testkit::CurrentTask& m_task;
+  std::uint32_t m_status;
+  std::string m_payload;
+  testkit::FrameCapture m_capture;
+};
+
+TEST(AsnCmd, FrameNamesSenderReceiverAndClient) {
+  const testkit::ProcessAddress self(7, 3, 9);
+  testkit::Request request;
+  request.clientNo = 77;
+  testkit::CurrentTask task(request);
+  testkit::FrameCapture capture;
+  const SNACC::AsnInt payload(5);
+  EXPECT_EQ(CAsnPhyCmd(0x208001, payload, server, 30, 4, 12).Send(task.get()), 0u);
+  EXPECT_EQ(CAsnPhyCmd(0x208001, payload, server, 30, 4, 12).Send(nullptr), 0u);
+
+  const auto frames = capture.Frames();
+  ASSERT_EQ(frames.size(), 2u);
+  const VelaCmdMSG& sent = frames[0].header;
+  EXPECT_EQ(sent.format, 10);
+  EXPECT_EQ(sent.clientNo, 77u);
+  EXPECT_EQ(CProcID(sent.srcProcId, sent.srcHandle), CProcID(7, 3));
+  EXPECT_EQ(CProcID(sent.dstProcId, sent.dstHandle), server);
+  EXPECT_EQ(sent.srcDesk, 9);
+  EXPECT_EQ(sent.dstDesk, 0);
+  EXPECT_EQ(sent.cmdCode, 0x208001u);
+  EXPECT_EQ(sent.kind, VELA_KIND_COMMAND);
+  EXPECT_EQ(sent.subId, 12);
+  EXPECT_EQ(sent.module, 4);
+  EXPECT_EQ(frames[0].module, 4);
+  EXPECT_EQ(sent.srcTaskId, task.get()->GetTaskId());
+  EXPECT_EQ(sent.attribute, task.get()->GetAttribute());
+  EXPECT_NE(sent.sn, 0u);
+  EXPECT_EQ(sent.length, 5u);
+  EXPECT_EQ(frames[0].payload, hostile::FromHex("020105"));
+
+  const VelaCmdMSG& orphan = frames[1].header;
+  EXPECT_EQ(orphan.sn + orphan.srcTaskId + orphan.attribute + orphan.clientNo, 0u);
+}
+
+TEST(AsnCmd, ExecGivesTheAnswerOrSaysWhyNot) {
+  struct {
+    std::uint32_t status;
+    std::string payload;
+    std::uint32_t result;
+    const char* why;
+  } const rows[] = {
+      {0, "3003 0101FF", 0, "answered"},
+      {0x42001234, "", 0x42001234, "refused"},
+      {0, "", VELA_ERR_DECODE, "no payload"},
+      {0, "3003 020101", VELA_ERR_DECODE, "another type"},
+      {0, "24 05 04 82 0190 41", VELA_ERR_DECODE, "hostile"},
+      {0x42001234, "3003 0101FF", 0x42001234, "a status and an answer"},
+  };
+  for (const auto& row : rows) {
+    testkit::LogCapture log;
+    testkit::CurrentTask task;
+    const Answerer answerer(task, row.status, hostile::FromHex(row.payload));
+    AsnSingleReturn rsp;
+    rsp.result = false;
+    EXPECT_EQ(CAsnPhyCmd(1, SNACC::AsnNull(), server, 1, 0, 0).Exec(task.get(), rsp), row.result) << row.why;
+    EXPECT_EQ(rsp.result, row.payload == "3003 0101FF") << row.why;
+    EXPECT_EQ(log.Count("cannot be decoded: byte "), row.result == VELA_ERR_DECODE ? 1 : 0) << row.why;
+  }
+}
+
+TEST(AsnCmd, WhatCannotBeSentDoesNotWait) {
+  testkit::CurrentTask task;
+  SNACC::AsnNull rsp;
+  const SNACC::AsnBool payload;
+  EXPECT_EQ(CAsnPhyCmd(1, payload, server, 1, 0, 0).Exec(nullptr, rsp), VELA_ERR_GENERAL);
+  const testkit::FrameCapture refusing([](const VelaCmdMSG&) { return true; });
+  EXPECT_EQ(CAsnPhyCmd(1, payload, server, 100000, 0, 0).Exec(task.get(), rsp), VELA_ERR_GENERAL);
+  const SNACC::AsnOcts tooLong(std::string((16u << 20), 'x').c_str());
+  EXPECT_EQ(CAsnPhyCmd(1, tooLong, server, 0, 0, 0).Send(task.get()), VELA_ERR_GENERAL);
+}
+
+TEST(AsnCmd, SilenceEndsTheWait) {
+  testkit::CurrentTask task;
+  const testkit::FrameCapture capture;
+  SNACC::AsnNull rsp;
+  EXPECT_EQ(CAsnPhyCmd(1, SNACC::AsnNull(), server, 1, 0, 0).Exec(task.get(), rsp), VELA_ERR_NO_ANSWER);
+  EXPECT_EQ(capture.Frames().at(0).header.kind, VELA_KIND_REQUEST);
+}
+
+TEST(AsnCmd, APackIsSentInOrderAndWhole) {
+  testkit::CurrentTask task;
+  std::vector<int> seen;
+  const testkit::FrameCapture capture([&](const VelaCmdMSG& frame) {
+    seen.push_back(frame.module);
+    return frame.module == 4;
+  });
+  const SNACC::AsnBool payload;
+  CAsnPackCmd pack;
+  for (const std::uint8_t module : {15, 4, 8, 1, 5}) pack.Add(CAsnPhyCmd(1, payload, server, 0, module, 0));
+  EXPECT_EQ(pack.Send(task.get()), VELA_ERR_GENERAL);
+  EXPECT_EQ(seen, (std::vector<int>{15, 4, 8, 1, 5}));
+}
+
+// A wait of a day in its own thread, which announces the serial number that it waits with.
+class LongExec {
+ public:
+  LongExec() : m_thread([this] { Run(); }) {
+    while (m_sn == 0) std::this_thread::yield();
+  }
+  ~LongExec() { Join(); }
+
+  std::uint32_t Sn() const { return m_sn; }
+  std::uint32_t Join() {
+    if (m_thread.joinable()) m_thread.join();
+    return m_result;
+  }
+
+ private:
+  void Run() {
+    testkit::CurrentTask task;
+    const testkit::FrameCapture capture([this](const VelaCmdMSG& frame) {
+      m_sn = frame.sn;
+      return false;
+    });
+    SNACC::AsnNull rsp;
+    m_result = CAsnPhyCmd(1, SNACC::AsnNull(), server, 24 * 3600, 0, 0).Exec(task.get(), rsp);
+  }
+
+  std::atomic<std::uint32_t> m_sn{0};
+  std::uint32_t m_result = 0;
+  std::thread m_thread;
+};
+
+TEST(AsnCmdThreaded, ResetTimeoutEndsOrKeepsTheWait) {
+  LongExec exec;
+  EXPECT_FALSE(CAsnCmd::ResetTimeout(0, server, 1, 0));
+  while (!CAsnCmd::ResetTimeout(exec.Sn(), server, 24 * 3600, 0)) std::this_thread::yield();
+  EXPECT_FALSE(CAsnCmd::ResetTimeout(exec.Sn() + 1000, server, 0, 0));
+  EXPECT_FALSE(CAsnCmd::ResetTimeout(exec.Sn(), CProcID(52, 2), 0, 0));
+  EXPECT_FALSE(CAsnCmd::ResetTimeout(exec.Sn(), CProcID(51, 3), 0, 0));
+  EXPECT_TRUE(CAsnCmd::ResetTimeout(exec.Sn(), server, 0, 0));
+  EXPECT_EQ(exec.Join(), VELA_ERR_NO_ANSWER);
+  EXPECT_FALSE(CAsnCmd::ResetTimeout(exec.Sn(), server, 1, 0));
+}
+
+TEST(AsnCmdThreaded, DestroyEndsAllWaitsAndLaterOnes) {
+  LongExec exec;
+  CAsnCmd::Destroy();
+  EXPECT_EQ(exec.Join(), VELA_ERR_NO_ANSWER);
+  LongExec later;
+  EXPECT_EQ(later.Join(), VELA_ERR_NO_ANSWER);
+}
+
+}  // namespace
