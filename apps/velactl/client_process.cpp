@@ -1,0 +1,67 @@
+#include "apps/velactl/client_process.h"
+
+#include <unistd.h>
+
+#include "platform/bus/bus.h"
+#include "platform/log/log_process.h"
+#include "platform/os/vela_os.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_task_mgr.h"
+#include "util/basicutil/common.h"
+
+namespace velactl {
+namespace {
+
+constexpr unsigned kHandles = 10000;
+
+// Opens the bus at the first free handle, beginning at one that other clients are unlikely to try.
+bool StartAtFreeHandle() {
+  VelaAppMgr* app = VelaAppMgr::Instance();
+  const auto first = static_cast<unsigned>(getpid()) % kHandles;
+  const auto probe = vela::MakeLocalBus({});
+  for (unsigned i = 0; i < kHandles; ++i) {
+    const CProcID self(VELA_CLIENT_GROUP, static_cast<std::uint16_t>((first + i) % kHandles + 1));
+    if (probe->IsAlive(self)) continue;
+    if (app->Start(vela::MakeLocalBus({}), self, 0) == 0) return true;
+    if (!probe->IsAlive(self)) return false;  // not taken in the meantime: something else is wrong
+  }
+  return false;
+}
+
+}  // namespace
+
+ClientProcess::~ClientProcess() {
+  if (m_running) VelaAppMgr::Instance()->Stop(1);
+  NSTE_util::FiniDebugLog();
+  LogProcess::Shutdown();
+}
+
+bool ClientProcess::Start(char* argv0, std::string& error) {
+  const std::string root = vela::InstallRoot();
+  char* arguments[] = {argv0, nullptr};
+  if (NSTE_util::InitDebugLog(1, arguments) != 0) {
+    error = "the log cannot be opened below " + root + "; check that you may write there";
+    return false;
+  }
+  VelaTaskMgrConfig config;
+  config.workers = 1;  // keeps the reports in order
+  if (VelaAppMgr::Instance()->CreateTaskMgr(config) == nullptr || !StartAtFreeHandle()) {
+    error = "cannot open the message bus below " + root + "; the log in var/logs/Develop tells why";
+    return false;
+  }
+  m_running = true;
+  return true;
+}
+
+std::optional<CProcID> ClientProcess::FindServer(std::uint16_t number, std::uint16_t handle) {
+  for (const CProcID process : VelaAppMgr::Instance()->GetBus()->LiveProcesses())
+    if (process.Number() == number && (handle == 0 || process.Handle() == handle)) return process;
+  return std::nullopt;
+}
+
+bool ClientProcess::IsAlive(CProcID process) {
+  const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
+  return bus != nullptr && bus->IsAlive(process);
+}
+
+}  // namespace velactl
