@@ -73,7 +73,7 @@ tail -n 1 "$root/table"
 [ "$asked$cancelled" = yesyes ] || fail "the audit does not say that it was cancelled"
 
 say "the end of the server's log"
-tail -n 8 "$root"/var/logs/Develop/velad_1/velad_1_* || fail "the server wrote no log"
+tail -n 8 "$root"/var/logs/Develop/velad_1/velad*.log || fail "the server wrote no log"
 
 say "the server is told to stop"
 kill -TERM "$server"

@@ -9,8 +9,9 @@ constexpr std::uint32_t AUDIT_COMMAND = 0x210001;
 // Why an audit ended early (AsnAuditRsp::errorCode).
 constexpr std::uint32_t AUDIT_ERR_CANCELED = 0x42010001;
 constexpr std::uint32_t AUDIT_ERR_TIMEOUT = 0x42010002;
-constexpr std::uint32_t AUDIT_ERR_STOPPING = 0x42010003;  // the server is told to end
-constexpr std::uint32_t AUDIT_ERR_NO_TYPES = 0x42010004;  // the server cannot read its table of types
+constexpr std::uint32_t AUDIT_ERR_STOPPING = 0x42010003;     // the server is told to end
+constexpr std::uint32_t AUDIT_ERR_CLIENT_GONE = 0x42010005;  // nobody waits any more; seen in logs only
+constexpr std::uint32_t AUDIT_ERR_NO_TYPES = 0x42010004;     // the server cannot read its table of types
 
 // What is wrong with a record (AsnAuditFinding::errorCode).
 enum class AuditFault : std::uint32_t {

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "apps/common/watched_bus.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"
@@ -16,14 +17,14 @@ constexpr unsigned kHandles = 10000;
 
 // Opens the bus at the first free handle, beginning at one that other clients are unlikely to try.
 bool StartAtFreeHandle() {
-  VelaAppMgr* app = VelaAppMgr::Instance();
-  const auto first = static_cast<unsigned>(getpid()) % kHandles;
-  const auto probe = vela::MakeLocalBus({});
+  const auto first = static_cast<unsigned>(getpid());
   for (unsigned i = 0; i < kHandles; ++i) {
-    const CProcID self(VELA_CLIENT_GROUP, static_cast<std::uint16_t>((first + i) % kHandles + 1));
-    if (probe->IsAlive(self)) continue;
-    if (app->Start(vela::MakeLocalBus({}), self, 0) == 0) return true;
-    if (!probe->IsAlive(self)) return false;  // not taken in the meantime: something else is wrong
+    const auto handle = static_cast<std::uint16_t>((first + i) % kHandles + 1);
+    vela::BusResult result = vela::BusResult::failed;
+    if (VelaAppMgr::Instance()->Start(apps::WatchOpen(vela::MakeLocalBus({}), result),
+                                      CProcID(VELA_CLIENT_GROUP, handle), 0) == 0)
+      return true;
+    if (result != vela::BusResult::taken) return false;
   }
   return false;
 }

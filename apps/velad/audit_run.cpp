@@ -6,6 +6,8 @@
 #include <map>
 #include <thread>
 
+#include "platform/bus/bus.h"
+#include "platform/message/te_cmd_msg.h"
 #include "platform/task/vela_app_mgr.h"
 #include "util/basicutil/progress_api.h"
 #include "util/basicutil/progressmgr.h"
@@ -19,6 +21,7 @@ constexpr int kFormSpan = 5;
 constexpr int kTypeSpan = 90;
 constexpr int kCompareSpan = 5;
 
+constexpr std::chrono::milliseconds kLookAtClient{500};
 constexpr std::chrono::microseconds kLongestNap{10000};  // between two looks at the cancel state
 
 }  // namespace
@@ -69,6 +72,8 @@ std::string AuditRun::Reason() const {
       return {};
     case AUDIT_ERR_TIMEOUT:
       return "the time-out ended the audit" + where;
+    case AUDIT_ERR_CLIENT_GONE:
+      return "the client has died" + where;
     case AUDIT_ERR_STOPPING:
       return "the server was told to end" + where;
     default:
@@ -138,7 +143,19 @@ bool AuditRun::Ended() {
     m_errorCode = VelaIsExit() ? AUDIT_ERR_STOPPING : AUDIT_ERR_CANCELED;
   else if (m_context.IsTimeOut())
     m_errorCode = AUDIT_ERR_TIMEOUT;
+  else if (ClientGone())
+    m_errorCode = AUDIT_ERR_CLIENT_GONE;
   return m_errorCode != 0;
+}
+
+bool AuditRun::ClientGone() {
+  const auto now = std::chrono::steady_clock::now();
+  const TECmdMsg* request = m_context.GetReqMsg();
+  if (now < m_nextLook || request == nullptr) return false;
+  m_nextLook = now + kLookAtClient;
+  const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
+  const VelaCmdMSG& header = request->Header();
+  return bus != nullptr && !bus->IsAlive(CProcID(header.srcProcId, header.srcHandle));
 }
 
 void AuditRun::Pause() {

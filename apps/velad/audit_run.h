@@ -1,4 +1,5 @@
 #pragma once
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -13,7 +14,8 @@ class TETaskContext;
 namespace velad {
 
 // One audit of one inventory, in the context of its request: reports progress in spans, appends each finding
-// to the context's results, and ends early, with what it has, when the mission is cancelled or timed out.
+// to the context's results, and ends early, with what it has, when the mission is cancelled or
+// timed out or its client has died.
 class AuditRun {
  public:
   // All must outlive the run. `pauseMicroseconds`: after each record, to slow it down.
@@ -35,12 +37,14 @@ class AuditRun {
   bool CompareAll();
   void Report();  // the new findings, to the context
   bool Ended();
+  bool ClientGone();
   void Pause();
 
   NSTE_util::TETaskContext& m_context;
   const std::vector<NERecord>& m_records;
   const NETypes& m_types;
   std::uint32_t m_pause;
+  std::chrono::steady_clock::time_point m_nextLook;  // at the client
   std::vector<Finding> m_findings;
   std::size_t m_reported = 0;
   std::size_t m_checked = 0;

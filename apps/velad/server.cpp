@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "apps/common/watched_bus.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"
@@ -37,27 +38,24 @@ sigset_t EndSignals() {
   return signals;
 }
 
-// The library derives the log's folder and names from the file at its own place; for every other file, and
-// for a folder of the operator's choice, they are set here.
-bool LogsElsewhere(const ServerConfig& config, const std::string& name) {
+// The library derives the log's folder from the handle in the file at its own place; for every other file,
+// and for a folder of the operator's choice, it is set here.
+void ChooseLogFolder(const ServerConfig& config, const std::string& name) {
   std::string processPath;
   NSTE_util::GetProcessPath(processPath);
-  return !config.logDirectory.empty() || config.file != processPath + "../conf/" + name;
+  if (!config.logDirectory.empty())
+    LogProcess::OverrideDirectory(config.logDirectory);
+  else if (config.file != processPath + "../conf/" + name)
+    LogProcess::OverrideDirectory(vela::InstallRoot() + "var/logs/Develop/velad_" +
+                                  std::to_string(config.address.Handle()));
 }
 
 bool StartLogging(const ServerConfig& config, char* argv0, const std::string& name) {
+  ChooseLogFolder(config, name);
   std::string option = "-f";
   std::string file = name;
   char* arguments[] = {argv0, option.data(), file.data(), nullptr};
-  if (NSTE_util::InitDebugLog(3, arguments) != 0) return false;
-  if (!LogsElsewhere(config, name)) return true;
-  const std::string handle = std::to_string(config.address.Handle());
-  const std::string folder = config.logDirectory.empty()
-                                 ? vela::InstallRoot() + "var/logs/Develop/velad_" + handle
-                                 : config.logDirectory;
-  LogProcess::SetFiles(folder, "velad_" + handle + "_", "alm_velad_" + handle + "_");
-  LogProcess::InitEnv(argv0, config.address.Handle());
-  return true;
+  return NSTE_util::InitDebugLog(3, arguments) == 0;
 }
 
 bool MakeTaskMgrs(const ServerConfig& config) {
@@ -73,11 +71,12 @@ bool MakeTaskMgrs(const ServerConfig& config) {
   return app != nullptr && app->CreateTaskMgr(missions) != nullptr && app->CreateTaskMgr(service) != nullptr;
 }
 
-std::string WhyNotStarted(CProcID address) {
-  if (vela::MakeLocalBus({})->IsAlive(address))
+std::string WhyNotStarted(vela::BusResult result, CProcID address) {
+  if (result == vela::BusResult::taken)
     return "the address " + AddressText(address) +
            " is taken by another process; give this one its own ProcHandle";
-  return "cannot open the message bus under " + vela::InstallRoot() + "; the log tells why";
+  return "cannot open the message bus below " + vela::InstallRoot() + "; look into the log in " +
+         LogProcess::Directory();
 }
 
 // True when all handlers ended in time.
@@ -102,7 +101,9 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
     return Fail("the log cannot be opened under " + vela::InstallRoot());
   if (!MakeTaskMgrs(config)) return Fail("the worker threads cannot be started");
   VelaAppMgr* app = VelaAppMgr::Instance();
-  if (app->Start(vela::MakeLocalBus({}), config.address, 0) != 0) return Fail(WhyNotStarted(config.address));
+  vela::BusResult result = vela::BusResult::failed;
+  if (app->Start(apps::WatchOpen(vela::MakeLocalBus({}), result), config.address, 0) != 0)
+    return Fail(WhyNotStarted(result, config.address));
   if (NSTE_util::InitDebugTask(kServiceTaskMgr) != 0 || NSTE_util::InitProgressTask(kServiceTaskMgr) != 0) {
     StopServing(0);
     return Fail("the service tasks cannot be started");
