@@ -46,6 +46,7 @@ std::string ProgressBar::Finish(bool complete) {
 }
 
 std::string ProgressBar::Draw() {
+  const std::string erase = Erase();
   m_open = true;
   std::string number = std::to_string(m_percent) + '%';
   number.insert(0, 4 - std::min<std::size_t>(number.size(), 4), ' ');
@@ -58,7 +59,7 @@ std::string ProgressBar::Draw() {
     line = '[' + std::string(done, '#') + std::string(bar - done, '.') + "] ";
   }
   line += number + "  " + m_step;
-  return Erase() + std::string(FitColumns(line, room));
+  return erase + std::string(FitColumns(line, room));
 }
 
 std::string ProgressBar::Erase() const {
