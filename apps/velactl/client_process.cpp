@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "apps/common/program_log.h"
 #include "apps/common/watched_bus.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
@@ -39,8 +40,7 @@ ClientProcess::~ClientProcess() {
 
 bool ClientProcess::Start(char* argv0, std::string& error) {
   const std::string root = vela::InstallRoot();
-  char* arguments[] = {argv0, nullptr};
-  if (NSTE_util::InitDebugLog(1, arguments) != 0) {
+  if (!apps::StartLog(argv0, "", "")) {
     error = "the log cannot be opened below " + root + "; check that you may write there";
     return false;
   }

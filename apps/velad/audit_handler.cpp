@@ -10,10 +10,11 @@
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_fwd.h"
 #include "platform/config/vela_config.h"
+#include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/te_task_creator.h"
-#include "util/basicutil/common.h"
+#include "platform/task/vela_task.h"
 #include "util/basicutil/msg_if.h"
 #include "util/basicutil/taskcontext.h"
 
@@ -72,6 +73,11 @@ void FillFindings(const std::vector<Finding>& findings, const std::vector<NEReco
   response.omitted = static_cast<AsnIntType>(findings.size() - written);
 }
 
+std::string Summary(const AuditRun& run) {
+  const std::string found = std::to_string(run.Findings().size()) + " faults found";
+  return run.ErrorCode() == 0 ? found : run.Reason() + ", " + found;
+}
+
 unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {
   const auto& audit = static_cast<const AsnAuditReq&>(*request);
   NSTE_util::TETaskContext context(task);
@@ -88,15 +94,17 @@ unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {
     return NSTE_util::CfgSendRsp(task, response);
   }
   const std::vector<NERecord> records = Records(audit);
-  context.SetMissionDesc("audit of " + std::to_string(records.size()) + " NEs");
+  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
+  context.SetMissionDesc("audit of " + std::to_string(records.size()) + " NEs for " +
+                         std::to_string(header.srcProcId) + "/" + std::to_string(header.srcHandle));
+  LogProcess::Info(context.GetMissionDesc() + ": begins");
   AuditRun run(context, records, types, ConfiguredPause());
   run.Run();
 
   response.checked = static_cast<AsnIntType>(run.Checked());
   SetEnd(response, run.ErrorCode(), run.Reason());
   FillFindings(run.Findings(), records, response);
-  NSTE_util::TETrace("%s: %zu checked, %zu findings, code 0x%x", context.GetMissionDesc().c_str(),
-                     run.Checked(), run.Findings().size(), static_cast<unsigned>(run.ErrorCode()));
+  LogProcess::Info(context.GetMissionDesc() + ": " + Summary(run));
   return NSTE_util::CfgSendRsp(task, response);
 }
 

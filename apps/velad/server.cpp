@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "apps/common/program_log.h"
 #include "apps/common/watched_bus.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
@@ -39,23 +40,13 @@ sigset_t EndSignals() {
 }
 
 // The library derives the log's folder from the handle in the file at its own place; for every other file,
-// and for a folder of the operator's choice, it is set here.
-void ChooseLogFolder(const ServerConfig& config, const std::string& name) {
+// and for a folder of the operator's choice, it is named here. Empty: the library's.
+std::string LogFolder(const ServerConfig& config, const std::string& name) {
+  if (!config.logDirectory.empty()) return config.logDirectory;
   std::string processPath;
   NSTE_util::GetProcessPath(processPath);
-  if (!config.logDirectory.empty())
-    LogProcess::OverrideDirectory(config.logDirectory);
-  else if (config.file != processPath + "../conf/" + name)
-    LogProcess::OverrideDirectory(vela::InstallRoot() + "var/logs/Develop/velad_" +
-                                  std::to_string(config.address.Handle()));
-}
-
-bool StartLogging(const ServerConfig& config, char* argv0, const std::string& name) {
-  ChooseLogFolder(config, name);
-  std::string option = "-f";
-  std::string file = name;
-  char* arguments[] = {argv0, option.data(), file.data(), nullptr};
-  return NSTE_util::InitDebugLog(3, arguments) == 0;
+  if (config.file == processPath + "../conf/" + name) return {};
+  return vela::InstallRoot() + "var/logs/Develop/velad_" + std::to_string(config.address.Handle());
 }
 
 bool MakeTaskMgrs(const ServerConfig& config) {
@@ -97,7 +88,7 @@ void HoldEndSignals() {
 }
 
 int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
-  if (!StartLogging(config, argv0, name))
+  if (!apps::StartLog(argv0, name, LogFolder(config, name)))
     return Fail("the log cannot be opened under " + vela::InstallRoot());
   if (!MakeTaskMgrs(config)) return Fail("the worker threads cannot be started");
   VelaAppMgr* app = VelaAppMgr::Instance();

@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <deque>
 #include <optional>
-#include <set>
+#include <sstream>
 #include <string>
 
 #include "apps/asn1/audit_codes.h"
@@ -80,12 +79,16 @@ TEST(HostileTest, BytesAreRefusedWithReasonAndOffset) {
   EXPECT_EQ(Audit(SmallInventory()).End(), 0) << "the next good request is served";
   server.Signal(SIGTERM);
   EXPECT_EQ(server.End(), 0);
-  const std::string log = Server::Log();
+
+  // One refusal for each row, in their order.
+  std::istringstream log(Server::Log());
+  std::string line;
   for (const hostile::Row& row : hostile::Rows()) {
+    while (std::getline(log, line) && line.find("the payload was refused") == std::string::npos) continue;
     if (row.reason.empty()) continue;
-    const std::size_t at = log.find(row.reason);
-    ASSERT_NE(at, std::string::npos) << row.name;
-    EXPECT_NE(log.find("at byte " + std::to_string(row.offset) + '\n'), std::string::npos) << row.name;
+    EXPECT_NE(line.find(row.reason), std::string::npos) << row.name << ": " << line;
+    EXPECT_NE(line.find(": byte " + std::to_string(row.offset) + ": "), std::string::npos)
+        << row.name << ": " << line;
   }
 }
 

@@ -202,7 +202,9 @@ TEST(ProgramsTest, ErrorsOfCommandLinesAndSurroundings) {
     EXPECT_EQ(child.End(), c.code) << c.said;
     const std::string said = child.Text(Child::out) + child.Text(Child::err);
     EXPECT_NE(said.find(c.said), std::string::npos) << said;
-    if (c.code != 0) EXPECT_EQ(Lines(said).size(), 1U) << said;
+    if (c.code != 0) {
+      EXPECT_EQ(Lines(said).size(), 1U) << said;
+    }
   }
 }
 
