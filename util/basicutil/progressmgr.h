@@ -25,8 +25,8 @@ struct BASIC_UTIL_EXPORT TaskProgressInfo {
 // The report of one of several parts that run side by side.
 struct BASIC_UTIL_EXPORT ParallelTaskProgressInfo {
   std::int32_t m_nProgress = 0;  // percent, as for SendProgress
-  std::string m_strPartName;
-  std::string m_strPartDetail;
+  std::string m_strPartName = {};
+  std::string m_strPartDetail = {};
 };
 
 // The arithmetic of one mission: spans of work, nested, each a share of the one around it. A handler reports

@@ -1,0 +1,302 @@
+#include "util/basicutil/msg_if.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/asncmd/asn_runtime.h"
+#include "platform/event/te_event_mgr.h"
+#include "platform/message/te_cmd_msg.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_error.h"
+#include "platform/task/vela_task.h"
+#include "platform/testkit/testkit.h"
+#include "util/basicutil/common.h"
+
+using namespace NSTE_util;
+
+namespace {
+
+constexpr std::uint32_t CMD = 0x7001;
+constexpr std::uint16_t OWN_PROCESS = 600, OWN_HANDLE = 3, OWN_DESK = 8;
+
+class MsgIf : public testing::Test {
+ protected:
+  int Asserted(const std::string& expression) {
+    return m_log.Count("ASSERT: file util/basicutil/msg_if, line ") == 0
+               ? 0
+               : m_log.Count("assertion failed for '" + expression + "'");
+  }
+  // What was held back comes with the next record of level 0.
+  int Traced(const std::string& text) {
+    WriteException("dump");
+    return m_log.Count(text);
+  }
+
+  testkit::ProcessAddress m_self{OWN_PROCESS, OWN_HANDLE, OWN_DESK};
+  testkit::LogCapture m_log;
+  testkit::CurrentTask m_task{{.clientNo = 7,
+                               .srcProcId = 300,
+                               .srcHandle = 2,
+                               .srcDesk = 4,
+                               .srcTaskId = 11,
+                               .cmdCode = CMD,
+                               .sn = 77,
+                               .module = 9,
+                               .attribute = 33,
+                               .subId = 12,
+                               .payload = {}}};
+};
+
+struct Target {
+  std::uint16_t process, handle;
+  std::uint8_t module;
+  std::uint16_t subId;
+};
+
+TEST_F(MsgIf, EveryAsynchronousCommandGoesWhereItsNameSays) {
+  VelaGnlTask* task = m_task.get();
+  AsnInt five(5);
+  const TEClientStru client(1, 2, 21, 310, 44, 6);
+  const struct {
+    const char* name;
+    std::function<unsigned long(AsnType*)> send;
+    std::vector<Target> targets;
+  } rows[] = {
+      {"topo", [&](AsnType* m) { return SendTopoMsg(task, CMD, m); }, {{51, 0, 0, 0}}},
+      {"topo, any", [&](AsnType* m) { return SendTopoMsg(task, CMD, m, 53, 4, 5); }, {{53, 0, 4, 5}}},
+      {"ss", [&](AsnType* m) { return SendSSMsg(task, CMD, m); }, {{52, 0, 0, 0}}},
+      {"client broadcast",
+       [&](AsnType* m) { return SendClientBCMsg(task, CMD, m, 3003); },
+       {{3003, 0, 0, 0}}},
+      {"server broadcast",
+       [&](AsnType* m) { return SendServerBCMsg(CMD, m, 1); },
+       {{OWN_PROCESS, 0, 15, 0},
+        {OWN_PROCESS, 0, 4, 0},
+        {OWN_PROCESS, 0, 8, 0},
+        {OWN_PROCESS, 0, 1, 0},
+        {OWN_PROCESS, 0, 5, 0}}},
+      {"server", [&](AsnType* m) { return SendServerMsg(4, CMD, m, 1); }, {{OWN_PROCESS, OWN_HANDLE, 4, 0}}},
+      {"module",
+       [&](AsnType* m) { return SendMsgToModule(4, CMD, 1, 17, m) ? 0UL : 1UL; },
+       {{OWN_PROCESS, OWN_HANDLE, 4, 17}}},
+      {"client id",
+       [&](AsnType* m) {
+         return SendClientMsg(TEClientID{310, 0x00150099}, CMD, m, 1, true);
+       },
+       {{310, 0x15, 0, 0}}},
+      {"client",
+       [&](AsnType* m) { return SendClientMsg(client, CMD, m, 1, false, true); },
+       {{310, 21, 6, 0}}},
+      {"client, sub-id",
+       [&](AsnType* m) { return SendClientMsg(client, CMD, m, 1, true, true); },
+       {{310, 21, 6, 44}}},
+      {"process",
+       [&](AsnType* m) { return SendMsgToProc(task, m, CMD, 320, 5, 2, 1, true); },
+       {{320, 5, 2, 33}}},
+  };
+  for (const auto& row : rows)
+    for (AsnType* payload : {static_cast<AsnType*>(&five), static_cast<AsnType*>(nullptr)}) {
+      SCOPED_TRACE(row.name);
+      testkit::FrameCapture capture;
+      EXPECT_EQ(row.send(payload), 0U);
+      const auto frames = capture.Frames();
+      ASSERT_EQ(frames.size(), row.targets.size());
+      for (std::size_t i = 0; i < frames.size(); ++i) {
+        const VelaCmdMSG& header = frames[i].header;
+        EXPECT_EQ(header.dstProcId, row.targets[i].process);
+        EXPECT_EQ(header.dstHandle, row.targets[i].handle);
+        EXPECT_EQ(header.module, row.targets[i].module);
+        EXPECT_EQ(header.subId, row.targets[i].subId);
+        EXPECT_EQ(header.cmdCode, CMD);
+        EXPECT_EQ(header.kind, VELA_KIND_COMMAND);
+        EXPECT_EQ(header.srcProcId, OWN_PROCESS);
+        EXPECT_EQ(frames[i].payload, payload ? testkit::Encoded(five) : std::string("\x05\x00", 2));
+      }
+    }
+}
+
+TEST_F(MsgIf, ARefusedAsynchronousSendIsTracedAndStillReturnsZero) {
+  testkit::FrameCapture capture([](const VelaCmdMSG&) { return true; });
+  AsnInt five(5);
+  EXPECT_EQ(SendSSMsg(m_task.get(), CMD, &five), 0U);
+  EXPECT_EQ(Traced("command 0x7001 to process 52, handle 0 failed"), 1);
+}
+
+TEST_F(MsgIf, ClientMessagesAreTracedOnRequestOnly) {
+  testkit::FrameCapture capture;
+  AsnInt odd(515253);
+  SendClientMsg(TEClientID{310, 0}, CMD, &odd, 1, false);
+  EXPECT_EQ(Traced(toString(odd)), 0);
+  SendClientMsg(TEClientID{310, 0}, CMD, &odd, 1, true);
+  EXPECT_EQ(Traced(toString(odd)), 1);
+}
+
+TEST_F(MsgIf, AResponseGoesBackTheWayOfItsRequest) {
+  char data[] = "abc";
+  const VelaMsgPtr msg(CfgCreateRspMsg(m_task.get()->GetCurReqMsg(), data, 3));
+  ASSERT_TRUE(msg);
+  VelaCmdMSG expected{};
+  expected.format = 10;
+  expected.srcDesk = OWN_DESK;
+  expected.dstDesk = 4;
+  expected.srcHandle = OWN_HANDLE;
+  expected.dstHandle = 2;
+  expected.srcProcId = OWN_PROCESS;
+  expected.dstProcId = 300;
+  expected.cmdCode = CMD;
+  expected.kind = VELA_KIND_RESPONSE;
+  expected.sn = 77;
+  expected.srcTaskId = m_task.get()->GetTaskId();
+  expected.dstTaskId = 11;
+  expected.length = 5;
+  expected.attribute = m_task.get()->GetAttribute();
+  expected.module = 9;
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(msg.get()), VELA_MSG_HEADER),
+            std::string(reinterpret_cast<const char*>(&expected), VELA_MSG_HEADER));
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(msg->data), 3), "abc");
+
+  EXPECT_EQ(CfgCreateExRspMsg(nullptr, data, 3), nullptr);
+  EXPECT_EQ(CfgCreateRspMsg(m_task.get()->GetCurReqMsg(), nullptr, 3), nullptr);
+  EXPECT_EQ(Asserted("pCmdMsg != 0 && pBuffer != 0"), 2);
+  EXPECT_EQ(CfgCreateRspMsg(m_task.get()->GetCurReqMsg(), data, 0xFFFFFFFF), nullptr) << "no such memory";
+}
+
+TEST_F(MsgIf, ARequestDrawsASerialNumberOfItsOwn) {
+  char data[] = "abc";
+  EXPECT_EQ(CfgCreateReqMsg(nullptr, CMD, data, 3, 1, 1, 1, 1, 1), nullptr);
+  EXPECT_EQ(Asserted("pTask != 0 && pBuffer != 0"), 1);
+  VelaMsgPtr msg[2];
+  for (VelaMsgPtr& m : msg) m.reset(CfgCreateReqMsg(m_task.get(), CMD, data, 3, 400, 5, 6, 1, 12));
+  EXPECT_NE(msg[0]->sn, 77U);
+  EXPECT_NE(msg[0]->sn, msg[1]->sn);
+  const VelaCmdMSG& header = *msg[0];
+  EXPECT_EQ((std::vector<int>{header.dstDesk, header.dstProcId, header.dstHandle, header.module, header.kind,
+                              header.dstTaskId, static_cast<int>(header.length)}),
+            (std::vector<int>{0, 400, 5, 6, 1, 12, 5}));
+  EXPECT_EQ(header.srcTaskId, m_task.get()->GetTaskId());
+}
+
+TEST_F(MsgIf, ARawMessageStaysInTheProcess) {
+  char data[] = "abc";
+  testkit::FrameCapture capture;
+  EXPECT_TRUE(SendMsgToModule(4, CMD, 2, 12, 3, data));
+  EXPECT_TRUE(SendMsgToModule(4, CMD, 2, 12, 3, nullptr));
+  const auto frames = capture.Frames();
+  ASSERT_EQ(frames.size(), 2U);
+  const VelaCmdMSG& header = frames[0].header;
+  EXPECT_EQ((std::vector<int>{header.srcDesk, header.dstDesk, header.srcTaskId, header.dstTaskId, header.kind,
+                              header.dstProcId, header.dstHandle, frames[0].module}),
+            (std::vector<int>{0, 0, 0, 12, 2, OWN_PROCESS, OWN_HANDLE, 4}));
+  EXPECT_NE(header.sn, 0U);
+  EXPECT_EQ(frames[0].payload, "abc");
+  EXPECT_EQ(frames[1].payload, "");
+
+  testkit::OsFaults faults([](vela::OsCall call, const char*) {
+    return vela::OsFault{.error = call == vela::OsCall::allocate ? ENOMEM : 0};
+  });
+  EXPECT_FALSE(SendMsgToModule(4, CMD, 2, 12, 3, data));
+  EXPECT_EQ(Traced("NSTE_util::SendMsgToModule : Fail to allocate memory!\n"), 1);
+}
+
+TEST_F(MsgIf, ASynchronousCommandReturnsTheCodeOfThePlatform) {
+  AsnInt question(1), answer;
+  testkit::FrameCapture capture([&](const VelaCmdMSG& frame) {
+    VelaMsgPtr rsp =
+        testkit::MakeFrame({.cmdCode = frame.cmdCode,
+                            .sn = frame.sn,
+                            .kind = VELA_KIND_RESPONSE,
+                            .payload = frame.dstProcId == 51 ? "" : testkit::Encoded(AsnInt(42))});
+    if (frame.dstProcId == 51) rsp->status = VELA_ERR_OVERLOAD;
+    m_task.Deliver(std::move(rsp));
+    return false;
+  });
+  EXPECT_EQ(SyncSendTopoReq(m_task.get(), CMD, &question, &answer, 50, 3, 10), 0U);
+  EXPECT_EQ(static_cast<AsnIntType>(answer), 42);
+  EXPECT_EQ(SyncSendTopoReq(m_task.get(), CMD, &question, &answer, 51, 3, 10), VELA_ERR_OVERLOAD);
+  AsnInt second;
+  EXPECT_EQ(SyncSendMsgToProc(m_task.get(), &question, &second, CMD, 320, 5, 2, 10), 0U);
+  EXPECT_EQ(static_cast<AsnIntType>(second), 42);
+  EXPECT_EQ(SyncSendMsgToProc(m_task.get(), nullptr, nullptr, CMD, 320, 5, 2, 10), VELA_ERR_DECODE)
+      << "the number is no NULL";
+  EXPECT_EQ(SyncSendTopoReq(nullptr, CMD, nullptr, nullptr, 50, 3, 10), VELA_ERR_GENERAL);
+  EXPECT_EQ(Asserted("pReqTopo != 0 && pRspTopo != 0"), 1);
+  EXPECT_EQ(Traced("pReq == NULL || pRsp == NULL"), 1);
+
+  const auto frames = capture.Frames();
+  ASSERT_EQ(frames.size(), 4U);
+  EXPECT_EQ(frames[0].header.dstProcId, 50);
+  EXPECT_EQ(frames[0].header.dstHandle, 0);
+  EXPECT_EQ(frames[0].header.module, 3);
+  EXPECT_EQ(frames[2].header.dstHandle, 5);
+  EXPECT_EQ(frames[3].payload, std::string("\x05\x00", 2));
+}
+
+TEST_F(MsgIf, WaitsForOneCommandCode) {
+  constexpr std::uint32_t OTHER = 0x7002;
+  const std::string seven = testkit::Encoded(AsnInt(7));
+  struct Delivered {
+    std::uint32_t cmd;
+    std::uint32_t status;
+    std::string payload;
+  };
+  const struct {
+    const char* why;
+    std::vector<Delivered> delivered;
+    std::uint32_t result;
+    bool answered;
+  } rows[] = {
+      {"nothing comes", {}, VELA_ERR_NO_ANSWER, false},
+      {"at once", {{CMD, 0, seven}}, 0, true},
+      {"behind two others", {{OTHER, 0, seven}, {OTHER, 0, ""}, {CMD, 0, seven}}, 0, true},
+      {"behind three",
+       {{OTHER, 0, ""}, {OTHER, 0, ""}, {OTHER, 0, ""}, {CMD, 0, seven}},
+       VELA_ERR_NO_ANSWER,
+       false},
+      {"status with a payload", {{CMD, 9, seven}}, 9, true},
+      {"refusal", {{CMD, VELA_ERR_NO_HANDLER, ""}}, VELA_ERR_NO_HANDLER, false},
+      {"empty without a refusal", {{CMD, 0, ""}}, VELA_ERR_DECODE, false},
+      {"bad bytes", {{CMD, 0, std::string("\x02\x84", 2)}}, VELA_ERR_DECODE, false},
+      {"bytes left over", {{CMD, 0, seven + "x"}}, VELA_ERR_DECODE, false},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.why);
+    for (const Delivered& d : row.delivered) {
+      VelaMsgPtr frame =
+          testkit::MakeFrame({.cmdCode = d.cmd, .sn = 5, .kind = VELA_KIND_RESPONSE, .payload = d.payload});
+      frame->status = d.status;
+      m_task.Deliver(std::move(frame));
+    }
+    AsnInt answer(0);
+    EXPECT_EQ(SynWaitRspMsg(m_task.get(), CMD, &answer, 1), row.result);
+    EXPECT_EQ(answer == 7, row.answered);
+    AsnInt rest;  // what the row left over
+    if (row.delivered.size() > 3) SynWaitRspMsg(m_task.get(), CMD, &rest, 1);
+  }
+  EXPECT_EQ(SynWaitRspMsg(nullptr, CMD, nullptr, 1), VELA_ERR_NO_ANSWER);
+  EXPECT_EQ(Asserted("pTask"), 1);
+}
+
+TEST_F(MsgIf, AHandlerSendsItsResponse) {
+  testkit::FrameCapture capture;
+  EXPECT_EQ(CfgSendRsp(m_task.get(), AsnInt(9)), 0U);
+  ASSERT_EQ(capture.Frames().size(), 1U);
+  EXPECT_EQ(capture.Frames()[0].header.kind, VELA_KIND_RESPONSE);
+  EXPECT_EQ(capture.Frames()[0].header.sn, 77U);
+  EXPECT_EQ(capture.Frames()[0].payload, testkit::Encoded(AsnInt(9)));
+  EXPECT_EQ(CfgSendRsp(nullptr, AsnInt(9)), VELA_ERR_GENERAL);
+}
+
+TEST_F(MsgIf, AnEventCarriesItsThreeValues) {
+  int two = 0, three = 0;
+  std::vector<const void*> seen;
+  const auto subscription = TEEventMgr::Instance()->Subscribe(15, [&](std::uint32_t, const TEEventParam& p) {
+    const auto& param = dynamic_cast<const TECommonEventParam&>(p);
+    EXPECT_EQ(param.first, 7U);
+    seen = {param.second, param.third};
+  });
+  EXPECT_EQ(CfgSendEvent(0x10000000FUL, 0x100000007UL, &two, &three), 0U) << "values have 32 bits";
+  EXPECT_EQ(seen, (std::vector<const void*>{&two, &three}));
+  TEEventMgr::Instance()->Unsubscribe(subscription);
+  EXPECT_EQ(CfgSendEvent(15, 7, nullptr, nullptr), 1U);
+}
+
+}  // namespace

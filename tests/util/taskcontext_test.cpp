@@ -1,0 +1,166 @@
+#include "util/basicutil/taskcontext.h"
+
+#include <gtest/gtest.h>
+
+#include <concepts>
+#include <thread>
+
+#include "platform/message/te_cmd_msg.h"
+#include "platform/task/te_task_creator.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_task.h"
+#include "platform/testkit/testkit.h"
+#include "util/basicutil/client_records.h"
+#include "util/basicutil/progressmgr.h"
+
+using namespace NSTE_util;
+
+namespace {
+
+using Flags = std::vector<std::pair<std::string, std::string>>;
+
+template <class T>
+concept OnTheHeap = requires {
+  T::operator new(1);
+};
+static_assert(!OnTheHeap<TETaskContext> && !std::copyable<TETaskContext>);
+
+class TaskContext : public testing::Test {
+ protected:
+  ~TaskContext() override { ProgressMgr::Destroy(); }
+
+  int Asserted(const std::string& expression) {
+    return m_log.Count("assertion failed for '" + expression + "'");
+  }
+
+  testkit::LogCapture m_log;
+  testkit::FrameCapture m_frames;
+  testkit::CurrentTask m_task{{.clientNo = 7, .srcProcId = 300, .srcHandle = 2, .srcDesk = 4, .payload = {}}};
+};
+
+TEST_F(TaskContext, IsFoundByItsTaskWhileItLives) {
+  EXPECT_EQ(GetTaskContext(), nullptr);
+  {
+    TETaskContext first(m_task.get());
+    {
+      TETaskContext second(m_task.get());
+      EXPECT_EQ(GetTaskContext(), &first);
+      EXPECT_EQ(Asserted("false"), 0);
+      TETaskContext third(m_task.get(), nullptr);
+      EXPECT_EQ(Asserted("false"), 1);
+    }
+    EXPECT_EQ(GetTaskContext(), &first) << "the others left its entry alone";
+    std::thread([&] {
+      EXPECT_EQ(GetTaskContext(), nullptr) << "no current task";
+      const VelaCurrentTaskScope scope(m_task.get());
+      EXPECT_EQ(GetTaskContext(), &first) << "by task, not by thread";
+    }).join();
+  }
+  EXPECT_EQ(GetTaskContext(), nullptr);
+}
+
+TEST_F(TaskContext, ReportsWhatIsMissing) {
+  VelaGnlTask other("other");
+  const TETaskContext foreign(&other);
+  EXPECT_EQ(Asserted("pReqMsg != 0"), 1);
+  EXPECT_EQ(Asserted("pTask == static_cast<VelaGnlTask*>(VelaGetCurrentTask())"), 1);
+  EXPECT_EQ(m_log.Count("ASSERT: file util/basicutil/taskcontext, line "), 2);
+  const TETaskContext none(nullptr);
+  EXPECT_EQ(Asserted("m_pTask != 0") + Asserted("pTask != 0"), 2);
+  EXPECT_EQ(none.GetReqMsg(), nullptr);
+}
+
+TEST_F(TaskContext, TimesOutAfterTheSecondOfTheDeadline) {
+  testkit::Clock clock(1000);
+  TETaskContext context(m_task.get());
+  EXPECT_FALSE(context.IsTimeOut()) << "no deadline";
+  context.SetTimeOut(1000);
+  clock.Set(1000, 999999);
+  EXPECT_FALSE(context.IsTimeOut());
+  clock.Set(1001);
+  EXPECT_TRUE(context.IsTimeOut());
+}
+
+TEST_F(TaskContext, KeepsFlagsInOrderAndResultsInFull) {
+  TETaskContext context(m_task.get());
+  Flags flags = {{"left", "over"}};
+  EXPECT_FALSE(context.GetTaskFlagPairVec(flags));
+  EXPECT_TRUE(flags.empty());
+  context.SetTaskFlag("b", "1");
+  context.SetTaskFlag("a", "2");
+  context.SetTaskFlag("b", "3");
+  EXPECT_TRUE(context.GetTaskFlagPairVec(flags));
+  EXPECT_EQ(flags, (Flags{{"b", "3"}, {"a", "2"}}));
+  EXPECT_EQ(context.GetTaskFlag("b") + context.GetTaskFlag("c"), "3");
+
+  struct DropAll : TEResultFilter {
+    bool IsDropped(const TESingleResult&) override { return true; }
+  } dropAll;
+  TETaskContext filtered(m_task.get(), &dropAll);
+  filtered.AppendResult(TESingleResult("text"));
+  filtered.AppendResult(TESingleResult(5, "more"));
+  ASSERT_EQ(filtered.ResultBuffer().size(), 2U) << "the filter is not installed";
+  EXPECT_EQ(filtered.ResultBuffer().front().m_nErrorCode, ERROR_BY_TEXT);
+  EXPECT_EQ(filtered.ResultBuffer().back().m_strText, "more");
+}
+
+TEST_F(TaskContext, ReachesTheProgressManagerOnceItHasAMission) {
+  int progress = 0;
+  float weight = 0;
+  ClientMissionID key{
+      .m_nMissionNo = 5, .m_nClientNo = 7, .m_wProcID = 300, .m_wProcHandle = 2, .m_wDeskNo = 4};
+  ProgressMgr& mgr = *ProgressMgr::Instance();
+  {
+    TETaskContext context(m_task.get());
+    context.SendProgress(50);
+    context.SetProgressSpan(50);
+    EXPECT_FALSE(context.IsCanceled());
+    EXPECT_EQ(context.GetMissionID(), -1);
+    EXPECT_TRUE(m_frames.Frames().empty());
+
+    context.SetMissionID(5, true);
+    EXPECT_TRUE(mgr.IsMissionNumberEntered(5));
+    context.SetProgressSpan(40);
+    context.SendProgress(50);
+    EXPECT_TRUE(mgr.GetProgress(key, progress, weight));
+    EXPECT_EQ(progress, 20);
+    context.RestoreProgressSpan();
+    context.SendParalProgress({.m_nProgress = 70});
+    EXPECT_TRUE(mgr.GetProgress(key, progress, weight));
+    EXPECT_EQ(progress, 70);
+    EXPECT_EQ(m_frames.Frames().size(), 2U);
+
+    {
+      TETaskContext inner(m_task.get());
+      inner.SetMissionID(5, false);
+    }
+    EXPECT_TRUE(mgr.GetProgress(key, progress, weight)) << "the outer context's mission goes on";
+    key.m_wReplyAttr = 8;
+    mgr.CancelMission(key);
+    EXPECT_TRUE(context.IsCanceled());
+  }
+  EXPECT_FALSE(mgr.GetProgress(key, progress, weight)) << "the mission ends with its context";
+  EXPECT_FALSE(mgr.IsCanceled(key));
+  EXPECT_FALSE(mgr.IsMissionNumberEntered(5));
+}
+
+TEST_F(TaskContext, IsCanceledWhileTheProcessShutsDown) {
+  TETaskContext context(m_task.get());
+  context.SetMissionID(5, false);
+  VelaSetExitFlag();
+  EXPECT_TRUE(context.IsCanceled());
+  VelaSetExitFlag(false);
+  EXPECT_FALSE(context.IsCanceled());
+}
+
+unsigned long HandleNothing(VelaGnlTask*, const AsnType*) {
+  return 0;
+}
+constexpr TETaskHandlerStru HANDLER = {0x7F01, 1, "Nothing", nullptr, nullptr, &HandleNothing};
+const TEAutoRegisterTask g_register(&HANDLER);
+
+TEST(AutoRegisterTask, RegistersWhileTheProcessLoads) {
+  EXPECT_EQ(TETaskCreator::Instance()->Find(0x7F01), &HANDLER);
+}
+
+}  // namespace
