@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "platform/log/log_process.h"
+#include "platform/os/clock.h"
 #include "platform/os/mutex.h"
 #include "platform/os/vela_os.h"
 
@@ -24,9 +25,13 @@ CrashHandlerMgr::~CrashHandlerMgr() = default;
 namespace {
 
 constexpr std::array kCrashSignals{SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
-constexpr int kHandlersMs = 3000;
-constexpr int kFlushMs = 2000;
-constexpr int kAllMs = kHandlersMs + kFlushMs + 1000;
+constexpr int kHandlersSeconds = 3;
+constexpr int kFlushSeconds = 2;
+constexpr int kAllSeconds = kHandlersSeconds + kFlushSeconds + 1;
+
+int Milliseconds(int seconds) {
+  return static_cast<int>(vela::ScaledSeconds(seconds).count());
+}
 
 // An event that a signal handler may post and wait for: only system calls that are safe there.
 class Event {
@@ -59,6 +64,7 @@ Event g_crashed;
 Event g_handlersDone;
 Event g_allDone;
 constinit std::atomic<int> g_signal{0};
+constinit std::atomic<int> g_allMs{0};
 constinit std::atomic<std::uint32_t> g_runner{0};
 constinit std::atomic<std::uint32_t> g_supervisor{0};
 
@@ -81,7 +87,7 @@ void OnSignal(int signalNumber) {
   int none = 0;
   const bool first = g_signal.compare_exchange_strong(none, signalNumber);
   if (first) g_crashed.Post();
-  g_allDone.Wait(kAllMs);
+  g_allDone.Wait(g_allMs.load());
   EndBySignal(signalNumber);
 }
 
@@ -108,6 +114,7 @@ class CrashHandlerMgrImpl : public CrashHandlerMgr {
       VelaOutputString("crash handlers: no threads or events for them\n");
       return;
     }
+    g_allMs.store(Milliseconds(kAllSeconds));
     struct sigaction action {};
     action.sa_handler = OnSignal;
     action.sa_flags = SA_ONSTACK;
@@ -151,8 +158,8 @@ class CrashHandlerMgrImpl : public CrashHandlerMgr {
   static void Supervise() {
     g_supervisor.store(static_cast<std::uint32_t>(::gettid()));
     g_crashed.Wait(-1);
-    g_handlersDone.Wait(kHandlersMs);
-    LogProcess::Flush(kFlushMs);
+    g_handlersDone.Wait(Milliseconds(kHandlersSeconds));
+    LogProcess::Flush(Milliseconds(kFlushSeconds));
     g_allDone.Post();
   }
 

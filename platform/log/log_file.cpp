@@ -100,7 +100,7 @@ std::size_t RotatingFile::WriteBlock(const std::string& block, const std::vector
   const std::size_t kept = whole == 0 ? 0 : ends[whole - 1];
   m_size += kept;
   if (written == block.size()) return whole;
-  const int error = errno;
+  const int error = errno != 0 ? errno : ENOSPC;
   std::clearerr(m_file);
   if (written > kept && ::ftruncate(::fileno(m_file), static_cast<off_t>(m_size)) != 0)
     m_size += written - kept;

@@ -14,6 +14,7 @@
 #include "util/basicutil/asynprogressmgr_internal.h"
 #include "util/basicutil/client_records.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/progress_report.h"
 #include "util/basicutil/progressmgr.h"
 #include "util/basicutil/taskcontext.h"
 
@@ -22,7 +23,6 @@ namespace {
 
 constexpr const char* UNIT = "asynprogressmgr";
 constexpr std::uint32_t MAX_SERIAL = 65535;
-constexpr std::uint32_t ABORT_CMD = 0x208001;
 constexpr int ABORT_ALL = 255;
 
 // Where 0 to 100 of a mission lie in the client's progress.
@@ -74,6 +74,12 @@ bool CurrentClient(int clientMissionNo, ClientMissionID& client) {
   return true;
 }
 
+// What a key of any reply attribute looks for: the missions here have 0.
+ClientMissionID AnyReply(ClientMissionID client) {
+  client.m_wReplyAttr = 0;
+  return client;
+}
+
 Scale CurrentScale(const ClientMissionID& client) {
   Scale scale;
   if (ProgressMgr* mgr = ProgressMgr::Instance()) mgr->GetProgress(client, scale.base, scale.factor);
@@ -88,7 +94,7 @@ bool SendAborts(VelaGnlTask& task, const AsynMission::Abort& abort) {
     request.scope = ABORT_ALL;
     request.missionID = static_cast<AsnIntType>(id);
     AsnTrace(request, GetDefaultDebugInterface());
-    sent = task.AsnSendNBC(abort.process, 0, ABORT_CMD, request, VELA_MSG_FORMAT) == 0 && sent;
+    sent = task.AsnSendNBC(abort.process, 0, CMD_ABORT_MISSION, request, VELA_MSG_FORMAT) == 0 && sent;
   }
   return sent;
 }
@@ -126,15 +132,15 @@ class AsynProgressMgrImpl : public AsynProgressMgr {
   bool RemoveMissionLocked(std::uint32_t missionId) VELA_REQUIRES(m_mutex);
   Mission* FindLocked(std::uint32_t missionId) VELA_REQUIRES(m_mutex);
   bool IsClientRegisteredLocked(const ClientMissionID& client) const VELA_REQUIRES(m_mutex) {
-    return m_missionOfClient.count(client) != 0;
+    return m_missionOfClient.count(AnyReply(client)) != 0;
   }
   std::vector<AsynMission::Abort> StopMission(std::uint32_t missionId);
 
   vela::Mutex m_mutex;
   std::vector<std::unique_ptr<Mission>> m_missions VELA_GUARDED_BY(m_mutex);  // by serial number
-  // The comparison of keys orders them only while reply attributes of 0 and others do not meet. The keys here
-  // have 0, so that one with any attribute finds its only match.
-  std::map<ClientMissionID, std::uint32_t> m_missionOfClient VELA_GUARDED_BY(m_mutex);
+  // The keys have the reply attribute 0, which matches any: see AnyReply.
+  std::map<ClientMissionID, std::uint32_t, ClientMissionIDExactLess> m_missionOfClient
+      VELA_GUARDED_BY(m_mutex);
   std::map<std::uint32_t, std::uint32_t> m_missionData VELA_GUARDED_BY(m_mutex);
   std::map<std::uint32_t, MissionCmd> m_missionCmds VELA_GUARDED_BY(m_mutex);
   std::uint16_t m_serial VELA_GUARDED_BY(m_mutex) = 0;
@@ -261,7 +267,7 @@ bool AsynProgressMgrImpl::GetClientMissionID(unsigned long missionId, ClientMiss
 
 bool AsynProgressMgrImpl::FindMissionID(const ClientMissionID& client, unsigned long& missionId) {
   const vela::MutexLock lock(m_mutex);
-  const auto found = m_missionOfClient.find(client);
+  const auto found = m_missionOfClient.find(AnyReply(client));
   if (found == m_missionOfClient.end()) return false;
   missionId = found->second;
   return true;

@@ -1,0 +1,82 @@
+#include "apps/velactl/audit_report.h"
+
+#include <cstdint>
+#include <string_view>
+
+#include "apps/asn1/audit_codes.h"
+#include "apps/velactl/json.h"
+#include "apps/velactl/table.h"
+#include "asn1/audit.h"
+#include "platform/asncmd/asn_fwd.h"
+
+namespace velactl {
+namespace {
+
+struct Line {
+  std::string_view fault;
+  const InventoryRow* row;
+  const InventoryRow* other;  // null: none
+  std::string name;
+  std::string text;
+};
+
+const InventoryRow* RowAt(const AsnInt& index, const std::vector<InventoryRow>& rows) {
+  const auto i = static_cast<std::int64_t>(static_cast<AsnIntType>(index));
+  return i < 0 || i >= static_cast<std::int64_t>(rows.size()) ? nullptr : &rows[static_cast<std::size_t>(i)];
+}
+
+std::vector<Line> Lines(const AsnAuditRsp& response, const std::vector<InventoryRow>& rows) {
+  std::vector<Line> lines;
+  for (const AsnAuditFinding& finding : response.findings) {
+    const InventoryRow* row = RowAt(finding.record, rows);
+    if (row == nullptr) continue;
+    const auto code = static_cast<std::uint32_t>(static_cast<AsnIntType>(finding.errorCode));
+    lines.push_back({AuditFaultName(code), row, RowAt(finding.otherRecord, rows), finding.neName.data(),
+                     finding.text.data()});
+  }
+  return lines;
+}
+
+std::int64_t Number(const AsnInt& value) {
+  return static_cast<AsnIntType>(value);
+}
+
+}  // namespace
+
+std::string AuditTable(const AsnAuditRsp& response, const std::vector<InventoryRow>& rows) {
+  const std::vector<Line> lines = Lines(response, rows);
+  Table table({"LINE", "FAULT", "NE", "NAME", "TEXT"});
+  for (const Line& line : lines) {
+    const std::string place = line.other != nullptr ? ", line " + std::to_string(line.other->line) : "";
+    table.Add({std::to_string(line.row->line), std::string(line.fault), line.row->identifier, line.name,
+               line.text + place});
+  }
+  std::string text = lines.empty() ? "" : table.Text() + '\n';
+  text += std::to_string(Number(response.checked)) + " of " + std::to_string(rows.size()) + " NEs checked, " +
+          std::to_string(lines.size()) + " faults found\n";
+  if (Number(response.omitted) > 0)
+    text += std::to_string(Number(response.omitted)) + " more faults did not fit into the answer\n";
+  return text;
+}
+
+std::string AuditJson(const AsnAuditRsp& response, const std::string& file,
+                      const std::vector<InventoryRow>& rows) {
+  std::string text = "{\"file\": " + JsonString(file) + ", \"records\": " + std::to_string(rows.size()) +
+                     ", \"checked\": " + std::to_string(Number(response.checked)) +
+                     ", \"errorCode\": " + std::to_string(Number(response.errorCode)) + ", \"reason\": " +
+                     JsonString(response.reason != nullptr ? response.reason->data() : std::string()) +
+                     ", \"omitted\": " + std::to_string(Number(response.omitted)) + ", \"findings\": [";
+  const char* separator = "\n";
+  for (const Line& line : Lines(response, rows)) {
+    text += separator;
+    text += "{\"line\": " + std::to_string(line.row->line) + ", \"fault\": " + JsonString(line.fault) +
+            ", \"identifier\": " + JsonString(line.row->identifier) +
+            ", \"name\": " + JsonString(line.row->name) +
+            ", \"otherLine\": " + (line.other != nullptr ? std::to_string(line.other->line) : "null") +
+            ", \"text\": " + JsonString(line.text) + "}";
+    separator = ",\n";
+  }
+  return text + "\n]}\n";
+}
+
+}  // namespace velactl

@@ -1,0 +1,113 @@
+#include "apps/velactl/inventory.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "apps/velactl/csv.h"
+#include "platform/os/vela_os.h"
+
+namespace velactl {
+namespace {
+
+// What could not be sent in one message anyway.
+constexpr std::size_t kLargestFile = std::size_t{32} << 20;
+
+struct Column {
+  std::string_view name;
+  std::string InventoryRow::*field;
+};
+constexpr std::array<Column, 6> kColumns = {{{"identifier", &InventoryRow::identifier},
+                                             {"name", &InventoryRow::name},
+                                             {"type", &InventoryRow::type},
+                                             {"address", &InventoryRow::address},
+                                             {"version", &InventoryRow::version},
+                                             {"position", &InventoryRow::position}}};
+
+std::string At(std::size_t line, const std::string& text) {
+  return "line " + std::to_string(line) + ": " + text;
+}
+
+// Which field each column of the file fills.
+std::optional<std::vector<std::string InventoryRow::*>> ReadHead(const CsvRow& head, std::string& error) {
+  std::vector<std::string InventoryRow::*> fields;
+  for (const std::string& name : head.fields) {
+    const auto* column =
+        std::find_if(kColumns.begin(), kColumns.end(), [&](const Column& c) { return c.name == name; });
+    if (column == kColumns.end()) {
+      error = At(head.line, "column '" + vela::EscapeControls(name) +
+                                "' is not known; the head is identifier,name,type,address,version,position");
+      return std::nullopt;
+    }
+    if (std::find(fields.begin(), fields.end(), column->field) != fields.end()) {
+      error = At(head.line, "column '" + name + "' stands there twice");
+      return std::nullopt;
+    }
+    fields.push_back(column->field);
+  }
+  for (const Column& column : kColumns) {
+    if (std::find(fields.begin(), fields.end(), column.field) != fields.end()) continue;
+    error = At(head.line, "column '" + std::string(column.name) + "' is missing");
+    return std::nullopt;
+  }
+  return fields;
+}
+
+}  // namespace
+
+bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std::string& error) {
+  std::vector<CsvRow> lines;
+  const CsvError csvError = ParseCsv(text, lines);
+  if (!csvError.text.empty()) {
+    error = At(csvError.line, csvError.text);
+    return false;
+  }
+  if (lines.empty()) {
+    error = "line 1: the head is missing: identifier,name,type,address,version,position";
+    return false;
+  }
+  const auto fields = ReadHead(lines[0], error);
+  if (!fields) return false;
+  for (std::size_t i = 1; i < lines.size(); ++i) {
+    CsvRow& line = lines[i];
+    if (line.fields.size() != fields->size()) {
+      error = At(line.line,
+                 std::to_string(line.fields.size()) + " fields instead of " + std::to_string(fields->size()));
+      return false;
+    }
+    InventoryRow row{line.line, {}, {}, {}, {}, {}, {}};
+    for (std::size_t j = 0; j < fields->size(); ++j) row.*(*fields)[j] = std::move(line.fields[j]);
+    rows.push_back(std::move(row));
+  }
+  if (rows.empty()) error = At(lines[0].line, "no NE follows the head");
+  return !rows.empty();
+}
+
+bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std::string& error) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(VELA_OS::fopen(file.c_str(), "rb"),
+                                                           VELA_OS::fclose);
+  std::string text;
+  if (in) {
+    char block[65536];
+    std::size_t got = 0;
+    while ((got = VELA_OS::fread(block, 1, sizeof block, in.get())) != 0 && text.size() <= kLargestFile)
+      text.append(block, got);
+  }
+  if (!in || std::ferror(in.get()) != 0) {
+    error = file + ": " + std::strerror(errno);
+    return false;
+  }
+  if (text.size() > kLargestFile) {
+    error = file + ": larger than " + std::to_string(kLargestFile >> 20) + " MiB; split it";
+    return false;
+  }
+  if (ParseInventory(text, rows, error)) return true;
+  error.insert(0, file + ": ");
+  return false;
+}
+
+}  // namespace velactl

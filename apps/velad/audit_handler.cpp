@@ -1,0 +1,120 @@
+// Serves the audit of an inventory (apps/asn1/audit.asn1).
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "apps/velad/audit_run.h"
+#include "apps/velad/ne_types.h"
+#include "apps/velad/server.h"
+#include "asn1/audit.h"
+#include "platform/asncmd/asn_checker.h"
+#include "platform/asncmd/asn_fwd.h"
+#include "platform/config/vela_config.h"
+#include "platform/log/log_process.h"
+#include "platform/os/clock.h"
+#include "platform/os/vela_os.h"
+#include "platform/task/te_task_creator.h"
+#include "platform/task/vela_task.h"
+#include "util/basicutil/msg_if.h"
+#include "util/basicutil/taskcontext.h"
+
+namespace velad {
+namespace {
+
+constexpr int kLongestPause = 10000000;  // microseconds
+
+std::vector<NERecord> Records(const AsnAuditReq& request) {
+  std::vector<NERecord> records;
+  records.reserve(request.records.size());
+  for (const AsnNERecord& r : request.records)
+    records.push_back({r.identifier.data(), r.name.data(), r.type.data(), r.address.data(), r.version.data(),
+                       r.position.data()});
+  return records;
+}
+
+std::uint32_t ConfiguredPause() {
+  int pause = 0;
+  VelaGetRegInt(ConfigFile().c_str(), "AuditRecordMicroseconds", pause);
+  return static_cast<std::uint32_t>(std::clamp(pause, 0, kLongestPause));
+}
+
+void SetOcts(AsnOcts& octs, const std::string& text) {
+  octs.Set(text.data(), text.size());
+}
+
+void SetEnd(AsnAuditRsp& response, std::uint32_t code, const std::string& reason) {
+  response.errorCode = static_cast<AsnIntType>(code);
+  if (!reason.empty()) response.reason = new AsnOcts(reason.data(), reason.size());
+}
+
+// As many findings as an answer may hold under the limits that the client checks it against; the rest is
+// counted.
+void FillFindings(const std::vector<Finding>& findings, const std::vector<NERecord>& records,
+                  AsnAuditRsp& response) {
+  constexpr std::size_t elementsEach = 6;
+  constexpr std::size_t bytesAround = 64;
+  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
+  std::size_t elements = elementsEach;
+  std::size_t bytes = 1024;
+  std::size_t written = 0;
+  for (const Finding& finding : findings) {
+    const std::string name = Shown(records[finding.record].name, 128);
+    elements += elementsEach;
+    bytes += bytesAround + name.size() + finding.text.size();
+    if (elements > limits.maxElements || bytes > limits.maxBytes) break;
+    AsnAuditFinding& out = *response.findings.append();
+    out.errorCode = static_cast<AsnIntType>(finding.fault);
+    out.record = static_cast<AsnIntType>(finding.record);
+    out.otherRecord = finding.other ? static_cast<AsnIntType>(*finding.other) : -1;
+    SetOcts(out.neName, name);
+    SetOcts(out.text, finding.text);
+    ++written;
+  }
+  response.omitted = static_cast<AsnIntType>(findings.size() - written);
+}
+
+std::string Summary(const AuditRun& run) {
+  const std::string found = std::to_string(run.Findings().size()) + " faults found";
+  return run.ErrorCode() == 0 ? found : run.Reason() + ", " + found;
+}
+
+unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {
+  const auto& audit = static_cast<const AsnAuditReq&>(*request);
+  NSTE_util::TETaskContext context(task);
+  context.SetUserID(static_cast<int>(audit.userID));
+  context.SetMissionID(static_cast<int>(audit.missionID), false);
+  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(audit.timeOut));
+  if (seconds > 0) context.SetTimeOut(vela::NowSeconds() + seconds);
+
+  AsnAuditRsp response;
+  NETypes types;
+  std::string reason;
+  if (!LoadNETypes(vela::InstallRoot() + "conf/ne_types.cfg", types, reason)) {
+    SetEnd(response, AUDIT_ERR_NO_TYPES, reason);
+    return NSTE_util::CfgSendRsp(task, response);
+  }
+  const std::vector<NERecord> records = Records(audit);
+  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
+  context.SetMissionDesc("audit of " + std::to_string(records.size()) + " NEs for " +
+                         std::to_string(header.srcProcId) + "/" + std::to_string(header.srcHandle));
+  LogProcess::Info(context.GetMissionDesc() + ": begins");
+  AuditRun run(context, records, types, ConfiguredPause());
+  run.Run();
+
+  response.checked = static_cast<AsnIntType>(run.Checked());
+  SetEnd(response, run.ErrorCode(), run.Reason());
+  FillFindings(run.Findings(), records, response);
+  LogProcess::Info(context.GetMissionDesc() + ": " + Summary(run));
+  return NSTE_util::CfgSendRsp(task, response);
+}
+
+const TETaskHandlerStru kAudit = {AUDIT_COMMAND,
+                                  kMainTaskMgr,
+                                  "audit",
+                                  []() -> AsnType* { return new AsnAuditReq; },
+                                  []() -> AsnType* { return new AsnAuditRsp; },
+                                  HandleAudit};
+const TEAutoRegisterTask registerAudit(&kAudit);
+
+}  // namespace
+}  // namespace velad

@@ -1,0 +1,34 @@
+#include "apps/velad/ne_types.h"
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "platform/config/vela_config.h"
+#include "platform/os/vela_os.h"
+
+namespace velad {
+
+bool LoadNETypes(const std::string& file, NETypes& types, std::string& reason) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(VELA_OS::fopen(file.c_str(), "r"),
+                                                           VELA_OS::fclose);
+  if (!in) {
+    reason = file + ": " + std::strerror(errno);
+    return false;
+  }
+  char key[VELA_LINE_TEXT];
+  char value[VELA_LINE_TEXT];
+  for (int line = 1;; ++line) {
+    const int kind = VelaGetLine(in.get(), key, value);
+    if (kind == VELA_LINE_END) break;
+    if (kind == VELA_LINE_ENTRY && !types.Add(key, value)) {
+      reason =
+          file + ":" + std::to_string(line) + ": a type twice, or a version that is not numbers and dots";
+      return false;
+    }
+  }
+  if (types.empty()) reason = file + " holds no type";
+  return !types.empty();
+}
+
+}  // namespace velad

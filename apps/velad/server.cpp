@@ -1,0 +1,120 @@
+#include "apps/velad/server.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "apps/common/program_log.h"
+#include "apps/common/watched_bus.h"
+#include "platform/bus/bus.h"
+#include "platform/log/log_process.h"
+#include "platform/os/vela_os.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_task_mgr.h"
+#include "util/basicutil/common.h"
+#include "util/basicutil/filepath.h"
+#include "util/basicutil/progress_api.h"
+
+namespace velad {
+namespace {
+
+std::string AddressText(CProcID address) {
+  return std::to_string(address.Number()) + "/" + std::to_string(address.Handle());
+}
+
+int Fail(const std::string& reason) {
+  std::fprintf(stderr, "velad: %s\n", reason.c_str());
+  LogProcess::Error("velad: " + reason);
+  LogProcess::Shutdown();
+  return EXIT_FAILURE;
+}
+
+sigset_t EndSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  return signals;
+}
+
+// The library derives the log's folder from the handle in the file at its own place; for every other file,
+// and for a folder of the operator's choice, it is named here. Empty: the library's.
+std::string LogFolder(const ServerConfig& config, const std::string& name) {
+  if (!config.logDirectory.empty()) return config.logDirectory;
+  std::string processPath;
+  NSTE_util::GetProcessPath(processPath);
+  if (config.file == processPath + "../conf/" + name) return {};
+  return vela::InstallRoot() + "var/logs/Develop/velad_" + std::to_string(config.address.Handle());
+}
+
+bool MakeTaskMgrs(const ServerConfig& config) {
+  VelaTaskMgrConfig missions;
+  missions.id = kMainTaskMgr;
+  missions.workers = config.workerThreads;
+  missions.queueLimit = config.queueLimit;
+  VelaTaskMgrConfig service;
+  service.id = kServiceTaskMgr;
+  service.name = "service";
+  service.workers = 1;
+  VelaAppMgr* app = VelaAppMgr::Instance();
+  return app != nullptr && app->CreateTaskMgr(missions) != nullptr && app->CreateTaskMgr(service) != nullptr;
+}
+
+std::string WhyNotStarted(vela::BusResult result, CProcID address) {
+  if (result == vela::BusResult::taken)
+    return "the address " + AddressText(address) +
+           " is taken by another process; give this one its own ProcHandle";
+  return "cannot open the message bus below " + vela::InstallRoot() + "; look into the log in " +
+         LogProcess::Directory();
+}
+
+// True when all handlers ended in time.
+bool StopServing(int seconds) {
+  VelaSetExitFlag();
+  const bool ended = VelaAppMgr::Instance()->Stop(seconds);
+  if (!ended) LogProcess::Error("velad: requests were abandoned, they did not end in time");
+  LogProcess::Info("velad: ended");
+  return ended;
+}
+
+}  // namespace
+
+void HoldEndSignals() {
+  const sigset_t signals = EndSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  signal(SIGPIPE, SIG_IGN);
+}
+
+int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
+  if (!apps::StartLog(argv0, name, LogFolder(config, name)))
+    return Fail("the log cannot be opened under " + vela::InstallRoot());
+  if (!MakeTaskMgrs(config)) return Fail("the worker threads cannot be started");
+  VelaAppMgr* app = VelaAppMgr::Instance();
+  vela::BusResult result = vela::BusResult::failed;
+  if (app->Start(apps::WatchOpen(vela::MakeLocalBus({}), result), config.address, 0) != 0)
+    return Fail(WhyNotStarted(result, config.address));
+  if (NSTE_util::InitDebugTask(kServiceTaskMgr) != 0 || NSTE_util::InitProgressTask(kServiceTaskMgr) != 0) {
+    StopServing(0);
+    return Fail("the service tasks cannot be started");
+  }
+
+  LogProcess::Info("velad: serves as " + AddressText(config.address) + ", configuration " + config.file);
+  std::puts("ready");
+  std::fflush(stdout);
+
+  const sigset_t signals = EndSignals();
+  int signal = 0;
+  while (sigwait(&signals, &signal) != 0) continue;
+  LogProcess::Info("velad: told to end by signal " + std::to_string(signal));
+
+  const bool ended = StopServing(config.stopSeconds);
+  NSTE_util::FiniDebugLog();
+  LogProcess::Shutdown();
+  // Abandoned handlers still run: nothing that they use may be destroyed.
+  if (!ended) _exit(EXIT_SUCCESS);
+  return EXIT_SUCCESS;
+}
+
+}  // namespace velad

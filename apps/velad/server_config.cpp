@@ -1,0 +1,82 @@
+#include "apps/velad/server_config.h"
+
+#include "platform/config/vela_config.h"
+#include "platform/os/vela_os.h"
+
+namespace velad {
+namespace {
+
+std::string g_configFile;
+
+bool IsFile(const std::string& name) {
+  struct stat info {};
+  return VELA_OS::stat(name.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+}
+
+// Reads the integers of one file; remembers the first error.
+class KeyReader {
+ public:
+  explicit KeyReader(const std::string& file) : m_file(file) {}
+
+  int Int(const char* key, int low, int high, int missing) {
+    std::string text;
+    if (VelaGetRegString(m_file.c_str(), key, text) != 1) return missing;
+    int value = 0;
+    if (VelaGetRegInt(m_file.c_str(), key, value) == 1 && value >= low && value <= high) return value;
+    Fail(std::string(key) + " = " + vela::EscapeControls(text) + " is not a number from " +
+         std::to_string(low) + " to " + std::to_string(high));
+    return missing;
+  }
+
+  void Fail(const std::string& reason) {
+    if (m_error.empty()) m_error = m_file + ": " + reason;
+  }
+  const std::string& Error() const { return m_error; }
+
+ private:
+  const std::string& m_file;
+  std::string m_error;
+};
+
+}  // namespace
+
+bool FindConfig(const std::string& name, const std::string& processPath, const std::string& root,
+                std::string& file, std::string& error) {
+  const std::string places[] = {processPath + "../conf/" + name, root + "conf/" + name, name};
+  for (const std::string& place : places) {
+    if (!IsFile(place)) continue;
+    file = place;
+    return true;
+  }
+  error = "there is no configuration file '" + name + "' (looked for " + places[0] + ", " + places[1] + ", " +
+          places[2] + ")";
+  return false;
+}
+
+bool LoadConfig(const std::string& file, const std::string& root, ServerConfig& config, std::string& error) {
+  config.file = file;
+  KeyReader keys(file);
+  const int number = keys.Int("ProcNumber", 1, 65535, 0);
+  const int handle = keys.Int("ProcHandle", 1, 10000, 1);
+  config.workerThreads = static_cast<unsigned>(keys.Int("WorkerThreads", 1, 256, 4));
+  config.queueLimit = static_cast<unsigned>(keys.Int("QueueLimit", 1, 1000000, 1000));
+  config.stopSeconds = keys.Int("StopSeconds", 0, 3600, 10);
+  if (number == 0) keys.Fail("the key ProcNumber is missing");
+  if (number == VELA_CLIENT_GROUP) keys.Fail("ProcNumber = 3003 belongs to the clients");
+  config.address = CProcID(static_cast<std::uint16_t>(number), static_cast<std::uint16_t>(handle));
+  if (VelaGetRegString(file.c_str(), "LogDirectory", config.logDirectory) == 1 &&
+      !config.logDirectory.empty() && config.logDirectory.front() != '/')
+    config.logDirectory.insert(0, root);
+  error = keys.Error();
+  return error.empty();
+}
+
+const std::string& ConfigFile() {
+  return g_configFile;
+}
+
+void SetConfigFile(const std::string& file) {
+  g_configFile = file;
+}
+
+}  // namespace velad

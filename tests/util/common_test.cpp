@@ -1,0 +1,417 @@
+#include "util/basicutil/common.h"
+
+#include <ace/Thread.h>
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+
+#include "platform/asncmd/asn_runtime.h"
+#include "platform/config/frame_util.h"
+#include "platform/debug/vela_debug_mgr.h"
+#include "platform/log/log_process.h"
+#include "platform/log/time_formatter.h"
+#include "platform/os/clock.h"
+#include "platform/os/vela_os.h"
+#include "platform/testkit/testkit.h"
+#include "util/basicutil/common_manager.h"
+#include "util/basicutil/env_settings.h"
+#include "util/basicutil/filepath.h"
+#include "util/basicutil/stringutil.h"
+
+using namespace NSTE_util;
+
+namespace {
+
+const std::string kDumpBegin = "***********Dump filtered debug information begin **********";
+const std::string kDumpEnd =
+    "\n***************************************************************Dump filtered debug information end "
+    "**********";
+const std::string kFlushedAll = "debug The folwing message was dump by debug command flushall.";
+
+std::vector<std::string> Texts(const testkit::LogCapture& log) {
+  std::vector<std::string> texts;
+  for (const testkit::LogRecord& record : log.Records()) texts.push_back(record.text);
+  return texts;
+}
+
+std::string ThreadText() {
+  return std::to_string(static_cast<std::uint32_t>(ACE_Thread::self()));
+}
+
+std::string ConfFile(const std::string& name, const std::string& content) {
+  const std::string path = vela::InstallRoot() + "conf/" + name;
+  std::ofstream(path) << content;
+  return path;
+}
+
+// A message whose printed form is `size` characters of "x".
+class Printed : public SNACC::AsnInt {
+ public:
+  explicit Printed(std::size_t size) : m_text(size, 'x') {}
+  const char* typeName() const override { return "PrintedType"; }
+  void Print(std::ostream& os, unsigned short) const override { os << m_text; }
+
+ private:
+  std::string m_text;
+};
+
+}  // namespace
+
+TEST(DebugLog, AFreshLoggerWritesErrorsAndHoldsBackTheRest) {
+  testkit::LogCapture log;
+  TEDebugInterface& out = *GetDebugInterface("fresh");
+  EXPECT_EQ(out.GetName(), "fresh");
+  EXPECT_EQ(&out, GetDebugInterface("fresh"));
+  for (const unsigned level : {1U, 2U, 3U, 7U}) {
+    EXPECT_EQ(out.IsEnabled(level), level == 1) << level;
+    out.PrintF(level, "level %u", level);
+  }
+  ASSERT_EQ(Texts(log), std::vector<std::string>{"fresh level 1"});
+  EXPECT_EQ(log.Records()[0].level, 1);
+  EXPECT_TRUE(out.IsEnabled(0));
+  EXPECT_FALSE(out.IsEnabled(std::numeric_limits<unsigned>::max()));
+}
+
+TEST(DebugLog, AnAssertionDumpsWhatWasHeldBack) {
+  const testkit::Clock clock(1'700'000'000, 42);
+  testkit::LogCapture log;
+  TEDebugMgrImpl::Instance()->FlushAll();  // what the process' start held back
+  ASSERT_EQ(TEDebugMgrImpl::Instance()->Excute("setswitch default 1000"), "OK\n");
+  GetDefaultDebugInterface().Print(1, "one");
+  GetDefaultDebugInterface().Print(2, "two\n[not a record\n***nor the end\nplain");
+  GetDebugInterface("other")->Print(9, "three");
+  log.Clear();
+  WriteException("failed");
+  const std::string time = "\n[" + TimeFormatter::getFormatTime(1'700'000'000, 42);
+  const std::string thread = ThreadText() + "] ";
+  EXPECT_EQ(Texts(log),
+            (std::vector<std::string>{
+                "default failed", kDumpBegin + time + "],Info, [H" + thread +
+                                      "debug Excute debug command: setswitch default 1000" + time +
+                                      "],Error,[H" + thread + "default one" + time + "],Info, [H" + thread +
+                                      "default two\n [not a record\n ***nor the end\nplain" + time +
+                                      "],Debug,[H" + thread + "other three" + kDumpEnd}));
+  for (const testkit::LogRecord& record : log.Records()) EXPECT_EQ(record.level, 0);
+  log.Clear();
+  WriteException("again");
+  EXPECT_EQ(Texts(log), (std::vector<std::string>{"default again", kDumpBegin + kDumpEnd}));
+}
+
+TEST(DebugLog, TheNewest128HeldBackRecordsAreKept) {
+  testkit::LogCapture log;
+  for (int i = 1; i <= 130; ++i) TETrace("record %d%s", i, i % 50 == 0 ? std::string(9000, '!').c_str() : "");
+  WriteException("failed");
+  ASSERT_EQ(log.Records().size(), 2U);
+  const std::string dump = log.Records()[1].text;
+  std::size_t at = 0;
+  int count = 0;
+  for (int i = 3; i <= 130; ++i, ++count) {
+    at = dump.find("default record " + std::to_string(i), at);
+    ASSERT_NE(at, std::string::npos) << i;
+  }
+  EXPECT_EQ(std::count(dump.begin(), dump.end(), '\n'), count + 1);
+}
+
+TEST(DebugLog, FormattedTextsAreCut) {
+  const struct {
+    std::size_t length;
+    std::size_t written;
+  } rows[] = {{0, 0}, {4093, 4093}, {4094, 4094}, {4095, 4094}, {4096, 4094}, {5000, 4094}};
+  testkit::LogCapture log;
+  for (const auto& row : rows) {
+    log.Clear();
+    const std::string text(row.length, 'x');
+    TEAlmTrace("%s", text.c_str());
+    GetDefaultDebugInterface().PrintF(1, "%s", text.c_str());
+    ASSERT_EQ(log.Records().size(), 2U);
+    EXPECT_EQ(log.Records()[0].text, std::string(row.written, 'x'));
+    EXPECT_EQ(log.Records()[1].text, "default " + std::string(row.written, 'x'));
+  }
+  log.Clear();
+  GetDefaultDebugInterface().Print(1, std::string(5000, 'x').c_str());
+  EXPECT_EQ(log.Records()[0].text.size(), 5008U) << "a text that is not formatted stays whole";
+}
+
+TEST(DebugLog, AlarmsIgnoreLevelAndSwitches) {
+  testkit::LogCapture log;
+  ASSERT_EQ(TEDebugMgrImpl::Instance()->Excute("setswitch alarm 1000"), "OK\n");
+  for (const unsigned level : {0U, 3U}) GetAlmDebugInterface().Print(level, "smoke");
+  GetAlmDebugInterface().PrintException(nullptr);
+  const std::vector<testkit::LogRecord> records = log.Records();
+  ASSERT_EQ(records.size(), 3U) << "and nothing is dumped";
+  for (const testkit::LogRecord& record : records)
+    EXPECT_EQ(record.log + std::to_string(record.level), "alarm5");
+  EXPECT_EQ(records[1].text, "smoke");
+}
+
+TEST(DebugMgr, ReloadReadsTheSwitchFile) {
+  // "abcd" below stands for the four switches; the logger "m" starts with 1,1,0,0.
+  const struct {
+    const char* what;
+    const char* content;
+    int result;
+    const char* switches;
+  } rows[] = {
+      {"plain", "m = 1,0,1,1\n", 0, "1011"},
+      {"a span", "m = 0-3\n", 0, "0111"},
+      {"any number but 0 is on", "m = 7, 0, 0, 9\n", 0, "1001"},
+      {"does not parse: skipped", "m = 1,x,1,1\nm = 1,1,1,0\n", 0, "1110"},
+      {"no entry: skipped", "# m\n[section]\nm=0,0,0,0", 0, "0000"},
+      {"three: stops", "m = 1,1,1,0\nm = 1,1,1\nm = 0,0,0,0\n", -1, "1110"},
+      {"five: stops", "m = 1,1,1,1,1\n", -1, "1100"},
+      {"a huge span does not parse", "m = 0-2147483647\n", 0, "1100"},
+  };
+  testkit::LogCapture log;
+  for (const auto& row : rows) {
+    TEDebugMgrImpl::Destroy();
+    log.Clear();
+    TEDebugMgrImpl& manager = *TEDebugMgrImpl::Instance();
+    manager.Init("", "", "", ConfFile("switches.cfg", row.content));
+    EXPECT_EQ(manager.Reload(), row.result) << row.what;
+    TEDebugInterface& module = *manager.GetDebugInterface("m");
+    std::string switches;
+    for (unsigned level = 0; level < 4; ++level) switches += module.IsEnabled(level) ? '1' : '0';
+    EXPECT_EQ(switches, row.switches) << row.what;
+    EXPECT_EQ(log.Count("debug Debug switch for m must has 4 elements!"), row.result == 0 ? 0 : 2)
+        << row.what;
+  }
+  TEDebugMgrImpl& manager = *TEDebugMgrImpl::Instance();
+  EXPECT_EQ(manager.Init("", "", "", "/nowhere/debug.cfg"), 0) << "a missing file does not stop the start";
+  log.Clear();
+  EXPECT_EQ(manager.Reload(), -1);
+  EXPECT_EQ(log.Records().at(0).text, "debug Open debug configuration file error!");
+  manager.Init("", "", "", "");
+  EXPECT_EQ(manager.Reload(), 0);
+}
+
+TEST(DebugMgr, ListsOfNumbers) {
+  const struct {
+    const char* text;
+    bool result;
+    std::vector<int> numbers;
+  } rows[] = {
+      {"1-3, 5", true, {1, 2, 3, 5}}, {"", true, {}},
+      {",, 4 ,", true, {4}},          {"1 - 2", true, {1, 2}},
+      {"2,-1,3", false, {2}},         {"1,3-2", false, {1}},
+      {"1,2x", false, {1}},           {"7-", false, {}},
+      {"1-2-3", false, {}},           {"2147483647", true, {2147483647}},
+      {"2147483648", false, {}},      {"8,0-2147483647", false, {8}},
+  };
+  for (const auto& row : rows) {
+    std::vector<int> numbers{99};
+    std::list<int> list{99};
+    EXPECT_EQ(StrToNumList(row.text, numbers), row.result) << row.text;
+    EXPECT_EQ(numbers, row.numbers) << row.text;
+    EXPECT_EQ(StrToNumList(row.text, list), row.result) << row.text;
+    EXPECT_EQ(list, std::list<int>(row.numbers.begin(), row.numbers.end())) << row.text;
+  }
+}
+
+namespace {
+
+class Echo : public TEDebugCommand {
+ public:
+  std::string GetName() override { return "Echo"; }
+  std::string GetHelp() override { return "repeats\n"; }
+  std::string Execute(const std::vector<std::string>& args) override {
+    if (args.size() > 1) RemoveDebugCommand(this);
+    return args[0] + std::to_string(args.size());
+  }
+};
+
+}  // namespace
+
+TEST(DebugMgr, RunsCommands) {
+  Echo echo;
+  EXPECT_EQ(AddDebugCommand(&echo), 0);
+  EXPECT_EQ(AddDebugCommand(&echo), -1) << "the name is taken";
+  EXPECT_EQ(AddDebugCommand(nullptr), -1);
+  GetDebugInterface("zone");
+  const struct {
+    const char* line;
+    std::string reply;
+  } rows[] = {
+      {"", "Excute Error!\n"},
+      {" \t\r\n", "Excute Error!\n"},
+      {"nonsense now", "Invalid Command: nonsense"},
+      {"\techo ", "echo1"},
+      {"help ECHO", "repeats\n"},
+      {"help nothing", "Invalid command: nothing"},
+      {"SETSWITCH zone 1111", "OK\n"},
+      {"setswitch All 0111", "Can't turn off assert level debug info!\n"},
+      {"setswitch nobody 1000", "Module not found! nobody"},
+      {"flush", "OK\n"},
+      {"flushall", "OK\n"},
+      {"ECHO away", "ECHO2"},
+      {"echo", "Invalid Command: echo"},
+  };
+  for (const auto& row : rows) EXPECT_EQ(TEDebugMgrImpl::Instance()->Excute(row.line), row.reply) << row.line;
+  EXPECT_NE(TEDebugMgrImpl::Instance()->Excute("listswitch").find("\nzone" + std::string(60, ' ') + "1111\n"),
+            std::string::npos);
+  for (const char* line :
+       {"setswitch", "setswitch zone 111", "setswitch zone 11112", "setswitch zone 1112"}) {
+    EXPECT_EQ(TEDebugMgrImpl::Instance()->Excute(line).find("Syntex: setswitch"), 0U) << line;
+  }
+}
+
+TEST(DebugMgr, FlushAllWritesItsHeadAndTheDump) {
+  testkit::LogCapture log;
+  TEDebugMgrImpl::Instance()->FlushAll();  // with what the process' start held back
+  log.Clear();
+  TEDebugMgrImpl::Instance()->FlushAll();
+  EXPECT_EQ(Texts(log), (std::vector<std::string>{kFlushedAll, kDumpBegin + kDumpEnd}));
+  EXPECT_EQ(log.Records()[0].level, 3);
+}
+
+TEST(DebugMgr, InterfacesOutliveTheManager) {
+  TEDebugInterface& kept = *GetDebugInterface("kept");
+  TEDebugMgrImpl::Instance()->Excute("setswitch kept 1111");
+  FiniDebugLog();
+  testkit::LogCapture log;
+  kept.Print(3, "held back again");
+  kept.Print(1, "still here");
+  EXPECT_EQ(Texts(log), std::vector<std::string>{"kept still here"});
+}
+
+TEST(AsnTrace, SwitchesAndConfigurationDecide) {
+  const struct {
+    const char* what;
+    bool trace, asnLog;
+    std::vector<std::string> config;
+    const char* written;
+  } rows[] = {
+      {"both on", true, true, {"x=y"}, "m xxx"},
+      {"log only", false, true, {"x=y"}, "m xxx"},
+      {"trace only: rendered, not written", true, false, {"x=y"}, nullptr},
+      {"both off", false, false, {"x=y"}, nullptr},
+      {"not to be printed: its name", true, false, {"NotPrint = A, PrintedType"}, "m PrintedType"},
+      {"named twice: its name", true, true, {"Print=PrintedType", "NotPrint=PrintedType"}, "m PrintedType"},
+      {"both off, not to be printed", false, false, {"NotPrint=PrintedType"}, nullptr},
+  };
+  TEDebugMgrImpl& manager = *TEDebugMgrImpl::Instance();
+  manager.GetDebugInterface("m");
+  manager.Excute("setswitch m 1111");
+  testkit::LogCapture log;
+  for (const auto& row : rows) {
+    log.Clear();
+    g_bEnableAsnTrace = row.trace;
+    g_bEnableAsnLog = row.asnLog;
+    manager.ReadAsnConfig(row.config);
+    AsnTrace(Printed(3), *GetDebugInterface("m"));
+    EXPECT_EQ(Texts(log), row.written ? std::vector<std::string>{row.written} : std::vector<std::string>{})
+        << row.what;
+  }
+}
+
+TEST(AsnTrace, LongTextsAreCutAndMarked) {
+  constexpr std::size_t size = 10240;  // nMaxSizeOfAsnTrace without a configuration
+  const std::string mark = "\n...More ASN not print.\n";
+  TEDebugMgrImpl::Instance()->Excute("setswitch default 1111");
+  testkit::LogCapture log;
+  for (const std::size_t length : {size - 2, size - 1, size, size + 1, 10 * size}) {
+    log.Clear();
+    AsnTrace(Printed(length), GetDefaultDebugInterface());
+    const bool cut = length >= size - 1;  // the final zero needs room too
+    const std::string written = log.Records().at(0).text.substr(std::string("default ").size());
+    EXPECT_EQ(written, cut ? std::string(size - mark.size(), 'x') + mark : std::string(length, 'x'))
+        << length;
+    EXPECT_EQ(toString(Printed(length)), std::string(std::min(length, size), 'x')) << length;
+  }
+  EXPECT_EQ(toString(Printed(2)), "xx");
+}
+
+namespace {
+
+// Runs InitDebugLog with a process path of this test's own.
+int Init(std::vector<std::string> args) {
+  std::vector<char*> argv;
+  for (std::string& arg : args) argv.push_back(arg.data());
+  return InitDebugLog(static_cast<int>(argv.size()), argv.data());
+}
+
+}  // namespace
+
+TEST(DebugLog, InitNamesTheLogs) {
+  std::string name;
+  std::string conf;
+  ASSERT_EQ(GetProcessName(name), 0);
+  ASSERT_EQ(GetProcessPath(conf), 0);
+  conf += "../conf/";
+  std::filesystem::create_directories(conf);
+  const std::string file = "handle." + std::to_string(getpid());
+  const std::string empty = "empty." + std::to_string(getpid());
+  std::ofstream(conf + file) << "ProcHandle = 3\n";
+  std::ofstream(conf + empty) << "Other = 3\n";
+  const std::string base = vela::InstallRoot() + "var/logs/Develop/" + name;
+  const struct {
+    const char* what;
+    std::vector<std::string> args;
+    std::string log;
+    std::string alarm;
+  } rows[] = {
+      {"no option", {"prog"}, base + "/" + name + ".log", ""},
+      {"the handle of the file",
+       {"prog", "-f", file},
+       base + "_3/" + name + "_3.log",
+       base + "_3/alm_" + name + "_3.log"},
+      {"the first -f counts",
+       {"prog", "x", "-f", file, "-f", empty},
+       base + "_3/" + name + "_3.log",
+       base + "_3/alm_" + name + "_3.log"},
+      {"no key in the file", {"prog", "-f", empty}, base + "_0/" + name + ".log", ""},
+      {"-f is the last argument", {"prog", "x", "-f"}, base + "/" + name + ".log", ""},
+  };
+  for (const auto& row : rows) {
+    std::filesystem::remove_all(vela::InstallRoot() + "var/logs/Develop");
+    ASSERT_EQ(Init(row.args), 0) << row.what;
+    GetDefaultDebugInterface().Print(1, "here");
+    TEAlmTrace("smoke");
+    ASSERT_TRUE(LogProcess::Flush(20'000));
+    EXPECT_TRUE(std::filesystem::exists(row.log)) << row.what << ": " << row.log;
+    const std::string alarm = row.alarm.empty() ? row.log : row.alarm;
+    std::stringstream content;
+    content << std::ifstream(alarm).rdbuf();
+    EXPECT_NE(content.str().find("] smoke\n"), std::string::npos) << row.what;
+    EXPECT_EQ(VelaDebugMgr::Instance()->Execute("flush"), "OK\n") << row.what;
+    FiniDebugLog();
+    EXPECT_EQ(VelaDebugMgr::Instance()->Execute("flush"), "No debug engine.\n") << row.what;
+  }
+  std::filesystem::remove(conf + file);
+  std::filesystem::remove(conf + empty);
+}
+
+TEST(DebugLogDeathTest, ACrashBringsTheHeldBackRecordsIntoTheLog) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const auto crash = [] {
+    Init({"prog"});
+    TETrace("the last thing that was tried");
+    std::abort();
+  };
+  EXPECT_EXIT(crash(), testing::KilledBySignal(SIGABRT), "");
+  std::string name;
+  ASSERT_EQ(GetProcessName(name), 0);
+  std::stringstream content;
+  content << std::ifstream(vela::InstallRoot() + "var/logs/Develop/" + name + "/" + name + ".log").rdbuf();
+  EXPECT_NE(content.str().find("] default the last thing that was tried\n"), std::string::npos)
+      << content.str();
+}
+
+TEST(DebugLog, InitTaskNeedsItsTaskManager) {
+  testkit::LogCapture log;
+  EXPECT_EQ(InitDebugTask(0), -1);
+  EXPECT_EQ(log.Count("assertion failed for '0 != TaskMgrID'.\n"), 1);
+  EXPECT_EQ(log.Count("ASSERT: file util/basicutil/common, line "), 2);
+  EXPECT_EQ(log.Count("assertion failed for '0 != pTaskMgr'.\n"), 1);
+}
+
+TEST(DebugLog, SlotModeIsAskedForUntilItIsFound) {
+  testkit::LogCapture log;
+  TEDebugMgrImpl::Instance()->Excute("setswitch default 1111");
+  EXPECT_EQ(GetSlotMode(), 0);
+  EXPECT_EQ(GetSlotMode(), 0);
+  EXPECT_EQ(
+      log.Count("default Get cfg from MCDB..tbl_usercfg_param failed, use default value. g_SlotMode= 0"), 2);
+}
