@@ -3,18 +3,22 @@
 #include <ace/Thread.h>
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <limits>
 
 #include "platform/asncmd/asn_runtime.h"
 #include "platform/config/frame_util.h"
 #include "platform/debug/vela_debug_mgr.h"
+#include "platform/log/log_capture.h"
 #include "platform/log/log_process.h"
 #include "platform/log/time_formatter.h"
 #include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
+#include "platform/task/vela_app_mgr.h"
 #include "platform/testkit/testkit.h"
 #include "util/basicutil/common_manager.h"
 #include "util/basicutil/env_settings.h"
@@ -133,6 +137,25 @@ TEST(DebugLog, FormattedTextsAreCut) {
   log.Clear();
   GetDefaultDebugInterface().Print(1, std::string(5000, 'x').c_str());
   EXPECT_EQ(log.Records()[0].text.size(), 5008U) << "a text that is not formatted stays whole";
+}
+
+// The common conversions are formatted here, the others by the C library: both must read the same.
+TEST(DebugLog, ConversionsReadAsInPrintf) {
+  testkit::LogCapture log;
+  const auto check = [&log](const char* format, auto... args) {
+    char expected[256];
+    std::snprintf(expected, sizeof(expected), format, args...);
+    log.Clear();
+    TEAlmTrace(format, args...);
+    EXPECT_EQ(log.Records().at(0).text, expected) << format;
+  };
+  check("%d %i %u|%x", INT_MIN, INT_MAX, UINT_MAX, 0xDEADBEEFU);
+  check("%ld %li %lu|%lx", LONG_MIN, LONG_MAX, ULONG_MAX, ULONG_MAX);
+  check("100%% of %s, %s", "x", "");
+  check("%s%c%5d|%-5d|%05.1f|%lld|%p", "mixed", 'c', 42, 42, 2.5, LLONG_MIN, static_cast<void*>(&log));
+  check("%.2s|%hd|%X|%s", "long", 70000, 0xABCU, "after what only the library knows");
+  check("%s", static_cast<const char*>(nullptr));
+  check("%d%ld%d%ld%d%ld%d%ld", 1, 2L, 3, 4L, 5, 6L, 7, 8L);
 }
 
 TEST(DebugLog, AlarmsIgnoreLevelAndSwitches) {
@@ -405,6 +428,22 @@ TEST(DebugLog, InitTaskNeedsItsTaskManager) {
   EXPECT_EQ(log.Count("assertion failed for '0 != TaskMgrID'.\n"), 1);
   EXPECT_EQ(log.Count("ASSERT: file util/basicutil/common, line "), 2);
   EXPECT_EQ(log.Count("assertion failed for '0 != pTaskMgr'.\n"), 1);
+}
+
+TEST(DebugLogThreaded, TheFlushTaskTracesOnEveryInterval) {
+  ::setenv("VELA_TIME_SCALE", "5", 1);  // read with the first interval
+  VelaAppMgr& app = *VelaAppMgr::Instance();
+  ASSERT_NE(app.CreateTaskMgr({}), nullptr);
+  TEDebugMgrImpl::Instance()->Excute("setswitch debug 1111");
+  std::promise<void> twice;
+  std::atomic<int> count = 0;
+  vela::SetLogCapture([&](std::string_view, int level, std::string_view text) {
+    if (level == 3 && text == "debug Flush" && ++count == 2) twice.set_value();
+  });
+  EXPECT_EQ(InitDebugTask(1), 0);
+  EXPECT_EQ(twice.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  app.Stop(10);
+  vela::SetLogCapture({});
 }
 
 TEST(DebugLog, SlotModeIsAskedForUntilItIsFound) {

@@ -2,20 +2,17 @@
 
 #include <ace/Thread.h>
 
-#include <cstdio>
+#include <cstdarg>
 #include <cstring>
 
 #include "platform/log/log_process.h"
 #include "platform/log/time_formatter.h"
 #include "platform/os/clock.h"
 #include "platform/os/os_types.h"
-#include "util/basicutil/assert_report.h"
 
 namespace NSTE_util {
 namespace {
 
-constexpr const char* kUnit = "common";
-constexpr std::size_t kLongestText = 4094;
 constexpr std::size_t kKeptCapacity = 8192;  // a record that held a longer text gives its memory back
 
 constexpr std::array<std::string_view, kDebugLevels> kLevelMarks{"],Fixme,[H", "],Error,[H", "],Info, [H",
@@ -80,24 +77,6 @@ void AppendDumped(std::string& out, std::string_view text) {
 }
 
 }  // namespace
-
-FormattedText::FormattedText(const char* format, std::va_list args) : m_length(0) {
-  m_text[0] = '\0';
-  if (!Check(format != nullptr, kUnit, "NULL != format")) return;
-  const int made = std::vsnprintf(m_text, sizeof(m_text), format, args);
-  if (made < -1) {
-    m_text[0] = '\0';
-    Check(false, kUnit, "nBuf >= 0");
-    return;
-  }
-  // A text of exactly 4095 characters is cut as well: readers of the log know the limit as 4094.
-  if (made >= 0 && made <= static_cast<int>(kLongestText)) {
-    m_length = static_cast<std::size_t>(made);
-    return;
-  }
-  m_text[kLongestText] = '\0';
-  m_length = std::strlen(m_text);
-}
 
 void FilteredLogCache::Append(unsigned level, const std::string& module, std::string_view text) {
   const auto now = vela::Now().time_since_epoch().count();

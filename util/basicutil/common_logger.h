@@ -1,13 +1,13 @@
 #pragma once
 #include <array>
 #include <atomic>
-#include <cstdarg>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 #include "platform/os/mutex.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/common_format.h"
 
 // The loggers behind the debug interfaces, and the store of the records that their switches held back.
 namespace NSTE_util {
@@ -17,19 +17,6 @@ constexpr unsigned kDebugLevels = 4;
 constexpr unsigned DebugLevel(unsigned level) {
   return level < kDebugLevels ? level : kDebugLevels - 1;
 }
-
-// Formats like printf. The result lives as long as this object; a text that does not fit into 4095 characters
-// is cut to 4094.
-class FormattedText {
- public:
-  [[gnu::format(printf, 2, 0)]] FormattedText(const char* format, std::va_list args);
-  const char* Text() const { return m_text; }
-  std::string_view View() const { return {m_text, m_length}; }
-
- private:
-  std::size_t m_length;
-  char m_text[4096];
-};
 
 struct DebugLogRecord {
   std::uint32_t level = 0;

@@ -1,0 +1,123 @@
+// What a trace record costs its caller: held back by its module's switch, and accepted for writing.
+#include <spdlog/async.h>
+#include <spdlog/async_logger.h>
+#include <spdlog/sinks/null_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
+#include <spdlog/spdlog.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdarg>
+#include <mutex>
+
+#include "bench/bench_util.h"
+#include "platform/log/log_process.h"
+#include "platform/os/vela_os.h"
+#include "util/basicutil/common.h"
+#include "util/basicutil/common_manager.h"
+
+namespace {
+
+// 64 characters with the integer's six digits.
+#define RECORD_BEGIN "The request of network element "
+#define RECORD_END " is queued for its worker.."
+constexpr int kFirst = 100'000;
+constexpr std::size_t kQueue = 8192;
+
+[[gnu::format(printf, 1, 2)]] void FloorRecord(const char* format, ...) {
+  struct Slot {
+    std::chrono::system_clock::time_point time;
+    char text[128];
+  };
+  static std::mutex mutex;
+  static std::array<Slot, 128> ring;
+  static std::size_t next = 0;
+  char text[4096];
+  std::va_list args;
+  va_start(args, format);
+  const int length = std::vsnprintf(text, sizeof(text), format, args);
+  va_end(args);
+  const auto now = std::chrono::system_clock::now();
+  const std::lock_guard<std::mutex> lock(mutex);
+  Slot& slot = ring[next++ % ring.size()];
+  slot.time = now;
+  std::memcpy(slot.text, text, std::min(static_cast<std::size_t>(length), sizeof(slot.text)));
+}
+
+bench::Row HeldBack(const bench::Options& options, int threads) {
+  const long operations = options.Operations(400'000 / threads);
+  const auto ring = std::make_shared<spdlog::logger>("ring", std::make_shared<spdlog::sinks::null_sink_mt>());
+  ring->set_level(spdlog::level::warn);
+  ring->enable_backtrace(128);
+  const auto each = [&](auto record) {
+    return [=] {
+      return bench::NanosecondsEach(threads, operations, [record](long count) {
+        for (long i = 0; i < count; ++i) record(static_cast<int>(kFirst + i % kFirst));
+      });
+    };
+  };
+  const std::vector<bench::Sample> samples =
+      bench::Interleaved(options, {each([](int i) { NSTE_util::TETrace(RECORD_BEGIN "%d" RECORD_END, i); }),
+                                   each([ring](int i) { ring->debug(RECORD_BEGIN "{}" RECORD_END, i); }),
+                                   each([](int i) { FloorRecord(RECORD_BEGIN "%d" RECORD_END, i); })});
+  return {"held-back record, " + std::to_string(threads) + " threads, ns", samples[0], samples[1], samples[2],
+          0.9};
+}
+
+// The caller's cost alone: bursts that the queue holds, each written out before the next begins.
+template <class Record, class Drain>
+double CallerCost(int threads, long bursts, const Record& record, const Drain& drain) {
+  const long burst = static_cast<long>(kQueue) / 2 / threads;
+  double sum = 0;
+  for (long i = 0; i < bursts; ++i) {
+    sum += bench::NanosecondsEach(threads, burst, [&record](long count) {
+      for (long n = 0; n < count; ++n) record(static_cast<int>(kFirst + n));
+    });
+    drain();
+  }
+  return sum / static_cast<double>(bursts);
+}
+
+bench::Row Written(const bench::Options& options, int threads) {
+  const long bursts = options.Operations(100);
+  NSTE_util::TEDebugInterface& ours = *NSTE_util::GetDebugInterface("bench");
+  const auto pool = std::make_shared<spdlog::details::thread_pool>(kQueue, 1);
+  const auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+      vela::InstallRoot() + "var/logs/peer.log", 10240 * 1024, 5);
+  const auto peer = std::make_shared<spdlog::async_logger>("peer", sink, pool,
+                                                           spdlog::async_overflow_policy::overrun_oldest);
+  const auto drainPeer = [&] {
+    while (pool->queue_size() != 0) ::usleep(100);
+  };
+  const std::vector<bench::Sample> samples = bench::Interleaved(
+      options, {[&] {
+                  return CallerCost(
+                      threads, bursts, [&ours](int i) { ours.PrintF(2, RECORD_BEGIN "%d" RECORD_END, i); },
+                      [] { LogProcess::Flush(60'000); });
+                },
+                [&] {
+                  return CallerCost(
+                      threads, bursts, [&peer](int i) { peer->info(RECORD_BEGIN "{}" RECORD_END, i); },
+                      drainPeer);
+                },
+                [&] {
+                  return CallerCost(
+                      threads, bursts, [](int i) { FloorRecord(RECORD_BEGIN "%d" RECORD_END, i); }, [] {});
+                }});
+  return {"written record, caller, " + std::to_string(threads) + " threads, ns", samples[0], samples[1],
+          samples[2], 1.1};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bench::Options options = bench::Parse(argc, argv);
+  std::vector<bench::Row> rows;
+  for (const int threads : {1, 4}) rows.push_back(HeldBack(options, threads));
+  LogProcess::InitEnv("trace_bench", 0);
+  NSTE_util::GetDebugInterface("bench");
+  NSTE_util::TEDebugMgrImpl::Instance()->Excute("setswitch bench 1111");
+  for (const int threads : {1, 4}) rows.push_back(Written(options, threads));
+  bench::Print(options, rows);
+  if (LogProcess::DroppedRecords() != 0) std::printf("records were lost: the bursts do not fit the queue\n");
+}
