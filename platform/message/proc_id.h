@@ -17,6 +17,7 @@ class CProcID {
   constexpr std::uint32_t Value() const { return (std::uint32_t{m_handle} << 16) | m_number; }
   constexpr bool IsAnyInstance() const { return m_handle == 0 || m_handle > 10000; }
 
+  // NOLINTNEXTLINE(modernize-use-nullptr): clang-tidy 14 trips over it
   friend constexpr auto operator<=>(const CProcID&, const CProcID&) = default;
 
  private:

@@ -11,6 +11,9 @@ static_assert(std::endian::native == std::endian::little);
 
 namespace {
 
+// What the length field can say.
+constexpr std::size_t kLargestFrame = std::size_t{VELA_MSG_HEADER} + 0xFFFFFFFF - 2;
+
 // Room for the whole record even without payload, so that a reference to it is valid.
 VelaCmdMSG* Allocate(std::size_t size) {
   if (vela::AllocationFails()) return nullptr;
@@ -20,7 +23,7 @@ VelaCmdMSG* Allocate(std::size_t size) {
 }  // namespace
 
 VelaCmdMSG* VelaAllocMsg(std::size_t size) {
-  if (size < VELA_MSG_HEADER) return nullptr;
+  if (size < VELA_MSG_HEADER || size > kLargestFrame) return nullptr;
   VelaCmdMSG* msg = Allocate(size);
   if (msg == nullptr) return nullptr;
   std::memset(msg, 0, VELA_MSG_HEADER);

@@ -56,7 +56,8 @@ static_assert(offsetof(VelaCmdMSG, data) == VELA_MSG_HEADER);
 
 // The platform's sized allocator: `size` bytes (header and payload), the header zeroed and the format mark
 // set; the payload and the length field are the caller's to fill. Null when memory is exhausted or `size` is
-// below the header's. Every frame is released with VelaFreeMsg, which takes null. Safe in any thread.
+// below the header's or beyond what the length field can say. Every frame is released with VelaFreeMsg, which
+// takes null. Safe in any thread.
 VELA_EXPORT VelaCmdMSG* VelaAllocMsg(std::size_t size);
 VELA_EXPORT void VelaFreeMsg(VelaCmdMSG* msg);
 VELA_EXPORT void VelaMsgSetSn(VelaCmdMSG* msg, std::uint32_t sn);
