@@ -2,6 +2,9 @@
 # and pkg-config need.
 include(CMakePackageConfigHelpers)
 
+# The installed headers need it of whoever includes them.
+target_compile_features(vela_platform PUBLIC cxx_std_20)
+
 install(TARGETS vela_platform vela_testkit basic_util EXPORT basic_utilTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS velad velactl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
@@ -29,6 +32,8 @@ write_basic_package_version_file(basic_utilConfigVersion.cmake COMPATIBILITY Sam
 # The way from pkgconfig/ to the prefix: the package works wherever it is put.
 file(RELATIVE_PATH pc_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" pc_prefix "${pc_prefix}")
+list(TRANSFORM ESNACC_INCLUDE_DIRS PREPEND "-isystem " OUTPUT_VARIABLE esnacc_cflags)
+list(JOIN esnacc_cflags " " esnacc_cflags)
 configure_file(cmake/basic_util.pc.in basic_util.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/basic_utilConfig.cmake ${CMAKE_BINARY_DIR}/basic_utilConfigVersion.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/basic_util)
