@@ -33,7 +33,7 @@ bool StartAtFreeHandle() {
 }  // namespace
 
 ClientProcess::~ClientProcess() {
-  if (m_running) VelaAppMgr::Instance()->Stop(1);
+  if (m_running && VelaAppMgr::Instance()->Stop(1)) VelaAppMgr::Destroy();
   NSTE_util::FiniDebugLog();
   LogProcess::Shutdown();
 }

@@ -52,7 +52,7 @@ std::string ProgressBar::Draw() {
   number.insert(0, 4 - std::min<std::size_t>(number.size(), 4), ' ');
   // The last column stays free: some terminals wrap as soon as it is written.
   const std::size_t room = std::max<std::size_t>(m_columns, 2) - 1;
-  const std::size_t bar = std::min(kWidestBar, room / 2);
+  const std::size_t bar = std::min(kWidestBar, room / 3);
   std::string line;
   if (bar >= kNarrowestBar) {
     const std::size_t done = bar * static_cast<std::size_t>(m_percent) / 100;

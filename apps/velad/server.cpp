@@ -110,6 +110,7 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   LogProcess::Info("velad: told to end by signal " + std::to_string(signal));
 
   const bool ended = StopServing(config.stopSeconds);
+  if (ended) VelaAppMgr::Destroy();
   NSTE_util::FiniDebugLog();
   LogProcess::Shutdown();
   // Abandoned handlers still run: nothing that they use may be destroyed.

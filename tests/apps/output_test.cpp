@@ -57,7 +57,7 @@ TEST(ProgressBarTest, PlainLinesForStepsAndTenths) {
 
 TEST(ProgressBarTest, OneLineOnATerminal) {
   ProgressBar bar(32);
-  EXPECT_EQ(bar.Update(50, "checking 深圳"), "[#######........]  50%  checkin");
+  EXPECT_EQ(bar.Update(50, "checking 深圳"), "[#####.....]  50%  checking 深");
   const std::string next = bar.Update(60, "");
   EXPECT_EQ(next.substr(0, 5), "\r\033[K[") << "drawn anew";
   EXPECT_LT(DisplayWidth(next.substr(4)), 32U);
