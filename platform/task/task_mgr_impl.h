@@ -86,7 +86,12 @@ class TaskMgrImpl final : public VelaTaskMgr {
   void Run(Worker& worker);
   // Notes that `work` is done and waits for the next; false when the worker shall end.
   bool NextWork(Worker& worker, Work& work);
+  void TakeWork(Work& work) VELA_REQUIRES(m_lock);
   void FinishHosted(std::shared_ptr<HostedTask> hosted);
+  bool HasWork() const VELA_REQUIRES(m_lock) { return m_firstHosted || !m_requests.empty(); }
+  // Whether the caller shall wake a worker for work that waits. One is woken at a time and wakes the next:
+  // a burst of requests does not cost a wake-up each.
+  bool NeedsWake() VELA_REQUIRES(m_lock);
   bool AllEnded() const VELA_REQUIRES(m_lock);
   bool OnlyBusyLeft() const VELA_REQUIRES(m_lock);
   std::uint32_t Enqueue(Request& request);
@@ -102,6 +107,7 @@ class TaskMgrImpl final : public VelaTaskMgr {
   CondVar m_workerEnded;  // one of m_workers
   bool m_stopping VELA_GUARDED_BY(m_lock) = false;
   unsigned m_idle VELA_GUARDED_BY(m_lock) = 0;
+  bool m_waking VELA_GUARDED_BY(m_lock) = false;  // a worker was woken and has not come yet
   std::deque<Request> m_requests VELA_GUARDED_BY(m_lock);
   std::shared_ptr<HostedTask> m_firstHosted VELA_GUARDED_BY(m_lock);
   HostedTask* m_lastHosted VELA_GUARDED_BY(m_lock) = nullptr;

@@ -112,24 +112,40 @@ void TaskMgrImpl::Run(Worker& worker) {
 
 bool TaskMgrImpl::NextWork(Worker& worker, Work& work) {
   if (work.hosted) FinishHosted(std::move(work.hosted));
-  MutexLock lock(m_lock);
-  if (worker.busy) --m_stats.running;
-  if (std::exchange(work.request.handler, nullptr) != nullptr) ++m_stats.handled;
-  worker.busy = false;
-  while (!m_stopping && m_requests.empty() && !m_firstHosted) {
-    ++m_idle;
-    m_wake.Wait(m_lock);
-    --m_idle;
+  bool wakeNext = false;
+  {
+    MutexLock lock(m_lock);
+    if (worker.busy) --m_stats.running;
+    if (std::exchange(work.request.handler, nullptr) != nullptr) ++m_stats.handled;
+    worker.busy = false;
+    while (!m_stopping && !HasWork()) {
+      ++m_idle;
+      m_wake.Wait(m_lock);
+      --m_idle;
+      m_waking = false;
+    }
+    if (m_stopping) return false;
+    worker.busy = true;
+    ++m_stats.running;
+    TakeWork(work);
+    wakeNext = NeedsWake();
   }
-  if (m_stopping) return false;
-  worker.busy = true;
-  ++m_stats.running;
+  if (wakeNext) m_wake.NotifyOne();
+  return true;
+}
+
+void TaskMgrImpl::TakeWork(Work& work) {
   if (m_firstHosted) {
     work.hosted = TakeHosted();
-    return true;
+    return;
   }
   work.request = std::move(m_requests.front());
   m_requests.pop_front();
+}
+
+bool TaskMgrImpl::NeedsWake() {
+  if (m_waking || m_idle == 0 || !HasWork()) return false;
+  m_waking = true;
   return true;
 }
 
@@ -175,14 +191,16 @@ void TaskMgrImpl::RunHosted(HostedTask& hosted) {
 }
 
 void TaskMgrImpl::Wake(const std::shared_ptr<HostedTask>& hosted) {
+  bool wake = false;
   {
     MutexLock lock(m_lock);
     if (m_stopping) return;
     if (hosted->m_place == HostedTask::Place::running) hosted->m_place = HostedTask::Place::runningAndWoken;
     if (hosted->m_place != HostedTask::Place::idle) return;
     Append(hosted);
+    wake = NeedsWake();
   }
-  m_wake.NotifyOne();
+  if (wake) m_wake.NotifyOne();
 }
 
 std::uint32_t TaskMgrImpl::InsertTask(std::unique_ptr<VelaTask> task, int state) try {
@@ -190,13 +208,15 @@ std::uint32_t TaskMgrImpl::InsertTask(std::unique_ptr<VelaTask> task, int state)
   task->VelaSetTaskState(state);
   const auto hosted = std::make_shared<HostedTask>(std::move(task), *this);
   SetHost(*hosted->task, hosted);
+  bool wake = false;
   {
     MutexLock lock(m_lock);
     if (m_stopping) return VELA_ERR_STOPPING;
     m_hosted.insert(hosted);
     Append(hosted);
+    wake = NeedsWake();
   }
-  m_wake.NotifyOne();
+  if (wake) m_wake.NotifyOne();
   return 0;
 } catch (const std::bad_alloc&) {
   return VELA_ERR_MEMORY;
@@ -223,7 +243,7 @@ std::uint32_t TaskMgrImpl::Post(VelaMsgPtr frame, const TETaskHandlerStru* handl
 }
 
 std::uint32_t TaskMgrImpl::Enqueue(Request& request) {
-  bool idle = false;
+  bool wake = false;
   {
     MutexLock lock(m_lock);
     if (m_stopping) return VELA_ERR_STOPPING;
@@ -236,9 +256,9 @@ std::uint32_t TaskMgrImpl::Enqueue(Request& request) {
     } catch (const std::bad_alloc&) {
       return VELA_ERR_MEMORY;
     }
-    idle = m_idle != 0;
+    wake = NeedsWake();
   }
-  if (idle) m_wake.NotifyOne();
+  if (wake) m_wake.NotifyOne();
   return 0;
 }
 

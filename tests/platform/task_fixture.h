@@ -67,13 +67,18 @@ inline vela::BusOptions Options() {
   return options;
 }
 
+// A frame's header whose fields lie at their natural alignment.
+struct alignas(8) Received : VelaCmdMSG {
+  explicit Received(const VelaCmdMSG& frame) : VelaCmdMSG(frame) {}
+};
+
 // Another process on the bus: sends requests and collects what comes back.
 class Client {
  public:
   Client() : m_bus(vela::MakeInProcessBus(Options())) {
     const auto result = m_bus->Open(kClient, [this](VelaMsgPtr frame) {
       const std::lock_guard lock(m_lock);
-      m_frames.push_back(*frame);
+      m_frames.emplace_back(*frame);
       m_came.notify_all();
     });
     EXPECT_EQ(result, vela::BusResult::ok);
@@ -86,7 +91,7 @@ class Client {
     EXPECT_EQ(m_bus->Send(*testkit::MakeFrame(request)), vela::BusResult::ok);
   }
   // The frames that came since Clear, `count` at least.
-  std::vector<VelaCmdMSG> Await(std::size_t count) {
+  std::vector<Received> Await(std::size_t count) {
     std::unique_lock lock(m_lock);
     m_came.wait(lock, [&] { return m_frames.size() >= count; });
     return m_frames;
@@ -100,7 +105,7 @@ class Client {
   std::unique_ptr<vela::Bus> m_bus;
   std::mutex m_lock;
   std::condition_variable m_came;
-  std::vector<VelaCmdMSG> m_frames;
+  std::vector<Received> m_frames;
 };
 
 // This process as a server with one task manager, and a client. The process ends with the test.

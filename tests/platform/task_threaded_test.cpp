@@ -19,9 +19,9 @@ testkit::Request Plain(std::uint32_t sn = 1) {
 }
 
 // The status of each answer, in order of serial numbers.
-std::vector<std::uint32_t> Statuses(const std::vector<VelaCmdMSG>& frames) {
+std::vector<std::uint32_t> Statuses(const std::vector<Received>& frames) {
   std::map<std::uint32_t, std::uint32_t> bySn;
-  for (const VelaCmdMSG& frame : frames) EXPECT_TRUE(bySn.emplace(+frame.sn, +frame.status).second);
+  for (const Received& frame : frames) EXPECT_TRUE(bySn.emplace(frame.sn, frame.status).second);
   std::vector<std::uint32_t> statuses;
   for (const auto& [sn, status] : bySn) statuses.push_back(status);
   return statuses;
@@ -116,7 +116,7 @@ TEST(TaskThreaded, EveryRequestIsAnsweredOnce) {
       }
       const auto frames = process.client->Await(2);
       ASSERT_EQ(frames.size(), 2u);
-      const VelaCmdMSG& reply = frames[frames[0].sn == 1 ? 0 : 1];
+      const Received& reply = frames[frames[0].sn == 1 ? 0 : 1];
       EXPECT_EQ(reply.status, row.status);
       EXPECT_EQ(reply.kind, VELA_KIND_RESPONSE);
       EXPECT_EQ(reply.cmdCode, row.cmdCode);
