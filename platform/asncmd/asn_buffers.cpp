@@ -10,7 +10,7 @@
 namespace vela {
 
 AsnWriteBuf::~AsnWriteBuf() {
-  constexpr std::size_t worthKeeping = std::size_t{256} << 10;
+  constexpr std::size_t worthKeeping = std::size_t{1} << 20;
   if (m_block.room > Kept().room && m_block.room <= worthKeeping) Kept() = std::move(m_block);
 }
 

@@ -53,7 +53,7 @@ class Walk {
         m_size(bytes.size()),
         m_maxDepth(std::min(limits.maxDepth, AsnLimits::depthCeiling)),
         m_elementsLeft(limits.maxElements) {
-    m_now = {m_size, 0, false, false, false};
+    m_open[0] = {m_size, 0, false, false, false};
   }
 
   AsnVerdict Run() {
@@ -77,6 +77,8 @@ class Walk {
     bool filled;
   };
 
+  Open& Now() { return m_open[m_depth]; }
+
   bool Refuse(const char* reason, std::size_t offset) {
     m_verdict = {reason, offset};
     return false;
@@ -84,21 +86,21 @@ class Walk {
 
   bool Element() {
     const std::size_t start = m_pos;
-    if (start >= m_now.end) return Refuse("an indefinite length without its end-of-contents", start);
+    if (start >= Now().end) return Refuse("an indefinite length without its end-of-contents", start);
     const unsigned char tag = m_begin[m_pos++];
     if (tag == tagEndOfContents) return EndOfContents(start);
     if (m_elementsLeft == 0) return Refuse("too many elements", start);
     --m_elementsLeft;
-    if (m_now.tagged && m_now.filled) return Refuse("a tag wraps more than one element", start);
-    m_now.filled = true;
+    if (Now().tagged && Now().filled) return Refuse("a tag wraps more than one element", start);
+    Now().filled = true;
     if ((tag & numberMask) == numberMask && !LongTag(tag, start)) return false;
-    if (m_pos >= m_now.end) return Refuse("an element is cut before its length", m_pos);
+    if (m_pos >= Now().end) return Refuse("an element is cut before its length", m_pos);
     const unsigned char first = m_begin[m_pos];
     if (first == 0x80) return Indefinite(tag, start);
     std::size_t length = first;
     const std::size_t lengthAt = m_pos++;
     if (first > 0x80 && !LongLength(first, lengthAt, length)) return false;
-    if (length > m_now.end - m_pos) return Refuse("a length does not fit into what encloses it", lengthAt);
+    if (length > Now().end - m_pos) return Refuse("a length does not fit into what encloses it", lengthAt);
     if (tag & constructedBit) {
       if (!MayBeConstructed(tag, start)) return false;
       return Enter(start, m_pos + length, (tag & classMask) != 0, false);
@@ -114,7 +116,7 @@ class Walk {
     unsigned number = 0;
     unsigned char octet;
     do {
-      if (m_pos >= m_now.end) return Refuse("a tag is cut", m_pos);
+      if (m_pos >= Now().end) return Refuse("a tag is cut", m_pos);
       if (++octets > maxTagOctets) return Refuse("a tag of more than 3 octets", start);
       octet = m_begin[m_pos++];
       number = number << 7 | (octet & 0x7F);
@@ -129,7 +131,7 @@ class Walk {
     if (first == 0xFF) return Refuse("the reserved length octet FF", lengthAt);
     const std::size_t octets = first & 0x7F;
     if (octets > maxLengthOctets) return Refuse("more than 4 length octets", lengthAt);
-    if (octets > m_now.end - m_pos) return Refuse("a length is cut", lengthAt);
+    if (octets > Now().end - m_pos) return Refuse("a length is cut", lengthAt);
     length = 0;
     for (std::size_t i = 0; i < octets; ++i) length = length << 8 | m_begin[m_pos++];
     return true;
@@ -147,32 +149,30 @@ class Walk {
     if (!(tag & constructedBit)) return Refuse("an indefinite length of a primitive element", m_pos);
     if (!MayBeConstructed(tag, start)) return false;
     ++m_pos;
-    return Enter(start, m_now.end, (tag & classMask) != 0, true);
+    return Enter(start, Now().end, (tag & classMask) != 0, true);
   }
 
   bool Enter(std::size_t start, std::size_t end, bool tagged, bool indefinite) {
     if (m_depth == m_maxDepth) return Refuse("nested too deeply", start);
-    m_around[m_depth++] = m_now;
-    m_now = {end, start, indefinite, tagged, false};
+    m_open[++m_depth] = {end, start, indefinite, tagged, false};
     return true;
   }
 
   bool Leave() {
-    const Open left = m_now;
-    m_now = m_around[--m_depth];
+    const Open& left = m_open[m_depth--];
     return !left.tagged || left.filled || Refuse("a tag that wraps nothing", left.start);
   }
 
   bool EndOfContents(std::size_t start) {
-    if (!m_now.indefinite) return Refuse("an end-of-contents that ends nothing", start);
-    if (m_pos >= m_now.end || m_begin[m_pos] != 0) return Refuse("a broken end-of-contents", m_pos);
+    if (!Now().indefinite) return Refuse("an end-of-contents that ends nothing", start);
+    if (m_pos >= Now().end || m_begin[m_pos] != 0) return Refuse("a broken end-of-contents", m_pos);
     ++m_pos;
     return Leave();
   }
 
   // Leaves all definite elements that end here; an indefinite one still needs its end-of-contents.
   bool CloseFinished() {
-    while (m_pos == m_now.end && m_depth != 0 && !m_now.indefinite) {
+    while (m_pos == Now().end && m_depth != 0 && !Now().indefinite) {
       if (!Leave()) return false;
     }
     return true;
@@ -219,8 +219,8 @@ class Walk {
   std::size_t m_pos = 0;
   std::uint32_t m_depth = 0;
   AsnVerdict m_verdict;
-  Open m_now;
-  std::array<Open, AsnLimits::depthCeiling> m_around;
+  // In place, never copied: a copy of what was just written in parts would stall.
+  std::array<Open, AsnLimits::depthCeiling + 1> m_open;  // the message itself is at 0
 };
 
 std::uint32_t ReadLimit(const std::string& file, const char* key, std::uint32_t byDefault, std::uint32_t low,
