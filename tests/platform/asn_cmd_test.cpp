@@ -47,10 +47,11 @@ TEST(AsnCmd, FrameNamesSenderReceiverAndClient) {
   const testkit::ProcessAddress self(7, 3, 9);
   testkit::Request request;
   request.clientNo = 77;
-  testkit::CurrentTask task(request);
+  VelaGnlTask task("sender", 6);
+  task.SetCurReqMsg(std::make_unique<TECmdMsg>(testkit::MakeFrame(request)));
   testkit::FrameCapture capture;
   const SNACC::AsnInt payload(5);
-  EXPECT_EQ(CAsnPhyCmd(0x208001, payload, server, 30, 4, 12).Send(task.get()), 0u);
+  EXPECT_EQ(CAsnPhyCmd(0x208001, payload, server, 30, 4, 12).Send(&task), 0u);
   EXPECT_EQ(CAsnPhyCmd(0x208001, payload, server, 30, 4, 12).Send(nullptr), 0u);
 
   const auto frames = capture.Frames();
@@ -67,8 +68,8 @@ TEST(AsnCmd, FrameNamesSenderReceiverAndClient) {
   EXPECT_EQ(sent.subId, 12);
   EXPECT_EQ(sent.module, 4);
   EXPECT_EQ(frames[0].module, 4);
-  EXPECT_EQ(sent.srcTaskId, task.get()->GetTaskId());
-  EXPECT_EQ(sent.attribute, task.get()->GetAttribute());
+  EXPECT_EQ(sent.srcTaskId, task.GetTaskId());
+  EXPECT_EQ(sent.attribute, 6);
   EXPECT_NE(sent.sn, 0u);
   EXPECT_EQ(sent.length, 5u);
   EXPECT_EQ(frames[0].payload, hostile::FromHex("020105"));

@@ -63,6 +63,7 @@ inline std::vector<Row> Rows() {
       {"constructed characters of 1 GiB", "36 06 04 84 3FFFFFFF", "constructed string", 0},
       {"nested constructed octets", "24 08 24 03 0401 41 0401 42", "constructed string", 0},
       {"element across the end of its list", "30 04 0201 07 0204 01020304", "cut before its length", 6},
+      {"value across the end of its sequence", "30 09 30 03 04 04 41 04 02 4142", "does not fit", 5},
       {"explicit tag longer than the message", "A1 7F 0403 414243", "does not fit", 1},
       {"explicit tag that wraps nothing", "A1 00 0403 414243", "wraps nothing", 0},
       {"empty explicit tag before a sibling", "30 07 A1 00 0403 414243", "wraps nothing", 2},
@@ -90,6 +91,7 @@ inline std::vector<Row> Rows() {
       {"tag of 4 octets", "BF 81 80 00 02 05 00", "more than 3 octets", 0},
       {"tag cut", "BF 81", "a tag is cut", 2},
       {"tag longer than needed", "BF 1E 02 05 00", "longer than its number", 0},
+      {"tag with a leading zero", "BF 80 1F 02 05 00", "longer than its number", 0},
       {"universal tag in long form", "3F 10 00", "unknown universal", 0},
       {"primitive sequence", "10 00", "primitive", 0},
       {"set", "31 03 020101", "cannot be", 0},
@@ -111,6 +113,9 @@ inline std::vector<Row> Rows() {
   rows.push_back({"nested characters", FromHex("3680") + Repeat("2480", 2500), "constructed string", 0});
   rows.push_back({"nested sequences", Repeat("3080", 100000), "nested too deeply", 64});
   rows.push_back({"nested choices", Repeat("A280", 100000), "nested too deeply", 64});
+  rows.push_back({"object identifier of 255 bytes", FromHex("0681FF") + Repeat("01", 255), "", 0});
+  rows.push_back(
+      {"object identifier of 256 bytes", FromHex("06820100") + Repeat("01", 256), "outside 1 to 255", 1});
   rows.push_back({"32 levels", Repeat("3080", 32) + Repeat("0000", 32), "", 0});
   rows.push_back({"33 levels", Repeat("3080", 33) + Repeat("0000", 33), "nested too deeply", 64});
   rows.push_back({"200,000 elements", Sequence(Repeat("0500", 199999)), "", 0});
