@@ -9,6 +9,7 @@
 #include <fstream>
 #include <future>
 #include <limits>
+#include <stdexcept>
 
 #include "platform/asncmd/asn_runtime.h"
 #include "platform/config/frame_util.h"
@@ -240,6 +241,7 @@ class Echo : public TEDebugCommand {
   std::string GetName() override { return "Echo"; }
   std::string GetHelp() override { return "repeats\n"; }
   std::string Execute(const std::vector<std::string>& args) override {
+    if (args.size() > 2) throw std::runtime_error("too many words");
     if (args.size() > 1) RemoveDebugCommand(this);
     return args[0] + std::to_string(args.size());
   }
@@ -268,6 +270,7 @@ TEST(DebugMgr, RunsCommands) {
       {"setswitch nobody 1000", "Module not found! nobody"},
       {"flush", "OK\n"},
       {"flushall", "OK\n"},
+      {"echo echo echo", "Excute Error!\n"},
       {"ECHO away", "ECHO2"},
       {"echo", "Invalid Command: echo"},
   };

@@ -1,5 +1,4 @@
 #pragma once
-#include <source_location>
 
 namespace NSTE_util {
 
@@ -9,10 +8,9 @@ void ReportAssert(const char* unit, int line, const char* expression);
 
 // Tells whether the check holds and reports it if not:
 //   if (!Check(task != nullptr, "taskcontext", "0 != pTask")) return false;
-inline bool Check(bool holds, const char* unit, const char* expression,
-                  const std::source_location& where = std::source_location::current()) {
+inline bool Check(bool holds, const char* unit, const char* expression, int line = __builtin_LINE()) {
   if (!holds) [[unlikely]]
-    ReportAssert(unit, static_cast<int>(where.line()), expression);
+    ReportAssert(unit, line, expression);
   return holds;
 }
 

@@ -278,7 +278,12 @@ std::string TEDebugMgrImpl::Excute(std::string commandLine) {
   if (words.empty()) return "Excute Error!\n";
   TEDebugCommand* const command = BeginCommand(words[0]);
   if (command == nullptr) return "Invalid Command: " + words[0];
-  std::string reply = command->Execute(words);
+  std::string reply = "Excute Error!\n";
+  try {
+    reply = command->Execute(words);
+  } catch (const std::exception& error) {
+    m_debugLogger->PrintF(1, "Debug command %s failed: %s", words[0].c_str(), error.what());
+  }
   EndCommand(command);
   return reply;
 }

@@ -40,7 +40,8 @@ class BASIC_UTIL_EXPORT TEDebugMgrImpl {
   // Reads the switch file again. 0; -1 when it cannot be opened or a line has not exactly four switches (the
   // lines before it count).
   int Reload();
-  // Runs one command line, words separated by blanks and tabs, and returns the reply.
+  // Runs one command line, words separated by blanks and tabs, and returns the reply. A command that throws
+  // is answered with "Excute Error!\n".
   std::string Excute(std::string commandLine);
 
   int AddDebugCommand(TEDebugCommand* command);
