@@ -192,7 +192,11 @@ vela::Bus* VelaAppMgrImpl::GetBus() {
 }
 
 int VelaAppMgrImpl::VelaOutSendMsg(VelaCmdMSG* msg, std::uint8_t module) {
-  t_sendError = msg == nullptr ? VELA_ERR_GENERAL : Send(VelaMsgPtr(msg), module);
+  try {
+    t_sendError = msg == nullptr ? VELA_ERR_GENERAL : Send(VelaMsgPtr(msg), module);
+  } catch (const std::exception&) {
+    t_sendError = VELA_ERR_MEMORY;
+  }
   return t_sendError == 0 ? 1 : 0;
 }
 
@@ -236,7 +240,11 @@ std::uint32_t VelaAppMgrImpl::Route(VelaMsgPtr frame, std::uint8_t module) {
 }
 
 void VelaAppMgrImpl::OnBusFrame(VelaMsgPtr frame) {
-  if (frame) Dispatch(std::move(frame), 0);
+  try {
+    if (frame) Dispatch(std::move(frame), 0);
+  } catch (const std::exception&) {  // memory: the bus must go on
+    m_refusedFrames.fetch_add(1, std::memory_order_relaxed);
+  }
 }
 
 std::uint32_t VelaAppMgrImpl::Dispatch(VelaMsgPtr frame, std::uint8_t module) {

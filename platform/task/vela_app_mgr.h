@@ -16,7 +16,7 @@ class VelaTaskMgr;
 struct VelaTaskMgrConfig {
   std::uint8_t id = 1;  // 1 to 255: the module number of frames
   std::string name = "main";
-  unsigned workers = 4;
+  unsigned workers = 4;               // at least 1
   unsigned queueLimit = 1000;         // requests that wait; one more is refused
   std::size_t stackBytes = 2u << 20;  // of a worker thread, at least 1 MiB
 };
@@ -24,7 +24,7 @@ struct VelaTaskMgrConfig {
 struct VelaAppStats {
   std::uint64_t lateAnswers = 0;    // came after their waiter had given up: dropped
   std::uint64_t refusedFrames = 0;  // broke a rule: wrong format, no handler, unknown manager
-  std::uint64_t refusedBytes = 0;   // requests beyond the cap on bytes in flight
+  std::uint64_t refusedBytes = 0;   // requests beyond the cap on bytes in flight, see VelaAppMgr
   std::uint64_t sendErrors = 0;
 };
 
@@ -37,6 +37,10 @@ struct VelaAppStats {
 //   running   | -1         | -> stopping -> stopped       | request: to its task manager; answer: to its task
 //   stopping  | -1         | waits                        | request: answered VELA_ERR_STOPPING
 //   stopped   | -1         | nothing                      | dropped
+//
+// The requests that are queued or being handled hold together at most as many bytes as the key
+// MaxBytesInFlight of etc/conf/vela.cfg says (268435456 without it); what exceeds that is refused with
+// VELA_ERR_OVERLOAD.
 //
 // Thread-safe; Start and Stop belong to the thread that owns the process' life.
 class VELA_EXPORT VelaAppMgr {
