@@ -74,7 +74,7 @@ class VELA_EXPORT VelaGnlTask : public VelaTask {
 
   // Send one ASN.1 command without waiting; `format` is the message format mark (10; others are refused with
   // VELA_ERR_GENERAL). 0 or a code of vela_error.h. NBC: to one process. BC: to every member of the broadcast
-  // group `group`.
+  // group `group` (VELA_CLIENT_GROUP; another number reaches one instance of it).
   std::uint32_t AsnSendNBC(CProcID dst, std::uint8_t module, std::uint32_t cmdCode, const AsnType& msg,
                            int format);
   std::uint32_t AsnSendBC(std::uint16_t group, std::uint8_t module, std::uint32_t cmdCode, const AsnType& msg,
