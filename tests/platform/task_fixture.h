@@ -75,8 +75,8 @@ struct alignas(8) Received : VelaCmdMSG {
 // Another process on the bus: sends requests and collects what comes back.
 class Client {
  public:
-  Client() : m_bus(vela::MakeInProcessBus(Options())) {
-    const auto result = m_bus->Open(kClient, [this](VelaMsgPtr frame) {
+  explicit Client(CProcID address = kClient) : m_bus(vela::MakeInProcessBus(Options())) {
+    const auto result = m_bus->Open(address, [this](VelaMsgPtr frame) {
       const std::lock_guard lock(m_lock);
       m_frames.emplace_back(*frame);
       m_came.notify_all();

@@ -87,6 +87,13 @@ TEST(TaskThreaded, EveryRequestIsAnsweredOnce) {
          return 5ul;
        },
        5, 0},
+      {"its answer cannot be sent", kPlain, "",
+       [](auto* task, auto*) {
+         const testkit::FrameCapture refusing([](const VelaCmdMSG&) { return true; });
+         EXPECT_EQ(Answer(task), VELA_ERR_GENERAL);
+         return 6ul;
+       },
+       6, 0},
       {"bad payload", kDecoded, std::string("\x02\x05\x07", 3), answer, VELA_ERR_DECODE, 1},
       {"empty payload", kDecoded, "", answer, VELA_ERR_DECODE, 1},
       {"unknown command", kUnknown, "", answer, VELA_ERR_NO_HANDLER, 1},
@@ -146,11 +153,11 @@ TEST(TaskThreaded, AnswersWhenMemoryIsExhausted) {
     status.set_value(frame.status);
     return false;
   });
-  TheHook() = [](auto*, auto*) {
-    testkit::OsFaults faults([](vela::OsCall call, const char*) {
+  std::unique_ptr<testkit::OsFaults> faults;
+  TheHook() = [&](auto*, auto*) {
+    faults = std::make_unique<testkit::OsFaults>([](vela::OsCall call, const char*) {
       return vela::OsFault{call == vela::OsCall::allocate ? ENOMEM : 0, -1};
     });
-    EXPECT_EQ(VelaAllocMsg(VELA_MSG_HEADER), nullptr);
     return static_cast<unsigned long>(VELA_ERR_MEMORY);
   };
   process.client->Send(Plain());
@@ -172,8 +179,6 @@ TEST(TaskThreaded, RoutesByCommandThenModuleThenRecord) {
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << +row.route << ' ' << +row.module << ' ' << +row.argument);
     SetTaskMgrForCmd(kPlain, row.route);
-    std::promise<std::thread::id> served;
-    std::promise<void> counted;
     TheHook() = [](auto* task, auto*) { return Answer(task); };
     std::map<std::uint8_t, std::uint64_t> before;
     for (VelaTaskMgr* manager : process.app->TaskMgrs()) before[manager->GetId()] = manager->Stats().handled;
@@ -195,6 +200,14 @@ TEST(TaskThreaded, RoutesByCommandThenModuleThenRecord) {
     }
   }
   SetTaskMgrForCmd(kPlain, 0);
+}
+
+TEST(TaskThreaded, AnyInstanceOfTheOwnNumberIsTheBusChoice) {
+  Process process;
+  Client sibling(CProcID(kServer.Number(), 2));
+  VelaGnlTask task("Task");
+  for (int i = 0; i < 4; ++i) task.AsnSendNBC(CProcID(kServer.Number(), 0), 0, kPlain, AsnInt(1), 10);
+  EXPECT_GE(sibling.Await(1).size(), 1u);
 }
 
 TEST(TaskThreaded, FullQueueAnswersAtOnce) {
@@ -410,7 +423,9 @@ TEST(TaskThreaded, StopAnswersQueuedAndNewRequestsAndEndsWaits) {
   while (process.manager->Stats().queued == 0) std::this_thread::yield();
   auto stopped = std::async(std::launch::async, [&] { return process.app->Stop(100000); });
   process.client->Await(2);  // the wait has ended, the queued one is refused: it is stopping
-  process.client->Send(Plain(4));
+  testkit::Request unknown = Plain(4);
+  unknown.cmdCode = kUnknown;
+  process.client->Send(unknown);
   process.client->Await(3);
   EXPECT_EQ(process.app->CreateTaskMgr({.id = 2}), nullptr);
   EXPECT_EQ(process.app->GetBus(), nullptr);
