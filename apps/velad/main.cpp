@@ -21,7 +21,8 @@ constexpr char kHelp[] =
     "  --help      this text\n"
     "  --version   the version\n"
     "\n"
-    "Prints \"ready\" when it serves, ends with SIGTERM or SIGINT: running requests may take StopSeconds to\n"
+    "Prints \"ready\" when it serves, ends with SIGTERM, SIGINT or SIGHUP: running requests may take "
+    "StopSeconds to\n"
     "end, waiting ones are answered with an error. Exit code 0, or 1 when it could not serve.\n"
     "VELA_ROOT names the installation root; logs are in var/logs/Develop/velad_<ProcHandle>/ below it.\n";
 

@@ -36,6 +36,7 @@ sigset_t EndSignals() {
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGHUP);
   return signals;
 }
 
@@ -89,7 +90,7 @@ void HoldEndSignals() {
 
 int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   if (!apps::StartLog(argv0, name, LogFolder(config, name)))
-    return Fail("the log cannot be opened under " + vela::InstallRoot());
+    return Fail("the log cannot be opened in " + LogProcess::Directory());
   if (!MakeTaskMgrs(config)) return Fail("the worker threads cannot be started");
   VelaAppMgr* app = VelaAppMgr::Instance();
   vela::BusResult result = vela::BusResult::failed;

@@ -50,9 +50,9 @@ TEST(AuditRulesTest, VersionsCompareByNumber) {
     const char* left;
     const char* right;
     bool older;
-  } cases[] = {{"5.9", "5.10", true},  {"5.10", "5.9", false},    {"5", "5.0.0", false},
-               {"5.0.0", "5", false},  {"5", "5.0.1", true},      {"5.01", "5.1", false},
-               {"4.99.99", "5", true}, {"4294967295", "5", false}};
+  } cases[] = {{"5.9", "5.10", true},  {"6.1", "5.9", false},  {"5.10", "5.9", false},
+               {"5", "5.0.0", false},  {"5.0.0", "5", false},  {"5", "5.0.1", true},
+               {"5.01", "5.1", false}, {"4.99.99", "5", true}, {"4294967295", "5", false}};
   for (const auto& c : cases)
     EXPECT_EQ(IsOlder(*ParseVersion(c.left), *ParseVersion(c.right)), c.older) << c.left << ' ' << c.right;
   for (const char* bad : {"", ".", "5.", ".5", "5..1", "V5", "5.1a", "-1", "4294967296", "1.2.3.4.5.6.7"})

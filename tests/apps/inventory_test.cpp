@@ -46,6 +46,7 @@ TEST(CsvTest, RowsAndErrors) {
       {"a\n\xE6\xB7\n", "1[a] ", 2, "cut UTF-8"},
       {"\"\xC0\xAF\"\n", "", 1, "overlong UTF-8 inside quotes"},
       {std::string("a\0b\n", 4), "", 1, "NUL"},
+      {"a\x7F\n", "", 1, "DEL"},
       {"a\rb\n", "", 1, "a carriage return alone ends no line"},
   };
   for (const auto& c : cases) {

@@ -37,6 +37,7 @@ TEST(JsonTest, IsAlwaysValid) {
                {"\n\x1B\x7F", R"("\u000a\u001b\u007f")"},
                {std::string("\0", 1), R"("\u0000")"},
                {"深", "\"深\""},
+               {"\xE0\x80\xAF", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""},  // overlong
                {"a\xFFz", "\"a\xEF\xBF\xBDz\""},
                {"\xED\xA0\x80", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""}};  // a surrogate
   for (const auto& c : cases) EXPECT_EQ(JsonString(c.text), c.json);
