@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <thread>
 
 #include "platform/config/frame_util.h"
 #include "platform/config/vela_config.h"
@@ -153,13 +152,6 @@ TEST(Language, ComesFromTheConfigurationOnce) {
   EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN") << "a language never leads out of the resource folder";
   VELAMsg::setLanguage("");
   EXPECT_EQ(VELAMsg::getLanguage(), "") << "an unset language is not read in again";
-}
-
-TEST(ConfigThreaded, LanguageIsReadOnceByMany) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i)
-    threads.emplace_back([] { EXPECT_EQ(VELAcommon::VELAMsg::getLanguage(), "en_US"); });
-  for (std::thread& thread : threads) thread.join();
 }
 
 }  // namespace

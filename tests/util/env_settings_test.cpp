@@ -216,10 +216,6 @@ TEST(EnvSettings, VersionTextsAreCut) {
     const std::size_t length = flag == 21 ? full.size() : cut ? static_cast<std::size_t>(flag) : 0;
     EXPECT_EQ(version, full.substr(0, length)) << flag;
   }
-  g_NMVer[3] = '\0';
-  std::string version;
-  GetLocalNMVersion(RCB_VERSION_16, version);
-  EXPECT_EQ(version, "Ver");
 }
 
 }  // namespace
