@@ -1,5 +1,7 @@
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 #include "platform/os/vela_os.h"
@@ -93,6 +95,7 @@ void VelaOutputString(const char* text) {
   // One call keeps the text whole among other threads' output.
   for (std::string_view rest = out; !rest.empty();) {
     const ssize_t written = ::write(STDERR_FILENO, rest.data(), rest.size());
+    if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return;
     rest.remove_prefix(static_cast<std::size_t>(written));
   }
