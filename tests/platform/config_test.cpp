@@ -17,6 +17,9 @@ std::string File(const std::string& content) {
 
 TEST(Config, OneLine) {
   const std::string longest(VELA_LINE_TEXT - 1, 'v');
+  const std::string quotes(VELA_LINE_TEXT - 1, '"');
+  std::string escaped;
+  for (const char quote : quotes) escaped += std::string("\\") + quote;
   const std::string skipped = "(skipped)";
   const struct {
     std::string line;
@@ -41,6 +44,7 @@ TEST(Config, OneLine) {
       {"key = \"a\\", "key|\"a\\", "ends within an escape"},
       {"k=" + longest, "k|" + longest, "as long as may be"},
       {longest + "=1", longest + "|1", "as long as may be"},
+      {"k=\"" + escaped + "\"", "k|" + quotes, "as long as may be, every byte escaped"},
       {"# key = value", skipped, "comment line"},
       {"a # key = value", skipped, "the = is in the comment"},
       {"", skipped, "empty line"},

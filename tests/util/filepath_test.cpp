@@ -305,8 +305,9 @@ TEST(Files, ReadingAWholeFile) {
 }
 
 TEST(Files, Matching) {
-  for (const char* file : {"m/a_1/conf/dev1/res/x", "m/a_1/conf/dev22/res/x", "m/a_2/conf/dev1/res/y",
-                           "m/b_1/conf/dev1/res/x", "m/a_/conf/other/res/x", "m/file", "m/aXa", "m/aa"})
+  for (const char* file :
+       {"m/a_1/conf/dev1/res/x", "m/a_1/conf/dev22/res/x", "m/a_2/conf/dev1/res/y", "m/b_1/conf/dev1/res/x",
+        "m/a_/conf/other/res/x", "m/file", "m/aXa", "m/aa", "m/a"})
     Write(Root() + file, "");
   const struct {
     const char* pattern;
