@@ -28,7 +28,7 @@ TEST(DebugLogThreaded, EveryHeldBackRecordIsDumpedOnce) {
       --running;
     });
   }
-  while (running > 0) TEDebugMgrImpl::Instance()->Excute("setswitch default 1100");
+  while (running > 0) TEDebugMgrImpl::Instance()->SetSwitches("default", 0b0011);
   for (std::thread& thread : threads) thread.join();
   std::string dumps;
   for (const testkit::LogRecord& record : log.Records()) {
