@@ -1,4 +1,6 @@
 #pragma once
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <set>
 #include <utility>
@@ -14,6 +16,26 @@ using MissionMap = std::map<ClientMissionID, Value, ClientMissionIDExactLess>;
 template <class Value>
 using MissionMultimap = std::multimap<ClientMissionID, Value, ClientMissionIDExactLess>;
 using MissionSet = std::set<ClientMissionID, ClientMissionIDExactLess>;
+
+// All six fields, for the hashed index of exact keys.
+struct ExactHash {
+  std::size_t operator()(const ClientMissionID& key) const {
+    constexpr std::uint64_t odd = 0x9E3779B97F4A7C15;
+    std::uint64_t hash =
+        (std::uint64_t{key.m_nClientNo} << 32) | static_cast<std::uint32_t>(key.m_nMissionNo);
+    hash = (hash ^ (hash >> 29)) * odd;
+    hash ^= (std::uint64_t{key.m_wProcID} << 48) | (std::uint64_t{key.m_wProcHandle} << 32) |
+            (std::uint64_t{key.m_wDeskNo} << 16) | key.m_wReplyAttr;
+    hash = (hash ^ (hash >> 32)) * odd;
+    return hash ^ (hash >> 29);
+  }
+};
+
+struct ExactEqual {
+  bool operator()(const ClientMissionID& left, const ClientMissionID& right) const {
+    return left == right && left.m_wReplyAttr == right.m_wReplyAttr;
+  }
+};
 
 inline const ClientMissionID& KeyOf(const ClientMissionID& entry) {
   return entry;

@@ -48,18 +48,22 @@ void ProgressMgr::Destroy() {
 }
 
 MissionProgressCtrl* ProgressMgrImpl::FindCtrl(const ClientMissionID& key) {
-  const auto it = FindMission(m_missions, key);
-  return it != m_missions.end() ? &it->second : nullptr;
+  const auto exact = m_missions.find(key);
+  if (exact != m_missions.end()) return &exact->second;
+  const auto it = FindMission(m_order, key);
+  return it != m_order.end() ? it->second : nullptr;
 }
 
 void ProgressMgrImpl::RegisterMission(const ClientMissionID& key, VelaGnlTask* task) {
   const vela::MutexLock lock(m_mutex);
   if (task == nullptr || !m_keyOfTask.emplace(task, key).second) return;
   m_tasksOfKey.emplace(key, task);
-  if (MissionProgressCtrl* known = FindCtrl(key))
+  if (MissionProgressCtrl* known = FindCtrl(key)) {
     *known = MissionProgressCtrl(0);
-  else
-    m_missions.emplace(key, MissionProgressCtrl(0));
+    return;
+  }
+  const auto mission = m_missions.emplace(key, MissionProgressCtrl(0)).first;
+  m_order.emplace(key, &mission->second);
 }
 
 void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
@@ -73,14 +77,16 @@ void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
   if (it != end) m_tasksOfKey.erase(it);
 
   TakeMissions(m_cancelled, key);
-  const auto mission = FindMission(m_missions, key);
-  if (mission != m_missions.end()) m_missions.erase(mission);
+  const auto mission = FindMission(m_order, key);
+  if (mission == m_order.end()) return;
+  m_missions.erase(mission->first);
+  m_order.erase(mission);
 }
 
 void ProgressMgrImpl::UnRegisterMission(const ClientMissionID& key) {
   const vela::MutexLock lock(m_mutex);
   TakeMissions(m_cancelled, key);
-  TakeMissions(m_missions, key);
+  for (const auto& mission : TakeMissions(m_order, key)) m_missions.erase(mission.first);
   for (const auto& entry : TakeMissions(m_tasksOfKey, key)) m_keyOfTask.erase(entry.second);
 }
 
@@ -166,9 +172,9 @@ int ProgressMgrImpl::OverallProgress(const ClientMissionID& key, const MissionPr
 void ProgressMgrImpl::SendAllProgress() {
   VelaTask* task = VelaGetCurrentTask();
   const vela::MutexLock lock(m_mutex);
-  for (const auto& [key, ctrl] : m_missions) {
+  for (const auto& [key, ctrl] : m_order) {
     AsnProgressReportEx report;
-    Fill(report, key.m_nMissionNo, OverallProgress(key, ctrl));
+    Fill(report, key.m_nMissionNo, OverallProgress(key, *ctrl));
     TETrace("VelaTaskTimeInterval for send progress!");
     AsnTrace(report, GetDefaultDebugInterface());
     if (key.m_wProcID == 0)

@@ -1,7 +1,7 @@
 #pragma once
 #include <cstdint>
-#include <deque>
 #include <string>
+#include <vector>
 
 #include "util/basicutil/client_records.h"
 #include "util/basicutil/export.h"
@@ -55,9 +55,16 @@ class BASIC_UTIL_EXPORT MissionProgressCtrl {
   float GetCurWeight() const;  // share of the mission that one percent of the current span is worth
 
  private:
+  // Share of one percent, and the last report. The innermost span lies in the object itself: most missions
+  // have no other, and then one is found in one step and costs no allocation.
+  struct Span {
+    float weight = 1.0F;
+    float base = 0.0F;
+  };
+
   float m_fProgress;
-  std::deque<float> m_weights;
-  std::deque<float> m_bases;  // the last report in each span
+  Span m_current;
+  std::vector<Span> m_outer;
 };
 
 // The missions of this process: their progress, whether they are cancelled, and the reports to their clients.

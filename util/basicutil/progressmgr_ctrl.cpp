@@ -8,8 +8,7 @@ namespace NSTE_util {
 TaskProgressInfo::TaskProgressInfo(const std::string& text) : m_strThird(text) {}
 TaskProgressInfo::TaskProgressInfo(const char* text) : m_strThird(text != nullptr ? text : "") {}
 
-MissionProgressCtrl::MissionProgressCtrl(int progress)
-    : m_fProgress(static_cast<float>(progress)), m_weights{1.0F}, m_bases{0.0F} {}
+MissionProgressCtrl::MissionProgressCtrl(int progress) : m_fProgress(static_cast<float>(progress)) {}
 
 // The open interval holds exactly what cuts to 0..100; NaN is outside.
 bool MissionProgressCtrl::IsSpan(float span) {
@@ -18,24 +17,23 @@ bool MissionProgressCtrl::IsSpan(float span) {
 
 void MissionProgressCtrl::SetProgressSpan(float span) {
   if (!IsSpan(span)) return;
-  m_weights.push_back(span / 100.0F * m_weights.back());
-  m_bases.back() = std::min(m_bases.back() + span, 100.0F);
-  m_bases.push_back(0.0F);
+  m_outer.push_back({m_current.weight, std::min(m_current.base + span, 100.0F)});
+  m_current = {span / 100.0F * m_current.weight, 0.0F};
 }
 
 void MissionProgressCtrl::UpdateProgress(int progress) {
   const auto reported = static_cast<float>(progress);
-  if (progress > 100 || reported < m_bases.back()) return;
-  m_fProgress += (reported - m_bases.back()) * m_weights.back();
+  if (progress > 100 || reported < m_current.base) return;
+  m_fProgress += (reported - m_current.base) * m_current.weight;
   if (std::fabs(m_fProgress - 100.0F) < 0.001F || m_fProgress >= 101.0F) m_fProgress = 100.0F;
-  m_bases.back() = reported;
+  m_current.base = reported;
 }
 
 void MissionProgressCtrl::RestoreProgressSpan() {
-  if (m_weights.size() < 2 || m_bases.size() < 2) return;
+  if (m_outer.empty()) return;
   UpdateProgress(100);
-  m_bases.pop_back();
-  m_weights.pop_back();
+  m_current = m_outer.back();
+  m_outer.pop_back();
 }
 
 int MissionProgressCtrl::GetCurProgress() const {
@@ -43,7 +41,7 @@ int MissionProgressCtrl::GetCurProgress() const {
 }
 
 float MissionProgressCtrl::GetCurWeight() const {
-  return m_weights.back();
+  return m_current.weight;
 }
 
 }  // namespace NSTE_util

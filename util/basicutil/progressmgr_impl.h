@@ -1,4 +1,5 @@
 #pragma once
+#include <memory_resource>
 #include <set>
 #include <unordered_map>
 
@@ -10,6 +11,8 @@ namespace NSTE_util {
 
 class ProgressMgrImpl : public ProgressMgr {
  public:
+  ProgressMgrImpl() { m_missions.max_load_factor(0.5F); }
+
   void RegisterMission(const ClientMissionID& key, VelaGnlTask* task) override;
   bool IsCanceled(const ClientMissionID& key) override;
   bool IsTaskCanceled(VelaGnlTask* task) override;
@@ -42,7 +45,13 @@ class ProgressMgrImpl : public ProgressMgr {
   int OverallProgress(const ClientMissionID& key, const MissionProgressCtrl& ctrl) VELA_REQUIRES(m_mutex);
 
   vela::Mutex m_mutex;
-  MissionMap<MissionProgressCtrl> m_missions VELA_GUARDED_BY(m_mutex);
+  // The missions by exact key, and in key order for rounds and wildcards: with thousands of them a walk down
+  // the tree would cost as much as the report.
+  // The pool keeps them side by side, whatever else was allocated in between.
+  std::pmr::unsynchronized_pool_resource m_pool VELA_GUARDED_BY(m_mutex);
+  std::pmr::unordered_map<ClientMissionID, MissionProgressCtrl, ExactHash, ExactEqual> m_missions
+      VELA_GUARDED_BY(m_mutex){&m_pool};
+  MissionMap<MissionProgressCtrl*> m_order VELA_GUARDED_BY(m_mutex);
   MissionSet m_cancelled VELA_GUARDED_BY(m_mutex);
   std::set<std::int32_t> m_missionNumbers VELA_GUARDED_BY(m_mutex);
   // The entries (mission key, task), by task and by key.
