@@ -27,7 +27,9 @@ fail() {
   exit 1
 }
 
-cp -r "$home/install/." "$root/" || fail "no installation root"
+cp -r "$home/install/." "$root/" && mkdir "$root/bin" && cp "$bin/velad" "$bin/velactl" "$root/bin/" ||
+  fail "no installation root"
+bin=$root/bin
 # Slow enough to watch.
 sed 's/^AuditRecordMicroseconds.*/AuditRecordMicroseconds = 700/' "$root/conf/velad.cfg" >"$root/conf/demo.cfg"
 inventory=$root/share/inventory/inventory.csv

@@ -10,6 +10,7 @@
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task.h"
 #include "platform/testkit/testkit.h"
+#include "util/basicutil/asynprogressmgr.h"
 #include "util/basicutil/client_records.h"
 #include "util/basicutil/progressmgr.h"
 
@@ -142,6 +143,30 @@ TEST_F(TaskContext, ReachesTheProgressManagerOnceItHasAMission) {
   EXPECT_FALSE(mgr.GetProgress(key, progress, weight)) << "the mission ends with its context";
   EXPECT_FALSE(mgr.IsCanceled(key));
   EXPECT_FALSE(mgr.IsMissionNumberEntered(5));
+}
+
+TEST_F(TaskContext, LeavesAMissionThatRunsOnElsewhere) {
+  AsynProgRegProxy mission;
+  {
+    TETaskContext context(m_task.get());
+    context.SetMissionID(12, false);
+    ASSERT_TRUE(mission.Register({{CProcID(60, 1), 1.0F}}, 12, 100.0F));
+  }
+  ProgressMgr* const progress = ProgressMgr::Instance();
+  const ClientMissionID key = MakeMissionKey(m_task.get()->GetCurReqMsg(), 12);
+  int percent = 0;
+  float weight = 0;
+  EXPECT_TRUE(progress->GetProgress(key, percent, weight));
+  {
+    TETaskContext next(m_task.get());  // the task's own entry is gone: its next mission is taken
+    next.SetMissionID(13, false);
+    next.SendProgress(40);
+    EXPECT_TRUE(progress->GetProgress(MakeMissionKey(m_task.get()->GetCurReqMsg(), 13), percent, weight));
+    EXPECT_EQ(percent, 40);
+  }
+  EXPECT_TRUE(AsynProgressMgr::Instance()->UnRegister(mission.GetMissionID()));
+  progress->UnRegisterMission(key);
+  EXPECT_FALSE(progress->GetProgress(key, percent, weight));
 }
 
 TEST_F(TaskContext, IsCanceledWhileTheProcessShutsDown) {

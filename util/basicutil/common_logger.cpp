@@ -3,7 +3,6 @@
 #include <ace/Thread.h>
 
 #include <cstdarg>
-#include <cstring>
 
 #include "platform/log/log_process.h"
 #include "platform/log/time_formatter.h"
@@ -54,15 +53,13 @@ bool PlatformWrites(unsigned level) {
 
 // "module text" on the stack when it is short enough, which it nearly always is.
 void WriteLine(unsigned level, const std::string& module, std::string_view text) {
-  char buffer[4096 + 128];
+  std::array<char, 4096 + 128> buffer;
   const std::size_t length = module.size() + 1 + text.size();
-  if (length > sizeof(buffer)) {
-    return HandOver(level, std::string(module).append(1, ' ').append(text));
-  }
-  std::memcpy(buffer, module.data(), module.size());
-  buffer[module.size()] = ' ';
-  std::memcpy(buffer + module.size() + 1, text.data(), text.size());
-  HandOver(level, {buffer, length});
+  if (length > buffer.size()) return HandOver(level, std::string(module).append(1, ' ').append(text));
+  char* const behind = std::copy(module.begin(), module.end(), buffer.data());
+  *behind = ' ';
+  std::copy(text.begin(), text.end(), behind + 1);
+  HandOver(level, {buffer.data(), length});
 }
 
 // A record's text in a dump. Its own lines must not look like records or like the dump's end: where they

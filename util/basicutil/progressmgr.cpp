@@ -66,18 +66,28 @@ void ProgressMgrImpl::RegisterMission(const ClientMissionID& key, VelaGnlTask* t
   m_order.emplace(key, &mission->second);
 }
 
-void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
-  const vela::MutexLock lock(m_mutex);
+std::optional<ClientMissionID> ProgressMgrImpl::TakeTask(VelaGnlTask* task) {
   const auto entry = m_keyOfTask.find(task);
-  if (entry == m_keyOfTask.end()) return;
+  if (entry == m_keyOfTask.end()) return std::nullopt;
   const ClientMissionID key = entry->second;
   m_keyOfTask.erase(entry);
   auto [it, end] = m_tasksOfKey.equal_range(key);
   while (it != end && it->second != task) ++it;
   if (it != end) m_tasksOfKey.erase(it);
+  return key;
+}
 
-  TakeMissions(m_cancelled, key);
-  const auto mission = FindMission(m_order, key);
+void ProgressMgrImpl::ForgetTask(VelaGnlTask* task) {
+  const vela::MutexLock lock(m_mutex);
+  TakeTask(task);
+}
+
+void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
+  const vela::MutexLock lock(m_mutex);
+  const std::optional<ClientMissionID> key = TakeTask(task);
+  if (!key) return;
+  TakeMissions(m_cancelled, *key);
+  const auto mission = FindMission(m_order, *key);
   if (mission == m_order.end()) return;
   m_missions.erase(mission->first);
   m_order.erase(mission);

@@ -1,5 +1,6 @@
 #pragma once
 #include <memory_resource>
+#include <optional>
 #include <set>
 #include <unordered_map>
 
@@ -37,8 +38,12 @@ class ProgressMgrImpl : public ProgressMgr {
   // Cancels only a mission that is registered, in one step: an abort that comes too late leaves nothing
   // behind.
   bool CancelKnownMission(const ClientMissionID& key);
+  // Drops the task's entry and keeps its mission, which runs on without it.
+  void ForgetTask(VelaGnlTask* task);
 
  private:
+  // The task's entry, removed.
+  std::optional<ClientMissionID> TakeTask(VelaGnlTask* task) VELA_REQUIRES(m_mutex);
   MissionProgressCtrl* FindCtrl(const ClientMissionID& key) VELA_REQUIRES(m_mutex);
   bool Report(VelaGnlTask* task, const ClientMissionID& key, int progress, const TaskProgressInfo& info)
       VELA_REQUIRES(m_mutex);

@@ -8,8 +8,9 @@
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/assert_report.h"
+#include "util/basicutil/asynprogressmgr.h"
 #include "util/basicutil/client_records.h"
-#include "util/basicutil/progressmgr.h"
+#include "util/basicutil/progressmgr_impl.h"
 
 namespace NSTE_util {
 
@@ -102,7 +103,11 @@ TETaskContext::~TETaskContext() {
   if (!Leave()) return;
   ProgressMgr* progress = m_pImpl->Progress();
   if (progress == nullptr) return;
-  progress->UnRegisterTask(m_pImpl->m_pTask);
+  AsynProgressMgr* asyn = AsynProgressMgr::Instance();
+  if (asyn != nullptr && asyn->IsClientMissionRegistered(m_pImpl->m_missionKey, true))
+    static_cast<ProgressMgrImpl*>(progress)->ForgetTask(m_pImpl->m_pTask);
+  else
+    progress->UnRegisterTask(m_pImpl->m_pTask);
   for (const std::int32_t number : m_pImpl->m_enteredNumbers) progress->RemoveMissionNumber(number);
 }
 

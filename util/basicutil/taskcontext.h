@@ -36,7 +36,9 @@ class BASIC_UTIL_EXPORT DefaultResultFilter : public TEResultFilter {
 // Used by its own task only; not locked.
 //
 // When the context that GetTaskContext() found ends, the mission that it set is unregistered from the
-// progress manager, so that neither a dead task nor reports of an ended mission stay behind.
+// progress manager, so that neither a dead task nor reports of an ended mission stay behind. A mission that
+// runs on in other processes (asynprogressmgr.h) stays registered, and reported, until
+// ProgressMgr::UnRegisterMission: whoever unregisters the asynchronous mission calls it.
 class BASIC_UTIL_EXPORT TETaskContext {
  public:
   explicit TETaskContext(VelaGnlTask* pTask);
