@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
-#include "platform/os/vela_os.h"
+#include "tests/files.h"
 #include "tests/platform/hostile_rows.h"
 
 namespace {
@@ -56,8 +54,7 @@ TEST(AsnChecker, LimitsAreInclusive) {
 }
 
 TEST(AsnChecker, ConfiguredLimitsAreClamped) {
-  std::ofstream(vela::InstallRoot() + "etc/conf/vela.cfg")
-      << "AsnMaxBytes = 2000\nAsnMaxDepth = 1000\nAsnMaxElements = -1\n";
+  files::Write("etc/conf/vela.cfg", "AsnMaxBytes = 2000\nAsnMaxDepth = 1000\nAsnMaxElements = -1\n");
   const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
   EXPECT_EQ(limits.maxBytes, 2000u);
   EXPECT_EQ(limits.maxDepth, vela::AsnLimits::depthCeiling);

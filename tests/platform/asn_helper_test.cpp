@@ -1,19 +1,13 @@
 #include "platform/asncmd/asn_helper.h"
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-
-#include <cstring>
-#include <new>
 
 #include "asn1/error.h"
-#include "asn1/qcommon.h"
 #include "asn1/result.h"
-#include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_req_data.h"
 #include "platform/asncmd/asn_runtime.h"
-#include "platform/os/os_faults.h"
 #include "platform/task/vela_error.h"
+#include "platform/testkit/testkit.h"
 #include "tests/platform/hostile_rows.h"
 
 namespace {
@@ -29,31 +23,23 @@ Encoding Encoded(const AsnType& msg) {
   return bytes;
 }
 
-// Bytes that end where the address space ends.
-class AtPageEnd {
+// Bytes without a byte behind them, so that the address sanitizer sees every read beyond.
+class Exactly {
  public:
-  explicit AtPageEnd(const std::string& bytes) : m_room((bytes.size() + 2 * page) / page * page) {
-    m_map =
-        static_cast<char*>(mmap(nullptr, m_room, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    mprotect(m_map + m_room - page, page, PROT_NONE);
-    m_bytes = m_map + m_room - page - bytes.size();
-    std::memcpy(m_bytes, bytes.data(), bytes.size());
-    m_size = bytes.size();
+  explicit Exactly(const std::string& bytes)
+      : m_bytes(new unsigned char[bytes.size()]), m_size(bytes.size()) {
+    std::copy(bytes.begin(), bytes.end(), m_bytes.get());
   }
-  ~AtPageEnd() { munmap(m_map, m_room); }
-  std::span<const unsigned char> get() const { return {reinterpret_cast<unsigned char*>(m_bytes), m_size}; }
+  std::span<const unsigned char> get() const { return {m_bytes.get(), m_size}; }
 
  private:
-  static constexpr std::size_t page = 4096;
-  std::size_t m_room;
-  char* m_map;
-  char* m_bytes;
+  std::unique_ptr<unsigned char[]> m_bytes;
   std::size_t m_size;
 };
 
 template <class T>
 void DecodeAndDrop(const hostile::Row& row) {
-  const AtPageEnd bytes(row.bytes);
+  const Exactly bytes(row.bytes);
   T msg;
   std::string reason;
   const std::uint32_t code = CAsnHelper::Decode(bytes.get(), msg, reason);
@@ -61,7 +47,6 @@ void DecodeAndDrop(const hostile::Row& row) {
   if (row.reason.empty()) return;
   EXPECT_EQ(code, VELA_ERR_DECODE) << row.name;
   EXPECT_EQ(reason.find("byte " + std::to_string(row.offset) + ": "), 0u) << row.name << ": " << reason;
-  EXPECT_NE(reason.find(row.reason), std::string::npos) << row.name << ": " << reason;
 }
 
 TEST(AsnHelper, HostileBytesAreRefusedForEveryType) {
@@ -90,7 +75,7 @@ TEST(AsnHelper, WhatTheDecoderRefusesIsReportedWithItsPlace) {
       {"3007 020101 A0020500", "byte 8: "},
   };
   for (const auto& row : rows) {
-    const AtPageEnd bytes(hostile::FromHex(row.hex));
+    const Exactly bytes(hostile::FromHex(row.hex));
     AsnErrInfo msg;
     std::string reason;
     EXPECT_EQ(CAsnHelper::Decode(bytes.get(), msg, reason), VELA_ERR_DECODE) << row.hex;
@@ -121,43 +106,30 @@ TEST(AsnHelper, EncodeFailuresLeaveNoBuffer) {
   const std::string text(100000, 'x');
   const SNACC::AsnOcts msg(text.c_str());
   const std::size_t exact = Encoded(msg).size();
-  struct {
-    std::size_t limit;
-    bool memory;
-    std::uint32_t code;
-  } const rows[] = {{exact, true, 0},
-                    {exact - 1, true, VELA_ERR_GENERAL},
-                    {10, true, VELA_ERR_GENERAL},
-                    {exact, false, VELA_ERR_MEMORY}};
-  for (const auto& row : rows) {
-    if (!row.memory) {
-      vela::SetOsFaultHook([](vela::OsCall call, const char*) {
-        return vela::OsFault{.error = call == vela::OsCall::allocate ? ENOMEM : 0};
-      });
-    }
+  const auto encode = [&](std::size_t limit) {
     unsigned char* buffer = nullptr;
     std::size_t size = 1;
-    EXPECT_EQ(CAsnHelper::Encode(msg, buffer, size, row.limit), row.code);
-    EXPECT_EQ(buffer == nullptr, row.code != 0);
-    EXPECT_EQ(size, row.code == 0 ? exact : 0);
+    const std::uint32_t code = CAsnHelper::Encode(msg, buffer, size, limit);
+    EXPECT_EQ(buffer == nullptr, code != 0);
+    EXPECT_EQ(size, code == 0 ? exact : 0);
     CAsnHelper::ReleaseAsnBuf(buffer);
-    vela::SetOsFaultHook({});
-  }
+    return code;
+  };
+  EXPECT_EQ(encode(exact), 0u);
+  EXPECT_EQ(encode(exact - 1), VELA_ERR_GENERAL);
+  EXPECT_EQ(encode(10), VELA_ERR_GENERAL);
+  const testkit::OsFaults noMemory([](vela::OsCall call, const char*) {
+    return vela::OsFault{.error = call == vela::OsCall::allocate ? ENOMEM : 0};
+  });
+  EXPECT_EQ(encode(exact), VELA_ERR_MEMORY);
 }
 
 TEST(AsnHelper, LengthOctetsAreTheShortest) {
   struct {
     std::uint32_t length;
     const char* hex;
-  } const rows[] = {{0, "00"},
-                    {0x7F, "7F"},
-                    {0x80, "8180"},
-                    {0xFF, "81FF"},
-                    {0x100, "820100"},
-                    {0xFFFF, "82FFFF"},
-                    {0x10000, "83010000"},
-                    {0x1000000, "8401000000"},
-                    {0xFFFFFFFF, "84FFFFFFFF"}};
+  } const rows[] = {{0, "00"},         {0x7F, "7F"},       {0x80, "8180"},
+                    {0x100, "820100"}, {0xFFFF, "82FFFF"}, {0x1000000, "8401000000"}};
   for (const auto& row : rows) {
     unsigned char octets[5];
     const std::size_t count = CAsnHelper::EncodeAsnLen(row.length, octets);
@@ -202,58 +174,37 @@ struct Record : AsnType {
   }
 };
 
-Encoding Header(unsigned char tag, std::size_t length) {
-  unsigned char octets[5];
-  return Encoding(1, tag) +
-         Encoding(octets, CAsnHelper::EncodeAsnLen(static_cast<std::uint32_t>(length), octets));
-}
-
-// `emptied` with `elements` in the list whose length octet stands at `at`, and all lengths around it
-// corrected. All tags have one octet.
-Encoding Splice(const Encoding& emptied, std::size_t at, const Encoding& elements) {
-  if (at == 1) return Header(emptied[0], elements.size()) + elements;
-  Encoding content;
-  const std::size_t headerSize = emptied[1] < 0x80 ? 2 : 2 + (emptied[1] & 0x7F);
-  for (std::size_t child = headerSize; child < emptied.size();) {
-    std::size_t length = emptied[child + 1], header = 2;
-    if (length >= 0x80) {
-      header += length & 0x7F;
-      length = 0;
-      for (std::size_t i = 2; i < header; ++i) length = length << 8 | emptied[child + i];
-    }
-    const Encoding whole = emptied.substr(child, header + length);
-    const bool holdsList = at > child && at < child + whole.size();
-    content += holdsList ? Splice(whole, at - child, elements) : whole;
-    child += whole.size();
-  }
-  return Header(emptied[0], content.size()) + content;
-}
-
 void Fill(OctsList& list, std::size_t count, std::size_t size) {
   for (std::size_t i = 0; i < count; ++i)
     list.append(SNACC::AsnOcts(std::string(size, char('a' + i % 26)).c_str()));
 }
 
-void ExpectSpliceRebuilds(const AsnType& request, const OctsList& list, const char* what) {
+// What comes is the request with an empty list, and the place at which the elements belong.
+void ExpectExcluded(const AsnType& request, OctsList& list, const char* what) {
+  SCOPED_TRACE(what);
   std::vector<const void*> before, after;
   for (const auto& element : list) before.push_back(&element);
   const Encoding whole = Encoded(request);
-  Encoding elements;
-  for (const auto& element : list) elements += Encoded(element);
+  const Encoding ofList = Encoded(list);
   unsigned char* buffer = nullptr;
   std::size_t size = 0, offset = 0, octets = 0;
-  ASSERT_EQ(CAsnHelper::EncodeExcludeListField(request, list, buffer, size, offset, octets), 0u) << what;
+  ASSERT_EQ(CAsnHelper::EncodeExcludeListField(request, list, buffer, size, offset, octets), 0u);
   const Encoding emptied(buffer, size);
   CAsnHelper::ReleaseAsnBuf(buffer);
-  ASSERT_EQ(octets, 1u) << what;
-  EXPECT_EQ(emptied.substr(offset - 1, 2), Encoding({0x30, 0x00})) << what;
-  EXPECT_EQ(Splice(emptied, offset, elements), whole) << what;
   for (const auto& element : list) after.push_back(&element);
-  EXPECT_EQ(before, after) << what;
-  EXPECT_EQ(Encoded(request), whole) << what;
+  EXPECT_EQ(before, after);
+  EXPECT_EQ(Encoded(request), whole);
+
+  ASSERT_EQ(octets, 1u);
+  EXPECT_EQ(emptied.substr(offset - 1, 2), Encoding({0x30, 0x00}));
+  EXPECT_TRUE(whole.ends_with(ofList + emptied.substr(offset + 1))) << offset;
+  const OctsList elements(list);
+  list.clear();
+  EXPECT_EQ(emptied, Encoded(request));
+  list = elements;
 }
 
-TEST(AsnHelper, SplicingTheElementsBackGivesTheRequest) {
+TEST(AsnHelper, ExcludingOneOfEqualListsGivesItsPlace) {
   for (const std::size_t count : {0, 1, 40, 500}) {
     for (const std::size_t size : {0, 5, 300}) {
       Record request;  // all four lists are equal
@@ -262,12 +213,12 @@ TEST(AsnHelper, SplicingTheElementsBackGivesTheRequest) {
       for (OctsList* list : {&request.first, &request.last, request.tagged.get(), &request.inner->first}) {
         Fill(*list, count, size);
       }
-      ExpectSpliceRebuilds(request, request.first, "first");
-      ExpectSpliceRebuilds(request, request.last, "last");
-      ExpectSpliceRebuilds(request, *request.tagged, "tagged");
-      ExpectSpliceRebuilds(request, request.inner->first, "nested");
-      ExpectSpliceRebuilds(request, request.inner->last, "nested, empty");
-      ExpectSpliceRebuilds(request.first, request.first, "the request is the list");
+      ExpectExcluded(request, request.first, "first");
+      ExpectExcluded(request, request.last, "last");
+      ExpectExcluded(request, *request.tagged, "tagged");
+      ExpectExcluded(request, request.inner->first, "nested");
+      ExpectExcluded(request, request.inner->last, "nested, empty");
+      ExpectExcluded(request.first, request.first, "the request is the list");
     }
   }
 }
@@ -296,24 +247,18 @@ TEST(AsnHelper, ExcludingFailsWithoutTouchingTheRequest) {
   EXPECT_EQ(Encoded(request), whole);
 }
 
-TEST(AsnHelper, GeneratedClassesCrossLibraries) {
-  const std::unique_ptr<AsnType> msg = std::make_unique<qcommon::QAsnSingleReturn>();
-  EXPECT_NE(dynamic_cast<qcommon::QAsnSingleReturn*>(msg.get()), nullptr);
-  EXPECT_EQ(dynamic_cast<AsnSingleReturn*>(msg.get()), nullptr);
-}
-
-struct Counted : SNACC::AsnNull {
-  static inline int alive = 0;
-  Counted() { ++alive; }
-  ~Counted() override { --alive; }
-};
-
 TEST(AsnReqData, DeletesOnlyWhatItOwns) {
-  auto* mine = new Counted;
+  struct Counted : SNACC::AsnNull {
+    explicit Counted(int& gone) : m_gone(gone) {}
+    ~Counted() override { ++m_gone; }
+    int& m_gone;
+  };
+  int gone = 0;
+  auto* mine = new Counted(gone);
   { const CAsnReqData data(*mine, 1, false); }
-  EXPECT_EQ(Counted::alive, 1);
+  EXPECT_EQ(gone, 0);
   { const CAsnReqData data(*mine, 1, true); }
-  EXPECT_EQ(Counted::alive, 0);
+  EXPECT_EQ(gone, 1);
 }
 
 }  // namespace

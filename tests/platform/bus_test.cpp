@@ -6,15 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <map>
 
-#include "platform/os/mutex.h"
 #include "platform/os/vela_os.h"
+#include "platform/testkit/testkit.h"
+#include "tests/platform/bus_member.h"
 
 using vela::BusOptions;
 using vela::BusResult;
@@ -25,54 +24,18 @@ namespace {
 using MakeBus = std::unique_ptr<vela::Bus> (*)(const BusOptions&);
 
 VelaMsgPtr MakeFrame(CProcID dst, std::uint32_t sn, const std::string& payload = "") {
-  VelaMsgPtr frame(VelaAllocMsg(VELA_MSG_HEADER + payload.size()));
+  VelaMsgPtr frame = testkit::MakeFrame({.sn = sn, .payload = payload});
   frame->dstProcId = dst.Number();
   frame->dstHandle = dst.Handle();
-  frame->sn = sn;
-  frame->length = static_cast<std::uint32_t>(payload.size()) + 2;
-  std::memcpy(frame->data, payload.data(), payload.size());
   return frame;
 }
 
-// A door that a receiver can be kept behind.
-class Gate {
- public:
-  void Open() {
-    {
-      const vela::MutexLock lock(m_mutex);
-      m_open = true;
-    }
-    m_changed.NotifyAll();
-  }
-  void Pass() {
-    const vela::MutexLock lock(m_mutex);
-    while (!m_open) m_changed.Wait(m_mutex);
-  }
+struct Member : BusMember {
+  Member(MakeBus make, const BusOptions& options, CProcID self, std::latch* gate = nullptr)
+      : BusMember(make(options), self, gate) {}
 
- private:
-  vela::Mutex m_mutex;
-  vela::CondVar m_changed;
-  bool m_open VELA_GUARDED_BY(m_mutex) = false;
-};
-
-// A process on the bus that keeps what it receives.
-class Member {
- public:
-  Member(MakeBus make, const BusOptions& options, CProcID self, Gate* gate = nullptr) : m_bus(make(options)) {
-    result = m_bus->Open(self, [this, gate](VelaMsgPtr frame) {
-      if (gate != nullptr) gate->Pass();
-      {
-        const vela::MutexLock lock(m_mutex);
-        m_frames.push_back(std::move(frame));
-      }
-      m_arrived.NotifyAll();
-    });
-  }
-  ~Member() { m_bus->Close(); }
-
-  vela::Bus* operator->() { return m_bus.get(); }
   BusResult Send(CProcID dst, std::uint32_t sn, const std::string& payload = "") {
-    return m_bus->Send(*MakeFrame(dst, sn, payload));
+    return (*this)->Send(*MakeFrame(dst, sn, payload));
   }
   // Repeats while the receiver's queue is full.
   BusResult SendPatiently(CProcID dst, std::uint32_t sn) {
@@ -80,29 +43,11 @@ class Member {
     while ((sent = Send(dst, sn)) == BusResult::full) std::this_thread::yield();
     return sent;
   }
-  // What has come, in order, once `count` frames have (or a long time has passed).
   std::vector<std::uint32_t> Numbers(std::size_t count) {
-    const vela::MutexLock lock(m_mutex);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (m_frames.size() < count && m_arrived.WaitUntil(m_mutex, deadline)) {
-    }
     std::vector<std::uint32_t> numbers;
-    for (const VelaMsgPtr& frame : m_frames) numbers.push_back(frame->sn);
+    for (const Received& frame : Await(count)) numbers.push_back(frame.sn);
     return numbers;
   }
-  std::string Payload(std::size_t index) {
-    const vela::MutexLock lock(m_mutex);
-    const VelaCmdMSG& frame = *m_frames.at(index);
-    return {reinterpret_cast<const char*>(frame.data), VelaPayloadLength(frame)};
-  }
-
-  BusResult result = BusResult::failed;
-
- private:
-  vela::Mutex m_mutex;
-  vela::CondVar m_arrived;
-  std::vector<VelaMsgPtr> m_frames VELA_GUARDED_BY(m_mutex);
-  std::unique_ptr<vela::Bus> m_bus;
 };
 
 using List = std::vector<std::uint32_t>;
@@ -114,7 +59,7 @@ struct Kind {
 
 class BusThreaded : public testing::TestWithParam<Kind> {
  protected:
-  std::unique_ptr<Member> Join(CProcID self, Gate* gate = nullptr) {
+  std::unique_ptr<Member> Join(CProcID self, std::latch* gate = nullptr) {
     return std::make_unique<Member>(GetParam().make, options, self, gate);
   }
   BusOptions options;
@@ -133,8 +78,9 @@ TEST_P(BusThreaded, FramesArriveWholeAndInOrder) {
     expected.push_back(sn);
   }
   ASSERT_EQ(expected, server->Numbers(300));
+  const auto frames = server->Await(300);
   for (std::uint32_t sn = 0; sn < 300; ++sn)
-    ASSERT_EQ(std::string(sn * 97, static_cast<char>(sn)), server->Payload(sn));
+    ASSERT_EQ(std::string(sn * 97, static_cast<char>(sn)), frames[sn].body);
   EXPECT_EQ(BusResult::ok, server->Send(kServer, 7)) << "to itself";
   EXPECT_EQ(301u, server->Numbers(301).size());
 }
@@ -171,7 +117,7 @@ TEST_P(BusThreaded, BroadcastReachesEveryClient) {
   EXPECT_EQ(BusResult::ok, server->Send(everybody, 2, std::string(100000, 'b')));
   EXPECT_EQ(List({2}), first->Numbers(1));
   EXPECT_EQ(List({2}), second->Numbers(1));
-  EXPECT_EQ(std::string(100000, 'b'), second->Payload(0));
+  EXPECT_EQ(std::string(100000, 'b'), second->Await(1)[0].body);
   EXPECT_EQ(BusResult::ok, server->Send(CProcID(3003, 10000), 3)) << "one client";
   EXPECT_EQ(List({2, 3}), second->Numbers(2));
   EXPECT_EQ(3u, (*server)->Stats().sent);
@@ -213,7 +159,7 @@ TEST_P(BusThreaded, RefusesWithAReason) {
 
 TEST_P(BusThreaded, SlowReceiverIsRefusedAndRecovers) {
   options.queueFrames = 8;
-  Gate gate;
+  std::latch gate(1);
   auto server = Join(kServer, &gate);
   auto client = Join(kClient);
   List accepted;
@@ -225,7 +171,7 @@ TEST_P(BusThreaded, SlowReceiverIsRefusedAndRecovers) {
   EXPECT_EQ(BusResult::full, result);
   EXPECT_EQ(1u, (*client)->Stats().refusedFull);
   EXPECT_EQ(accepted.size(), (*client)->Stats().sent);
-  gate.Open();
+  gate.count_down();
   EXPECT_EQ(accepted, server->Numbers(accepted.size())) << "what was accepted before is kept";
   ASSERT_EQ(BusResult::ok, client->SendPatiently(kServer, 100000));
   EXPECT_EQ(100000u, server->Numbers(accepted.size() + 1).back());
@@ -300,7 +246,7 @@ class StuckProcess {
     EXPECT_EQ(0, pipe(ready));
     m_pid = fork();
     if (m_pid == 0) {
-      Gate never;
+      std::latch never(1);
       Member member(vela::MakeLocalBus, {}, self, &never);
       if (write(ready[1], "r", 1) != 1) _exit(1);
       for (;;) pause();

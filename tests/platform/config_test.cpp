@@ -1,18 +1,15 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "platform/config/frame_util.h"
 #include "platform/config/vela_config.h"
 #include "platform/os/vela_os.h"
 #include "platform/text/vela_msg.h"
+#include "tests/files.h"
 
 namespace {
 
 std::string File(const std::string& content) {
-  const std::string path = vela::InstallRoot() + "test.cfg";
-  std::ofstream(path, std::ios::binary) << content;
-  return path;
+  return files::Write("test.cfg", content);
 }
 
 TEST(Config, OneLine) {
@@ -136,21 +133,16 @@ TEST(UserConfig, KeepsTextsOfAnyKind) {
   EXPECT_EQ(value, std::string("a\0b", 3));
   EXPECT_NE(FrameUtil::GetUserCfgInfo("OTHER", "slotModeflg", value), 0);
   EXPECT_EQ(value, "");
-}
-
-TEST(UserConfig, ADamagedDatabaseIsNotFound) {
-  std::ofstream(vela::InstallRoot() + "var/db/usercfg.db") << std::string(5000, 'x');
-  std::string value;
-  EXPECT_NE(FrameUtil::GetUserCfgInfo("TRANS", "slotModeflg", value), 0);
+  files::Write("var/db/usercfg.db", std::string(5000, 'x'));
+  EXPECT_NE(FrameUtil::GetUserCfgInfo("TRANS", "slotModeflg", value), 0) << "damaged";
   EXPECT_NE(FrameUtil::SetUserCfgInfo("TRANS", "slotModeflg", "1"), 0);
 }
 
 TEST(Language, ComesFromTheConfigurationOnce) {
   using VELAcommon::VELAMsg;
-  const std::string file = vela::InstallRoot() + "etc/conf/vela.cfg";
-  std::ofstream(file) << "Language = zh_CN\n";
+  files::Write("etc/conf/vela.cfg", "Language = zh_CN\n");
   EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN");
-  std::ofstream(file) << "Language = de_DE\n";
+  files::Write("etc/conf/vela.cfg", "Language = de_DE\n");
   EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN");
   for (const char* bad : {"../../etc", "a/b", "a\\b", ".hidden"}) VELAMsg::setLanguage(bad);
   EXPECT_EQ(VELAMsg::getLanguage(), "zh_CN") << "a language never leads out of the resource folder";

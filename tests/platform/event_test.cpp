@@ -65,11 +65,9 @@ TEST(Events, AThrowingHandlerDoesNotStopTheOthers) {
   events->Subscribe(1, thrower);
   events->Subscribe(1, nullptr);
   EXPECT_EQ(events->PostEvent(1, nullptr), VELA_ERR_GENERAL);
-  const std::uint32_t good = events->Subscribe(1, [&ran](std::uint32_t, const TEEventParam&) { ++ran; });
+  events->Subscribe(1, [&ran](std::uint32_t, const TEEventParam&) { ++ran; });
   EXPECT_EQ(events->PostEvent(1, nullptr), 0U);
   EXPECT_EQ(ran, 1);
-  events->Unsubscribe(good);
-  EXPECT_EQ(events->PostEvent(1, nullptr), VELA_ERR_GENERAL);
 }
 
 TEST(Events, AHandlerMayChangeTheSubscriptions) {

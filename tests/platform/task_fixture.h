@@ -1,19 +1,16 @@
 #pragma once
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <cstring>
 #include <latch>
-#include <mutex>
 
 #include "platform/asncmd/asn_runtime.h"
-#include "platform/bus/bus.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
 #include "platform/task/vela_task_mgr.h"
 #include "platform/testkit/testkit.h"
+#include "tests/platform/bus_member.h"
 
 namespace task_test {
 
@@ -67,45 +64,17 @@ inline vela::BusOptions Options() {
   return options;
 }
 
-// A frame's header whose fields lie at their natural alignment.
-struct alignas(8) Received : VelaCmdMSG {
-  explicit Received(const VelaCmdMSG& frame) : VelaCmdMSG(frame) {}
-};
-
 // Another process on the bus: sends requests and collects what comes back.
-class Client {
+class Client : public BusMember {
  public:
-  explicit Client(CProcID address = kClient) : m_bus(vela::MakeInProcessBus(Options())) {
-    const auto result = m_bus->Open(address, [this](VelaMsgPtr frame) {
-      const std::lock_guard lock(m_lock);
-      m_frames.emplace_back(*frame);
-      m_came.notify_all();
-    });
+  explicit Client(CProcID address = kClient) : BusMember(vela::MakeInProcessBus(Options()), address) {
     EXPECT_EQ(result, vela::BusResult::ok);
   }
-  ~Client() { m_bus->Close(); }
-
   void Send(testkit::Request request) {
     request.srcProcId = kClient.Number();
     request.srcHandle = kClient.Handle();
-    EXPECT_EQ(m_bus->Send(*testkit::MakeFrame(request)), vela::BusResult::ok);
+    EXPECT_EQ((*this)->Send(*testkit::MakeFrame(request)), vela::BusResult::ok);
   }
-  // The frames that came since Clear, `count` at least.
-  std::vector<Received> Await(std::size_t count) {
-    std::unique_lock lock(m_lock);
-    m_came.wait(lock, [&] { return m_frames.size() >= count; });
-    return m_frames;
-  }
-  void Clear() {
-    const std::lock_guard lock(m_lock);
-    m_frames.clear();
-  }
-
- private:
-  std::unique_ptr<vela::Bus> m_bus;
-  std::mutex m_lock;
-  std::condition_variable m_came;
-  std::vector<Received> m_frames;
 };
 
 // This process as a server with one task manager, and a client. The process ends with the test.

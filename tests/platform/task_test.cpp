@@ -36,64 +36,42 @@ void Respond(std::uint16_t taskId, std::uint32_t sn) {
 }
 
 TEST(TaskAnswers, OnlyDrawnNumbersWithLiveWaitsAreAccepted) {
+  enum Number { own, neverDrawn, zero, ofAnotherTask };
+  enum Before { nothing, answered, timedOut, anotherTimedOut, anyTimedOut };
   struct Row {
-    const char* why;
-    std::function<std::uint32_t(VelaTask&, VelaTask&)> draw;  // the number that the answer carries
+    Number number;  // that the answer carries
+    Before before;  // what its waits met already
     bool accepted;
   };
-  const Row rows[] = {
-      {"drawn by this task", [](VelaTask& task, VelaTask&) { return task.AllocMsgSn(); }, true},
-      {"never drawn", [](VelaTask& task, VelaTask&) { return task.AllocMsgSn() + 1; }, false},
-      {"zero, which any-waits use inside", [](VelaTask&, VelaTask&) { return 0u; }, false},
-      {"drawn by another task", [](VelaTask&, VelaTask& other) { return other.AllocMsgSn(); }, false},
-      {"answered before",
-       [](VelaTask& task, VelaTask&) {
-         const std::uint32_t sn = task.AllocMsgSn();
-         Respond(task.GetTaskId(), sn);
-         VelaMsgPtr msg;
-         EXPECT_EQ(task.VelaSynRecvSn(sn, 1, msg), 0u);
-         return sn;
-       },
-       false},
-      {"its wait timed out",
-       [](VelaTask& task, VelaTask&) {
-         const std::uint32_t sn = task.AllocMsgSn();
-         VelaMsgPtr msg;
-         EXPECT_EQ(task.VelaSynRecvSn(sn, 1, msg), VELA_ERR_NO_ANSWER);
-         return sn;
-       },
-       false},
-      {"a wait for another number timed out",
-       [](VelaTask& task, VelaTask&) {
-         const std::uint32_t sn = task.AllocMsgSn();
-         VelaMsgPtr msg;
-         EXPECT_EQ(task.VelaSynRecvSn(task.AllocMsgSn(), 1, msg), VELA_ERR_NO_ANSWER);
-         return sn;
-       },
-       true},
-      {"a wait for any answer timed out",
-       [](VelaTask& task, VelaTask&) {
-         const std::uint32_t sn = task.AllocMsgSn();
-         VelaMsgPtr msg;
-         std::uint32_t status = 0;
-         EXPECT_EQ(task.VelaSynRecv(0, 1, msg, status), VELA_ERR_NO_ANSWER);
-         return sn;
-       },
-       false},
-  };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const Row& row :
+       {Row{own, nothing, true}, Row{neverDrawn, nothing, false}, Row{zero, nothing, false},
+        Row{ofAnotherTask, nothing, false}, Row{own, answered, false}, Row{own, timedOut, false},
+        Row{own, anotherTimedOut, true}, Row{own, anyTimedOut, false}}) {
+    SCOPED_TRACE(testing::Message() << row.number << " " << row.before);
     VelaGnlTask task("Task");
     VelaGnlTask other("Other");
-    EXPECT_NE(task.GetTaskId(), other.GetTaskId());
-    const std::uint32_t sn = row.draw(task, other);
-    const std::uint64_t late = VelaAppMgr::Instance()->Stats().lateAnswers;
-    Respond(task.GetTaskId(), sn);
-    EXPECT_EQ(VelaAppMgr::Instance()->Stats().lateAnswers - late, row.accepted ? 0u : 1u);
+    const std::uint32_t drawn = task.AllocMsgSn();
+    const std::uint32_t numbers[] = {drawn, drawn + 1, 0, other.AllocMsgSn()};
     VelaMsgPtr msg;
     std::uint32_t status = 0;
+    if (row.before == answered) {
+      Respond(task.GetTaskId(), drawn);
+      EXPECT_EQ(task.VelaSynRecvSn(drawn, 1, msg), 0u);
+    }
+    if (row.before == timedOut) {
+      EXPECT_EQ(task.VelaSynRecvSn(drawn, 1, msg), VELA_ERR_NO_ANSWER);
+    }
+    if (row.before == anotherTimedOut) {
+      EXPECT_EQ(task.VelaSynRecvSn(task.AllocMsgSn(), 1, msg), VELA_ERR_NO_ANSWER);
+    }
+    if (row.before == anyTimedOut) {
+      EXPECT_EQ(task.VelaSynRecv(0, 1, msg, status), VELA_ERR_NO_ANSWER);
+    }
+    const std::uint64_t late = VelaAppMgr::Instance()->Stats().lateAnswers;
+    Respond(task.GetTaskId(), numbers[row.number]);
+    EXPECT_EQ(VelaAppMgr::Instance()->Stats().lateAnswers - late, row.accepted ? 0u : 1u);
     EXPECT_EQ(task.VelaSynRecv(0, 1, msg, status), row.accepted ? 0u : VELA_ERR_NO_ANSWER);
-    EXPECT_EQ(status, row.accepted ? sn : 0u);
+    EXPECT_EQ(status, row.accepted ? drawn : 0u);
   }
   const std::uint64_t late = VelaAppMgr::Instance()->Stats().lateAnswers;
   Respond(VelaGnlTask("Ended").GetTaskId(), 1);
@@ -118,38 +96,23 @@ TEST(TaskSend, AddressesAndCodesWithoutBus) {
   testkit::ProcessAddress address(51, 1);
   VelaGnlTask task("Task", 9);
   const AsnInt number(5);
-  EXPECT_EQ(task.AsnSendNBC(CProcID(52, 1), 0, kPlain, number, 10), VELA_ERR_NO_RECEIVER);
-  EXPECT_EQ(task.AsnSendNBC(CProcID(51, 2), 0, kPlain, number, 10), VELA_ERR_NO_RECEIVER)
-      << "another instance";
-  EXPECT_EQ(task.AsnSendNBC(CProcID(51, 1), 0, kUnknown, number, 10), VELA_ERR_NO_HANDLER) << "served here";
-  EXPECT_EQ(task.AsnSendNBC(CProcID(51, 10001), 0, kUnknown, number, 10), VELA_ERR_NO_HANDLER)
-      << "so is this";
-  EXPECT_EQ(task.AsnSendNBC(CProcID(51, 1), 0, kUnknown, number, 11), VELA_ERR_GENERAL) << "format";
+  const struct {
+    CProcID to;
+    std::uint8_t format;
+    std::uint32_t result;
+  } rows[] = {{{52, 1}, 10, VELA_ERR_NO_RECEIVER},
+              {{51, 2}, 10, VELA_ERR_NO_RECEIVER},  // another instance
+              {{51, 1}, 10, VELA_ERR_NO_HANDLER},   // served here
+              {{51, 10001}, 10, VELA_ERR_NO_HANDLER},
+              {{51, 1}, 11, VELA_ERR_GENERAL}};
+  for (const auto& row : rows)
+    EXPECT_EQ(task.AsnSendNBC(row.to, 0, kUnknown, number, row.format), row.result) << row.to.Number();
   EXPECT_EQ(VelaAppMgr::Instance()->VelaOutSendMsg(nullptr, 0), 0);
 
   testkit::FrameCapture frames([](const VelaCmdMSG& frame) { return frame.dstProcId == 53; });
   EXPECT_EQ(task.AsnSendNBC(CProcID(53, 1), 0, kPlain, number, 10), VELA_ERR_GENERAL);
   EXPECT_EQ(task.AsnSendBC(VELA_CLIENT_GROUP, 4, kPlain, number, 10), 0u);
   ASSERT_EQ(frames.Frames().size(), 1u);
-  const testkit::Frame sent = frames.Frames()[0];
-  EXPECT_EQ(sent.module, 4);
-  EXPECT_EQ(sent.payload, testkit::Encoded(number));
-  EXPECT_EQ(CProcID(sent.header.dstProcId, sent.header.dstHandle), CProcID(VELA_CLIENT_GROUP, 0));
-  EXPECT_EQ(CProcID(sent.header.srcProcId, sent.header.srcHandle), CProcID(51, 1));
-  EXPECT_EQ(sent.header.kind, VELA_KIND_COMMAND);
-  EXPECT_EQ(sent.header.srcTaskId, task.GetTaskId());
-  EXPECT_EQ(sent.header.attribute, 9);
-}
-
-TEST(TaskCurrent, ScopesNest) {
-  VelaGnlTask outer("Outer");
-  const VelaCurrentTaskScope outerScope(&outer);
-  {
-    VelaGnlTask inner("Inner");
-    const VelaCurrentTaskScope innerScope(&inner);
-    EXPECT_EQ(VelaGetCurrentTask(), &inner);
-  }
-  EXPECT_EQ(VelaGetCurrentTask(), &outer);
 }
 
 }  // namespace

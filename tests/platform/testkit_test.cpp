@@ -2,11 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/asncmd/asn_runtime.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/task/vela_app_mgr.h"
-#include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
 #include "platform/text/vela_msg.h"
 
@@ -41,44 +39,12 @@ TEST(Testkit, GuardsPutEverythingBack) {
   EXPECT_EQ(VelaGetProcId(), 0);
   EXPECT_GT(vela::NowSeconds(), 1002);
   EXPECT_EQ(VELAcommon::VELAMsg::getLanguage(), language);
-  VelaMsgPtr frame(VelaAllocMsg(VELA_MSG_HEADER));
-  ASSERT_TRUE(frame);
-  frame->kind = VELA_KIND_COMMAND;
+  VelaMsgPtr frame = testkit::MakeFrame({.kind = VELA_KIND_COMMAND, .payload = {}});
   frame->dstProcId = 99;
   EXPECT_EQ(VelaAppMgr::Instance()->VelaOutSendMsg(frame.release(), 0), 0) << "frames are still captured";
   testing::internal::CaptureStderr();
   LogProcess::Error("written again");
   EXPECT_NE(testing::internal::GetCapturedStderr().find("written again"), std::string::npos);
-}
-
-TEST(Testkit, TaskSeesItsRequestAndDeliveredAnswers) {
-  testkit::Request request;
-  request.clientNo = 11;
-  request.srcProcId = 12;
-  request.srcHandle = 13;
-  request.srcDesk = 14;
-  request.srcTaskId = 15;
-  request.cmdCode = 16;
-  request.sn = 17;
-  request.module = 18;
-  request.attribute = 19;
-  request.subId = 20;
-  request.payload = testkit::Encoded(AsnInt(7));
-  testkit::CurrentTask task(request);
-  const VelaCmdMSG& header = task.get()->GetCurReqMsg()->Header();
-  const std::vector<std::uint32_t> fields{
-      header.clientNo, header.srcProcId, header.srcHandle, header.srcDesk, header.srcTaskId, header.cmdCode,
-      header.sn,       header.module,    header.attribute, header.subId,   header.length,    header.kind};
-  EXPECT_EQ(fields,
-            (std::vector<std::uint32_t>{11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 5, VELA_KIND_REQUEST}));
-  EXPECT_EQ(task.get()->GetCurReqMsg()->Payload().size(), 3u);
-
-  testkit::Request answer;
-  answer.kind = VELA_KIND_RESPONSE;
-  answer.sn = 4711;
-  task.Deliver(testkit::MakeFrame(answer));
-  VelaMsgPtr msg;
-  EXPECT_EQ(task.get()->VelaSynRecvSn(4711, 1, msg), 0u);
 }
 
 }  // namespace

@@ -1,0 +1,53 @@
+#pragma once
+#include <chrono>
+#include <condition_variable>
+#include <latch>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/bus/bus.h"
+
+// A frame that came: its header, with the fields at their natural alignment, and its payload.
+struct alignas(8) Received : VelaCmdMSG {
+  explicit Received(const VelaCmdMSG& frame)
+      : VelaCmdMSG(frame), body(reinterpret_cast<const char*>(frame.data), VelaPayloadLength(frame)) {}
+  std::string body;
+};
+
+// A process on the bus that keeps what it receives.
+class BusMember {
+ public:
+  BusMember(std::unique_ptr<vela::Bus> bus, CProcID self, std::latch* gate = nullptr)
+      : m_bus(std::move(bus)) {
+    result = m_bus->Open(self, [this, gate](VelaMsgPtr frame) {
+      if (gate != nullptr) gate->wait();
+      const std::lock_guard lock(m_lock);
+      m_frames.emplace_back(*frame);
+      m_came.notify_all();
+    });
+  }
+  ~BusMember() { m_bus->Close(); }
+
+  vela::Bus* operator->() { return m_bus.get(); }
+
+  // The frames that came since Clear, in order, once there are `count` (or a long time has passed).
+  std::vector<Received> Await(std::size_t count) {
+    std::unique_lock lock(m_lock);
+    m_came.wait_for(lock, std::chrono::seconds(60), [&] { return m_frames.size() >= count; });
+    return m_frames;
+  }
+  void Clear() {
+    const std::lock_guard lock(m_lock);
+    m_frames.clear();
+  }
+
+  vela::BusResult result = vela::BusResult::failed;
+
+ private:
+  std::unique_ptr<vela::Bus> m_bus;
+  std::mutex m_lock;
+  std::condition_variable m_came;
+  std::vector<Received> m_frames;
+};
