@@ -76,6 +76,7 @@ TEST(ProgressThreaded, TheTimerTaskReportsAgainAndAgain) {
   VelaGnlTask task("mission");
   ProgressMgr::Instance()->RegisterMission({.m_nMissionNo = 5, .m_nClientNo = 7}, &task);
   ASSERT_NE(VelaAppMgr::Instance()->CreateTaskMgr({.id = 3, .workers = 1}), nullptr);
+  EXPECT_EQ(InitProgressTask(0), -1) << "no task manager";
   EXPECT_EQ(InitProgressTask(3), 0);
   rounds.wait();  // a client without a process: one frame a round
   VelaAppMgr::Instance()->Stop(5);

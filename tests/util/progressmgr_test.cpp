@@ -10,14 +10,10 @@
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
-#include "platform/task/vela_task.h"
-#include "platform/testkit/testkit.h"
-#include "util/basicutil/asynprogressmgr.h"
-#include "util/basicutil/common.h"
+#include "tests/util/mission_fixture.h"
 #include "util/basicutil/progress_api.h"
-#include "util/basicutil/taskcontext.h"
 
-using namespace NSTE_util;
+using namespace mission_test;
 
 namespace {
 
@@ -36,41 +32,7 @@ int Progress(const testkit::Frame& frame) {
   return Decoded<AsnProgressReportEx>(frame.payload).progress;
 }
 
-// The client of the test's request, as a mission key.
-ClientMissionID Key(int missionNo, std::uint16_t reply = 0) {
-  return {missionNo, 7, 300, 2, 4, reply};
-}
-
-class Progresses : public testing::Test {
- protected:
-  ~Progresses() override {
-    AsynProgressMgr::Destroy();
-    ProgressMgr::Destroy();
-  }
-  int Overall(const ClientMissionID& key) {
-    int progress = 0;
-    float weight = 0;
-    return Mgr().GetProgress(key, progress, weight) ? progress : -1;
-  }
-  static ProgressMgr& Mgr() { return *ProgressMgr::Instance(); }
-  int Traced(const std::string& text) {
-    WriteException("dump");
-    return m_log.Count(text);
-  }
-
-  testkit::ProcessAddress m_self{600, 3, 8};
-  testkit::LogCapture m_log;
-  testkit::FrameCapture m_frames;
-  testkit::CurrentTask m_task{{.clientNo = 7,
-                               .srcProcId = 300,
-                               .srcHandle = 2,
-                               .srcDesk = 4,
-                               .srcTaskId = 11,
-                               .cmdCode = 0x7001,
-                               .sn = 77,
-                               .module = 9,
-                               .payload = {}}};
-};
+using Progresses = MissionTest;
 
 TEST(MissionProgress, SpansNestAndIgnoreWhatIsOutOfRange) {
   struct Step {
@@ -105,6 +67,11 @@ TEST(MissionProgress, SpansNestAndIgnoreWhatIsOutOfRange) {
 }
 
 TEST_F(Progresses, AReportGoesToTheAddressInTheMissionKey) {
+  EXPECT_FALSE(Mgr().SendProgress(m_task.get(), Key(5), 30, TaskProgressInfo()));
+  EXPECT_FALSE(Mgr().SendParalProgress(m_task.get(), Key(6), {}));
+  EXPECT_FALSE(Mgr().SendTaskProgress(m_task.get(), m_task.get(), 30, TaskProgressInfo()));
+  EXPECT_EQ(Traced("IN function SendProgress: Get progress ctrl fail, missionID:5"), 1);
+  EXPECT_EQ(m_log.Count("IN function SendParalProgress: Get progress ctrl fail, missionID:6"), 1);
   const ClientMissionID key{5, 7, 310, 21, 6, 0x13F};
   Mgr().RegisterMission(key, m_task.get());
   TaskProgressInfo info("third");
@@ -138,15 +105,6 @@ TEST_F(Progresses, AReportGoesToTheAddressInTheMissionKey) {
   EXPECT_TRUE(parallel.progress == 50 && parallel.partName.data() == "part" &&
               parallel.partDetail.data() == "detail");
   EXPECT_EQ(Progress(frames[3]), 60);
-}
-
-TEST_F(Progresses, UnknownMissionsAreRefusedAndTraced) {
-  EXPECT_FALSE(Mgr().SendProgress(m_task.get(), Key(5), 30, TaskProgressInfo()));
-  EXPECT_FALSE(Mgr().SendParalProgress(m_task.get(), Key(6), {}));
-  EXPECT_FALSE(Mgr().SendTaskProgress(m_task.get(), m_task.get(), 30, TaskProgressInfo()));
-  EXPECT_EQ(Traced("IN function SendProgress: Get progress ctrl fail, missionID:5"), 1);
-  EXPECT_EQ(m_log.Count("IN function SendParalProgress: Get progress ctrl fail, missionID:6"), 1);
-  EXPECT_TRUE(m_frames.Frames().empty());
 }
 
 TEST_F(Progresses, OneMissionPerTaskAndEqualKeysAreOneMission) {
@@ -185,8 +143,8 @@ TEST_F(Progresses, TheRoundReportsAllInKeyOrderTwiceToClientsWithAProcess) {
   Mgr().RegisterMission(Key(5), &tasks[2]);
   Mgr().UpdateProgress(Key(5), 20);
   unsigned long asynId = 0;
-  ASSERT_TRUE(AsynProgressMgr::Instance()->Register({{CProcID(500, 1), 1.0F}}, 5, asynId));
-  AsynProgressMgr::Instance()->WriteProcProgress(asynId, CProcID(500, 1), asynId, 30);
+  ASSERT_TRUE(Asyn().Register({{CProcID(500, 1), 1.0F}}, 5, asynId));
+  Asyn().WriteProcProgress(asynId, CProcID(500, 1), asynId, 30);
   {
     VelaTask timer("timer");  // no request
     const VelaCurrentTaskScope scope(&timer);
@@ -273,68 +231,54 @@ TEST_F(Progresses, TheEndOfATaskIsToldToAllClients) {
   EXPECT_EQ(m_frames.Frames().size(), 1U);
 }
 
-TEST(AbortMission, OnlyTheClientItselfCancelsItsMission) {
+TEST_F(Progresses, OnlyTheClientItselfAbortsItsMission) {
   const struct {
     const char* why;
     int scope, missionNo;
     std::uint16_t srcHandle;
     std::uint8_t kind;
     bool cancelled;
-  } rows[] = {{"its own", 255, 5, 2, VELA_KIND_REQUEST, true},
-              {"without a waiter", 255, 5, 2, VELA_KIND_COMMAND, true},
-              {"another mission", 255, 6, 2, VELA_KIND_REQUEST, false},
+  } rows[] = {{"another mission", 255, 6, 2, VELA_KIND_REQUEST, false},
               {"another client's", 255, 5, 3, VELA_KIND_REQUEST, false},
-              {"a part of it", 1, 5, 2, VELA_KIND_REQUEST, false}};
+              {"a part of it", 1, 5, 2, VELA_KIND_REQUEST, false},
+              {"its own", 255, 5, 2, VELA_KIND_REQUEST, true},
+              {"without a waiter", 255, 5, 2, VELA_KIND_COMMAND, true}};
+  unsigned long asynId = 0;
+  ASSERT_TRUE(Asyn().Register({{CProcID(500, 1), 1.0F}}, 5, asynId));
   const TETaskHandlerStru* handler = TETaskCreator::Instance()->Find(ABORT);
   ASSERT_NE(handler, nullptr);
+  bool running = true;  // in the other process
   for (const auto& row : rows) {
     SCOPED_TRACE(row.why);
-    testkit::FrameCapture frames;
+    m_frames.Clear();
     VelaGnlTask worker("worker");
-    ProgressMgr& mgr = *ProgressMgr::Instance();
-    mgr.RegisterMission(Key(5, 9), &worker);
-    const testkit::CurrentTask task({.clientNo = 7,
-                                     .srcProcId = 300,
-                                     .srcHandle = row.srcHandle,
-                                     .srcDesk = 4,
-                                     .cmdCode = ABORT,
-                                     .kind = row.kind,
-                                     .payload = {}});
+    Mgr().RegisterMission(Key(5, 9), &worker);
+    testkit::Request request = FromClient();
+    request.srcHandle = row.srcHandle;
+    request.kind = row.kind;
+    VelaGnlTask task("abort");
+    task.SetCurReqMsg(std::make_unique<TECmdMsg>(testkit::MakeFrame(request)));
+    const VelaCurrentTaskScope current(&task);
     AsnAbortMissionReq abort;
     abort.scope = row.scope;
     abort.missionID = row.missionNo;
-    EXPECT_EQ(handler->handle(task.get(), &abort), 0U);
-    EXPECT_EQ(mgr.IsTaskCanceled(&worker), row.cancelled);
-    EXPECT_FALSE(mgr.IsCanceled(Key(6))) << "an unknown mission leaves nothing behind";
-    if (row.kind == VELA_KIND_REQUEST) {
-      ASSERT_EQ(frames.Frames().size(), 1U);
-      const auto rsp = Decoded<AsnAbortMissionRsp>(frames.Frames()[0].payload);
+    EXPECT_EQ(handler->handle(&task, &abort), 0U);
+    EXPECT_EQ(Mgr().IsTaskCanceled(&worker), row.cancelled);
+    EXPECT_FALSE(Mgr().IsCanceled(Key(6))) << "an unknown mission leaves nothing behind";
+    auto frames = m_frames.Frames();
+    if (row.cancelled && std::exchange(running, false)) {
+      ASSERT_FALSE(frames.empty());
+      EXPECT_EQ(frames[0].header.dstProcId, 500);
+      frames.erase(frames.begin());
+    }
+    ASSERT_EQ(frames.size(), row.kind == VELA_KIND_REQUEST ? 1U : 0U);
+    if (!frames.empty()) {
+      const auto rsp = Decoded<AsnAbortMissionRsp>(frames[0].payload);
       EXPECT_TRUE(rsp.missionID == row.missionNo);
       EXPECT_EQ(rsp.errorCode == 0, row.cancelled);
-    } else {
-      EXPECT_TRUE(frames.Frames().empty());
     }
-    ProgressMgr::Destroy();
+    Mgr().UnRegisterMission(Key(5, 9));
   }
-}
-
-TEST_F(Progresses, AnAbortStopsWhatRunsInOtherProcesses) {
-  unsigned long asynId = 0;
-  ASSERT_TRUE(AsynProgressMgr::Instance()->Register({{CProcID(500, 1), 1.0F}}, 5, asynId));
-  AsnAbortMissionReq abort;
-  abort.scope = 255;
-  abort.missionID = 5;
-  TETaskCreator::Instance()->Find(ABORT)->handle(m_task.get(), &abort);
-  const auto frames = m_frames.Frames();
-  ASSERT_EQ(frames.size(), 2U);
-  EXPECT_EQ(frames[0].header.dstProcId, 500);
-  EXPECT_TRUE(Decoded<AsnAbortMissionRsp>(frames[1].payload).errorCode == 0);
-}
-
-TEST(ProgressTask, NeedsItsTaskManager) {
-  testkit::LogCapture log;
-  EXPECT_EQ(InitProgressTask(0), -1);
-  EXPECT_EQ(log.Count("'0 != TaskMgrID'") + log.Count("'0 != pTaskMgr'"), 2);
 }
 
 }  // namespace

@@ -5,16 +5,10 @@
 #include <concepts>
 #include <thread>
 
-#include "platform/message/te_cmd_msg.h"
-#include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
-#include "platform/task/vela_task.h"
-#include "platform/testkit/testkit.h"
-#include "util/basicutil/asynprogressmgr.h"
-#include "util/basicutil/client_records.h"
-#include "util/basicutil/progressmgr.h"
+#include "tests/util/mission_fixture.h"
 
-using namespace NSTE_util;
+using namespace mission_test;
 
 namespace {
 
@@ -26,18 +20,7 @@ concept OnTheHeap = requires {
 };
 static_assert(!OnTheHeap<TETaskContext> && !std::copyable<TETaskContext>);
 
-class TaskContext : public testing::Test {
- protected:
-  ~TaskContext() override { ProgressMgr::Destroy(); }
-
-  int Asserted(const std::string& expression) {
-    return m_log.Count("assertion failed for '" + expression + "'");
-  }
-
-  testkit::LogCapture m_log;
-  testkit::FrameCapture m_frames;
-  testkit::CurrentTask m_task{{.clientNo = 7, .srcProcId = 300, .srcHandle = 2, .srcDesk = 4, .payload = {}}};
-};
+using TaskContext = MissionTest;
 
 TEST_F(TaskContext, IsFoundByItsTaskWhileItLives) {
   EXPECT_EQ(GetTaskContext(), nullptr);
@@ -106,11 +89,6 @@ TEST_F(TaskContext, KeepsFlagsInOrderAndResultsInFull) {
 }
 
 TEST_F(TaskContext, ReachesTheProgressManagerOnceItHasAMission) {
-  int progress = 0;
-  float weight = 0;
-  ClientMissionID key{
-      .m_nMissionNo = 5, .m_nClientNo = 7, .m_wProcID = 300, .m_wProcHandle = 2, .m_wDeskNo = 4};
-  ProgressMgr& mgr = *ProgressMgr::Instance();
   {
     TETaskContext context(m_task.get());
     context.SendProgress(50);
@@ -120,29 +98,30 @@ TEST_F(TaskContext, ReachesTheProgressManagerOnceItHasAMission) {
     EXPECT_TRUE(m_frames.Frames().empty());
 
     context.SetMissionID(5, true);
-    EXPECT_TRUE(mgr.IsMissionNumberEntered(5));
+    EXPECT_TRUE(Mgr().IsMissionNumberEntered(5));
     context.SetProgressSpan(40);
     context.SendProgress(50);
-    EXPECT_TRUE(mgr.GetProgress(key, progress, weight));
-    EXPECT_EQ(progress, 20);
+    EXPECT_EQ(Overall(Key(5)), 20);
     context.RestoreProgressSpan();
     context.SendParalProgress({.m_nProgress = 70});
-    EXPECT_TRUE(mgr.GetProgress(key, progress, weight));
-    EXPECT_EQ(progress, 70);
+    EXPECT_EQ(Overall(Key(5)), 70);
     EXPECT_EQ(m_frames.Frames().size(), 2U);
 
     {
       TETaskContext inner(m_task.get());
       inner.SetMissionID(5, false);
     }
-    EXPECT_TRUE(mgr.GetProgress(key, progress, weight)) << "the outer context's mission goes on";
-    key.m_wReplyAttr = 8;
-    mgr.CancelMission(key);
+    EXPECT_EQ(Overall(Key(5)), 70) << "the outer context's mission goes on";
+    VelaSetExitFlag();
+    EXPECT_TRUE(context.IsCanceled()) << "the process shuts down";
+    VelaSetExitFlag(false);
+    EXPECT_FALSE(context.IsCanceled());
+    Mgr().CancelMission(Key(5, 8));
     EXPECT_TRUE(context.IsCanceled());
   }
-  EXPECT_FALSE(mgr.GetProgress(key, progress, weight)) << "the mission ends with its context";
-  EXPECT_FALSE(mgr.IsCanceled(key));
-  EXPECT_FALSE(mgr.IsMissionNumberEntered(5));
+  EXPECT_EQ(Overall(Key(5)), -1) << "the mission ends with its context";
+  EXPECT_FALSE(Mgr().IsCanceled(Key(5)));
+  EXPECT_FALSE(Mgr().IsMissionNumberEntered(5));
 }
 
 TEST_F(TaskContext, LeavesAMissionThatRunsOnElsewhere) {
@@ -152,40 +131,16 @@ TEST_F(TaskContext, LeavesAMissionThatRunsOnElsewhere) {
     context.SetMissionID(12, false);
     ASSERT_TRUE(mission.Register({{CProcID(60, 1), 1.0F}}, 12, 100.0F));
   }
-  ProgressMgr* const progress = ProgressMgr::Instance();
-  const ClientMissionID key = MakeMissionKey(m_task.get()->GetCurReqMsg(), 12);
-  int percent = 0;
-  float weight = 0;
-  EXPECT_TRUE(progress->GetProgress(key, percent, weight));
+  EXPECT_NE(Overall(Key(12)), -1);
   {
     TETaskContext next(m_task.get());  // the task's own entry is gone: its next mission is taken
     next.SetMissionID(13, false);
     next.SendProgress(40);
-    EXPECT_TRUE(progress->GetProgress(MakeMissionKey(m_task.get()->GetCurReqMsg(), 13), percent, weight));
-    EXPECT_EQ(percent, 40);
+    EXPECT_EQ(Overall(Key(13)), 40);
   }
-  EXPECT_TRUE(AsynProgressMgr::Instance()->UnRegister(mission.GetMissionID()));
-  progress->UnRegisterMission(key);
-  EXPECT_FALSE(progress->GetProgress(key, percent, weight));
-}
-
-TEST_F(TaskContext, IsCanceledWhileTheProcessShutsDown) {
-  TETaskContext context(m_task.get());
-  context.SetMissionID(5, false);
-  VelaSetExitFlag();
-  EXPECT_TRUE(context.IsCanceled());
-  VelaSetExitFlag(false);
-  EXPECT_FALSE(context.IsCanceled());
-}
-
-unsigned long HandleNothing(VelaGnlTask*, const AsnType*) {
-  return 0;
-}
-constexpr TETaskHandlerStru HANDLER = {0x7F01, 1, "Nothing", nullptr, nullptr, &HandleNothing};
-const TEAutoRegisterTask g_register(&HANDLER);
-
-TEST(AutoRegisterTask, RegistersWhileTheProcessLoads) {
-  EXPECT_EQ(TETaskCreator::Instance()->Find(0x7F01), &HANDLER);
+  EXPECT_TRUE(Asyn().UnRegister(mission.GetMissionID()));
+  Mgr().UnRegisterMission(Key(12));
+  EXPECT_EQ(Overall(Key(12)), -1);
 }
 
 }  // namespace
