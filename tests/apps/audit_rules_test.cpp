@@ -1,12 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <string>
-#include <vector>
-
 #include "apps/velad/audit_rules.h"
 #include "apps/velad/ne_types.h"
-#include "platform/os/vela_os.h"
+#include "tests/files.h"
 
 namespace velad {
 namespace {
@@ -121,10 +117,10 @@ TEST(AuditRulesTest, ForeignTextStaysOnOneLineAndShort) {
 TEST(NETypesTest, TableOfTheRootAndBrokenOnes) {
   NETypes types;
   std::string reason;
-  EXPECT_TRUE(LoadNETypes(vela::InstallRoot() + "conf/ne_types.cfg", types, reason)) << reason;
+  EXPECT_TRUE(LoadNETypes(files::Root() + "conf/ne_types.cfg", types, reason)) << reason;
   EXPECT_NE(types.Find("OTN-9600"), nullptr);
 
-  const std::string file = vela::InstallRoot() + "types";
+  const std::string file = files::Root() + "types";
   const struct {
     const char* text;
     std::string reason;
@@ -132,7 +128,7 @@ TEST(NETypesTest, TableOfTheRootAndBrokenOnes) {
                {"A = 1\n\nB = x\n", file + ":3: "},
                {"A = 1\nA = 2\n", file + ":2: "}};
   for (const auto& c : cases) {
-    std::ofstream(file) << c.text;
+    files::Write("types", c.text);
     NETypes broken;
     EXPECT_FALSE(LoadNETypes(file, broken, reason)) << c.text;
     EXPECT_EQ(reason.substr(0, c.reason.size()), c.reason);

@@ -8,14 +8,11 @@
 
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <map>
-#include <sstream>
-#include <string>
 #include <utility>
 #include <vector>
 
-#include "platform/os/vela_os.h"
+#include "tests/files.h"
 
 extern char** environ;
 
@@ -118,25 +115,18 @@ class Child {
       std::chrono::steady_clock::now() + std::chrono::seconds(60);
 };
 
-inline std::string ReadAll(const std::string& file) {
-  std::ostringstream text;
-  text << std::ifstream(file).rdbuf();
-  return text.str();
-}
-
 inline const std::string kInventory = vela::InstallRoot() + "share/inventory/inventory.csv";
 
-// Three good NEs, to see whether a server serves.
+// Good NEs, to see whether a server serves.
 inline std::string SmallInventory() {
-  std::string file = vela::InstallRoot() + "small.csv";
-  std::ofstream(file) << "identifier,name,type,address,version,position\n"
-                         "9-1,a,RTN-620,10.0.0.1,1.20,\n9-2,b,RTN-620,10.0.0.2,1.20,\n";
-  return file;
+  return files::Write("small.csv",
+                      "identifier,name,type,address,version,position\n"
+                      "9-1,a,RTN-620,10.0.0.1,1.20,\n9-2,b,RTN-620,10.0.0.2,1.20,\n");
 }
 
 // Writes conf/NAME below the root; velad finds it there.
 inline std::string WriteConfig(const std::string& name, const std::string& keys) {
-  std::ofstream(vela::InstallRoot() + "conf/" + name) << keys;
+  files::Write("conf/" + name, keys);
   return name;
 }
 
@@ -146,7 +136,7 @@ class Server : public Child {
   explicit Server(const std::string& keys = "AuditRecordMicroseconds = 20000\n")
       : Child({VELA_BIN_DIR "/velad", "-f", WriteConfig("test.cfg", "ProcNumber = 100\n" + keys)}) {}
   bool Ready() { return Says(out, "ready\n"); }
-  static std::string Log() { return ReadAll(vela::InstallRoot() + "var/logs/Develop/velad_1/velad.log"); }
+  static std::string Log() { return files::Read("var/logs/Develop/velad_1/velad.log"); }
 };
 
 class Audit : public Child {

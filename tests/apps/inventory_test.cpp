@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <string>
-#include <vector>
-
 #include "apps/velactl/csv.h"
 #include "apps/velactl/inventory.h"
 
@@ -85,13 +81,8 @@ TEST(InventoryTest, HeadAndRows) {
     EXPECT_EQ(rows[0].position, "Room 1");
     EXPECT_EQ(rows[0].line, 2U);
   }
-}
-
-TEST(InventoryTest, UnreadableFiles) {
   std::vector<InventoryRow> rows;
   std::string error;
-  EXPECT_FALSE(ReadInventory("/nowhere/x.csv", rows, error));
-  EXPECT_EQ(error, "/nowhere/x.csv: No such file or directory");
   EXPECT_FALSE(ReadInventory("/tmp", rows, error));
   EXPECT_EQ(error, "/tmp: Is a directory");
 }

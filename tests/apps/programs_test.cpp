@@ -9,13 +9,6 @@
 namespace apps_test {
 namespace {
 
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
-}
-
 // A value of one line of JSON as velactl writes it; texts without their quotes.
 std::string Value(const std::string& line, const std::string& key) {
   const std::size_t at = line.find('"' + key + "\": ");
@@ -32,19 +25,19 @@ TEST(ProgramsTest, AuditFindsExactlyThePlantedFaults) {
   EXPECT_EQ(json.End(), 0) << json.Text(Child::err);
   EXPECT_EQ(json.Text(Child::err), "") << "scripts see nothing but the result";
   std::string found;
-  for (const std::string& line : Lines(json.Text(Child::out))) {
+  for (const std::string& line : files::Lines(json.Text(Child::out))) {
     if (line.find("\"fault\"") == std::string::npos) continue;
     const std::string other = Value(line, "otherLine");
     found += Value(line, "line") + '\t' + Value(line, "fault") + '\t' + Value(line, "identifier") + '\t' +
              (other == "null" ? "-" : other) + '\n';
   }
-  EXPECT_EQ(found, ReadAll(vela::InstallRoot() + "share/inventory/inventory.expected"));
+  EXPECT_EQ(found, files::Read("share/inventory/inventory.expected"));
 
   Audit table(kInventory);
   EXPECT_EQ(table.End(), 0);
   EXPECT_TRUE(table.Text(Child::out).ends_with("\n5000 of 5000 NEs checked, 50 faults found\n"));
   int last = -1;
-  for (const std::string& line : Lines(table.Text(Child::err))) {
+  for (const std::string& line : files::Lines(table.Text(Child::err))) {
     const int percent = std::stoi(line);
     EXPECT_GE(percent, last) << line;
     last = percent;
@@ -52,25 +45,57 @@ TEST(ProgramsTest, AuditFindsExactlyThePlantedFaults) {
   EXPECT_EQ(last, 100);
 }
 
-TEST(ProgramsTest, CancelKeepsWhatWasFound) {
-  Server server;
-  ASSERT_TRUE(server.Ready());
-  Audit audit(kInventory);
-  ASSERT_TRUE(audit.Runs());
-  audit.Signal(SIGINT);
-  EXPECT_EQ(audit.End(), 1);
-  EXPECT_NE(audit.Text(Child::err).find("velactl: the audit was cancelled after "), std::string::npos);
-  EXPECT_NE(audit.Text(Child::out).find("identifier-form"), std::string::npos);
-  EXPECT_EQ(Audit(SmallInventory()).End(), 0) << "the next client is served";
-}
-
-TEST(ProgramsTest, TimeOutKeepsWhatWasFound) {
-  Server server;
-  ASSERT_TRUE(server.Ready());
-  Audit audit(kInventory, {"--timeout", "1"});
-  EXPECT_EQ(audit.End(), 1);
-  EXPECT_NE(audit.Text(Child::err).find("velactl: the time-out ended the audit after "), std::string::npos);
-  EXPECT_NE(audit.Text(Child::out).find("identifier-form"), std::string::npos);
+TEST(ProgramsTest, AnAuditThatEndsEarlySaysWhyAndShowsWhatItFound) {
+  const struct {
+    const char* what;
+    std::vector<std::string> options;
+    std::function<void(Child& server, Child& audit)> action;
+    const char* said;
+    bool shown;   // what was found so far
+    bool served;  // the next client
+  } cases[] = {
+      {"cancelled",
+       {},
+       [](Child&, Child& audit) { audit.Signal(SIGINT); },
+       "the audit was cancelled after ",
+       true,
+       true},
+      {"time-out",
+       {"--timeout", "1"},
+       [](Child&, Child&) {},
+       "the time-out ended the audit after ",
+       true,
+       true},
+      {"server terminated",
+       {},
+       [](Child& server, Child&) {
+         server.Signal(SIGTERM);
+         EXPECT_EQ(server.End(), 0);
+         EXPECT_EQ(server.Text(Child::err), "");
+         EXPECT_NE(Server::Log().find("velad: ended"), std::string::npos) << "the log is complete";
+       },
+       "the server was told to end after ",
+       false,
+       false},
+      {"server killed",
+       {},
+       [](Child& server, Child&) { server.Signal(SIGKILL); },
+       "server process 100/1 ended during the audit; start it again",
+       false,
+       false},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Server server;
+    ASSERT_TRUE(server.Ready());
+    Audit audit(kInventory, c.options);
+    ASSERT_TRUE(audit.Runs());
+    c.action(server, audit);
+    EXPECT_EQ(audit.End(), 1);
+    EXPECT_NE(audit.Text(Child::err).find(std::string("velactl: ") + c.said), std::string::npos);
+    EXPECT_TRUE(!c.shown || audit.Text(Child::out).find("identifier-form") != std::string::npos);
+    EXPECT_TRUE(!c.served || Audit(SmallInventory()).End() == 0);
+  }
 }
 
 TEST(ProgramsTest, SecondInterruptLeavesAStoppedServer) {
@@ -109,30 +134,6 @@ TEST(ProgramsTest, StoppedClientHoldsNobodyUp) {
   EXPECT_EQ(stopped.End(), 1);
 }
 
-TEST(ProgramsTest, TerminatedServerAnswersItsClient) {
-  Server server;
-  ASSERT_TRUE(server.Ready());
-  Audit audit(kInventory);
-  ASSERT_TRUE(audit.Runs());
-  server.Signal(SIGTERM);
-  EXPECT_EQ(server.End(), 0);
-  EXPECT_EQ(server.Text(Child::err), "");
-  EXPECT_EQ(audit.End(), 1);
-  EXPECT_NE(audit.Text(Child::err).find("velactl: the server was told to end after "), std::string::npos);
-  EXPECT_NE(Server::Log().find("velad: ended"), std::string::npos) << "the log is complete";
-}
-
-TEST(ProgramsTest, KilledServerIsNoticed) {
-  Server server;
-  ASSERT_TRUE(server.Ready());
-  Audit audit(kInventory);
-  ASSERT_TRUE(audit.Runs());
-  server.Signal(SIGKILL);
-  EXPECT_EQ(audit.End(), 1);
-  EXPECT_NE(audit.Text(Child::err).find("server process 100/1 ended during the audit; start it again"),
-            std::string::npos);
-}
-
 TEST(ProgramsTest, OneProcessForEachAddress) {
   Server first;
   ASSERT_TRUE(first.Ready());
@@ -161,17 +162,14 @@ TEST(ProgramsTest, ServerRefusesBadConfigurations) {
     Child server({VELA_BIN_DIR "/velad", "-f", WriteConfig("bad.cfg", c.keys)});
     EXPECT_EQ(server.End(), 1) << c.keys;
     EXPECT_NE(server.Text(Child::err).find(c.error), std::string::npos) << server.Text(Child::err);
-    EXPECT_EQ(Lines(server.Text(Child::err)).size(), 1U) << server.Text(Child::err);
+    EXPECT_EQ(files::Lines(server.Text(Child::err)).size(), 1U) << server.Text(Child::err);
   }
 }
 
 TEST(ProgramsTest, ErrorsOfCommandLinesAndSurroundings) {
-  const std::string many = vela::InstallRoot() + "many.csv";
-  {
-    std::ofstream file(many);
-    file << "identifier,name,type,address,version,position\n";
-    for (int i = 0; i < 30000; ++i) file << "1-1,n,t,a,v,p\n";
-  }
+  std::string rows = "identifier,name,type,address,version,position\n";
+  for (int i = 0; i < 30000; ++i) rows += "1-1,n,t,a,v,p\n";
+  const std::string many = files::Write("many.csv", rows);
   const std::string velad = VELA_BIN_DIR "/velad";
   const std::string velactl = VELA_BIN_DIR "/velactl";
   const struct {
@@ -181,7 +179,7 @@ TEST(ProgramsTest, ErrorsOfCommandLinesAndSurroundings) {
     std::string said;  // part of what is said on both streams
   } cases[] = {
       {{velad}, {{"VELA_ROOT", ""}}, 0, "Can not find VELA_ROOT env,exit ...\n"},
-      {{velactl, "audit", kInventory}, {{"VELA_ROOT", ""}}, 0, "Can not find VELA_ROOT env,exit ...\n"},
+      {{velactl, "audit", kInventory}, {{"VELA_ROOT", " "}}, 0, "Can not find VELA_ROOT env,exit ...\n"},
       {{velad}, {{"VELA_ROOT", "/nowhere"}}, 1, "there is no configuration file 'velad.cfg'"},
       {{velad, "-f"}, {}, 1, "-f needs the name"},
       {{velad, "-f", "missing.cfg"}, {}, 1, "there is no configuration file 'missing.cfg'"},
@@ -203,7 +201,7 @@ TEST(ProgramsTest, ErrorsOfCommandLinesAndSurroundings) {
     const std::string said = child.Text(Child::out) + child.Text(Child::err);
     EXPECT_NE(said.find(c.said), std::string::npos) << said;
     if (c.code != 0) {
-      EXPECT_EQ(Lines(said).size(), 1U) << said;
+      EXPECT_EQ(files::Lines(said).size(), 1U) << said;
     }
   }
 }
