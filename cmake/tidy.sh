@@ -1,6 +1,6 @@
 #!/bin/sh
-# tidy.sh BUILD-DIR: clang-tidy over our sources in the build's compile database, two at a time. A file that was
-# clean is not looked at again until it, a header that it includes, its command or the checks change.
+# tidy.sh BUILD-DIR: clang-tidy over what ships (platform, util, apps), with the build's compile database, two at a
+# time. A file that was clean is not looked at again until it, a header that it includes, its command or the checks change.
 set -u
 [ $# -eq 1 ] && [ -f "$1/compile_commands.json" ] || { echo "tidy: usage: $0 BUILD-DIR (configured)" >&2; exit 2; }
 BUILD=$(cd "$1" && pwd)
@@ -15,7 +15,7 @@ rm -f "$CACHE"/log/*
 sed -n 's/^  "command": "\(.*\)",*$/\1/p; s/^  "file": "\(.*\)",*$/\1/p' "$BUILD/compile_commands.json" |
   awk -v root="$ROOT/" -v build="$BUILD/" '
     NR % 2 { object = $0; sub(/^.* -o /, "", object); sub(/ .*$/, "", object); next }
-    index($0, root) == 1 && index($0, build) != 1 && $0 !~ /\/build\// && !seen[$0]++ { print $0 "\t" object }
+    index($0, root) == 1 && substr($0, length(root) + 1) ~ /^(platform|util|apps)\// && !seen[$0]++ { print $0 "\t" object }
   ' >"$CACHE/sources"
 
 # The headers of ours that each object was last built from; an object that was not built depends on all of them.

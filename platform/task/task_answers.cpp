@@ -60,7 +60,8 @@ void GiveUp(TaskState& task, const TaskWait& wait) VELA_REQUIRES(tasksLock) {
 
 VelaMsgPtr Await(TaskState& task, std::uint32_t sn, CProcID process, int timeOut) {
   const auto seconds = ScaledSeconds(timeOut > 0 ? timeOut : kDefaultTimeOut);
-  TaskWait wait{task, sn, process, std::chrono::steady_clock::now() + seconds};
+  thread_local const auto wake = std::make_shared<CondVar>();
+  TaskWait wait{task, sn, process, std::chrono::steady_clock::now() + seconds, wake};
   MutexLock lock(tasksLock);
   VelaMsgPtr frame = TakeAnswer(task, wait);
   if (frame) return frame;
@@ -68,7 +69,7 @@ VelaMsgPtr Await(TaskState& task, std::uint32_t sn, CProcID process, int timeOut
   task.wait = &wait;
   wait.next = std::exchange(registry.waits, &wait);
   while (!frame && !registry.aborted && std::chrono::steady_clock::now() < wait.deadline) {
-    task.answered.WaitUntil(tasksLock, wait.deadline);
+    wake->WaitUntil(tasksLock, wait.deadline);
     frame = TakeAnswer(task, wait);
   }
   if (!frame) GiveUp(task, wait);
@@ -110,7 +111,7 @@ ServedRequest* ServedBy(const VelaCmdMSG& frame) VELA_REQUIRES(tasksLock) {
 }  // namespace
 
 TaskState::TaskState(const char* taskName, std::uint8_t taskAttribute)
-    : name(taskName), attribute(taskAttribute) {
+    : name(taskName == nullptr ? "" : taskName), attribute(taskAttribute) {
   MutexLock lock(tasksLock);
   Enter(*this);
 }
@@ -132,7 +133,7 @@ bool ExtendWait(std::uint32_t sn, CProcID process, int seconds) {
   for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next) {
     if (!AwaitsSn(*wait, sn) || !SameProcess(wait->process, process)) continue;
     wait->deadline = std::chrono::steady_clock::now() + ScaledSeconds(seconds);
-    wait->task.answered.NotifyOne();
+    wait->wake->NotifyOne();
     return true;
   }
   return false;
@@ -142,7 +143,7 @@ void AbortAllWaits() {
   MutexLock lock(tasksLock);
   TheRegistry().aborted = true;
   for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next)
-    wait->task.answered.NotifyOne();
+    wait->wake->NotifyOne();
 }
 
 void AllowWaits() {
@@ -152,11 +153,15 @@ void AllowWaits() {
 
 bool DeliverAnswer(VelaMsgPtr frame) {
   const std::uint32_t sn = frame->sn;
-  MutexLock lock(tasksLock);
-  TaskState* task = TheRegistry().live[frame->dstTaskId];
-  if (task == nullptr || std::erase(task->drawn, sn) == 0) return false;
-  task->answers.push_back(std::move(frame));  // room was made when the number was drawn
-  if (task->wait != nullptr) task->answered.NotifyOne();
+  std::shared_ptr<CondVar> wake;
+  {
+    MutexLock lock(tasksLock);
+    TaskState* task = TheRegistry().live[frame->dstTaskId];
+    if (task == nullptr || std::erase(task->drawn, sn) == 0) return false;
+    task->answers.push_back(std::move(frame));  // room was made when the number was drawn
+    if (task->wait != nullptr && Accepts(*task->wait, *task->answers.back())) wake = task->wait->wake;
+  }
+  if (wake) wake->NotifyOne();  // a waiter that runs at once must find the lock free
   return true;
 }
 
@@ -166,7 +171,7 @@ void QueueAnswer(VelaTask& task, VelaMsgPtr frame) {
   MutexLock lock(tasksLock);
   std::erase(state.drawn, sn);
   state.answers.push_back(std::move(frame));
-  state.answered.NotifyOne();
+  if (state.wait != nullptr) state.wait->wake->NotifyOne();
 }
 
 void BeginServing(VelaTask& task, const VelaCmdMSG& request) {

@@ -73,11 +73,14 @@ class TaskMgrImpl final : public VelaTaskMgr {
     std::shared_ptr<HostedTask> hosted;
   };
   struct Worker {
-    TaskMgrImpl* manager;
-    pthread_t thread;
-    bool busy;  // guarded by m_lock, as the next
-    bool ended;
-    bool abandoned;
+    explicit Worker(TaskMgrImpl* owner) : manager(owner) {}
+    TaskMgrImpl* const manager;
+    pthread_t thread{};
+    bool busy = false;  // guarded by m_lock, as the next
+    bool ended = false;
+    bool abandoned = false;
+    bool called = false;
+    CondVar wake;  // called
   };
 
   static void* WorkerMain(void* worker);
@@ -89,9 +92,11 @@ class TaskMgrImpl final : public VelaTaskMgr {
   void TakeWork(Work& work) VELA_REQUIRES(m_lock);
   void FinishHosted(std::shared_ptr<HostedTask> hosted);
   bool HasWork() const VELA_REQUIRES(m_lock) { return m_firstHosted || !m_requests.empty(); }
-  // Whether the caller shall wake a worker for work that waits. One is woken at a time and wakes the next:
-  // a burst of requests does not cost a wake-up each.
-  bool NeedsWake() VELA_REQUIRES(m_lock);
+  void AwaitCall(Worker& worker) VELA_REQUIRES(m_lock);
+  // The worker that the caller shall notify, without the lock, for work that waits; or null. One is called at a
+  // time and calls the next: a burst of requests does not cost a wake-up each. The one that fell idle last
+  // comes first: its caches are warm.
+  Worker* CallWorker() VELA_REQUIRES(m_lock);
   bool AllEnded() const VELA_REQUIRES(m_lock);
   bool OnlyBusyLeft() const VELA_REQUIRES(m_lock);
   std::uint32_t Enqueue(Request& request);
@@ -103,11 +108,10 @@ class TaskMgrImpl final : public VelaTaskMgr {
   VelaAppMgrImpl& m_app;
   const VelaTaskMgrConfig m_config;
   mutable Mutex m_lock;
-  CondVar m_wake;         // work, or stop
   CondVar m_workerEnded;  // one of m_workers
   bool m_stopping VELA_GUARDED_BY(m_lock) = false;
-  unsigned m_idle VELA_GUARDED_BY(m_lock) = 0;
-  bool m_waking VELA_GUARDED_BY(m_lock) = false;  // a worker was woken and has not come yet
+  std::vector<Worker*> m_idle VELA_GUARDED_BY(m_lock);  // the one that fell idle last at the back
+  bool m_calling VELA_GUARDED_BY(m_lock) = false;       // a worker was called and has not come yet
   std::deque<Request> m_requests VELA_GUARDED_BY(m_lock);
   std::shared_ptr<HostedTask> m_firstHosted VELA_GUARDED_BY(m_lock);
   HostedTask* m_lastHosted VELA_GUARDED_BY(m_lock) = nullptr;

@@ -30,6 +30,7 @@ struct TaskWait {
   std::uint32_t sn;  // 0: any answer
   CProcID process;   // zeros: not known
   Deadline deadline;
+  std::shared_ptr<CondVar> wake;  // outlives the wait: notified without the lock
   TaskWait* next = nullptr;
 };
 
@@ -57,7 +58,6 @@ struct TaskState {
   std::vector<std::pair<Deadline, std::uint32_t>> timers VELA_GUARDED_BY(tasksLock);  // running
   std::vector<std::uint32_t> expired VELA_GUARDED_BY(tasksLock);                      // not yet delivered
   std::weak_ptr<HostedTask> host VELA_GUARDED_BY(tasksLock);  // empty: nobody delivers expiries
-  CondVar answered;
 };
 
 // Waits accept answers again after AbortAllWaits.

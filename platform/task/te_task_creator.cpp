@@ -30,8 +30,8 @@ void TraceRefusal(const TETaskHandlerStru& handler, const char* why) {
 
 bool TETaskCreatorImpl::RegisterTask(const TETaskHandlerStru* handler) {
   if (handler == nullptr) return false;
-  if (handler->handle == nullptr) {
-    TraceRefusal(*handler, "it has no handler");
+  if (handler->handle == nullptr || handler->name == nullptr) {
+    TraceRefusal(*handler, "it has no handler or no name");
     return false;
   }
   bool accepted = false;

@@ -76,7 +76,7 @@ void TaskMgrImpl::StartWorkers() {
 }
 
 void TaskMgrImpl::StartWorker(const pthread_attr_t& attributes) {
-  m_workers.push_back(std::make_unique<Worker>(Worker{this, {}, false, false, false}));
+  m_workers.push_back(std::make_unique<Worker>(this));
   Worker& worker = *m_workers.back();
   if (const int error = pthread_create(&worker.thread, &attributes, &WorkerMain, &worker); error != 0) {
     m_workers.pop_back();
@@ -112,26 +112,28 @@ void TaskMgrImpl::Run(Worker& worker) {
 
 bool TaskMgrImpl::NextWork(Worker& worker, Work& work) {
   if (work.hosted) FinishHosted(std::move(work.hosted));
-  bool wakeNext = false;
+  Worker* next = nullptr;
   {
     MutexLock lock(m_lock);
     if (worker.busy) --m_stats.running;
     if (std::exchange(work.request.handler, nullptr) != nullptr) ++m_stats.handled;
     worker.busy = false;
-    while (!m_stopping && !HasWork()) {
-      ++m_idle;
-      m_wake.Wait(m_lock);
-      --m_idle;
-      m_waking = false;
-    }
+    while (!m_stopping && !HasWork()) AwaitCall(worker);
     if (m_stopping) return false;
     worker.busy = true;
     ++m_stats.running;
     TakeWork(work);
-    wakeNext = NeedsWake();
+    next = CallWorker();
   }
-  if (wakeNext) m_wake.NotifyOne();
+  if (next != nullptr) next->wake.NotifyOne();
   return true;
+}
+
+void TaskMgrImpl::AwaitCall(Worker& worker) {
+  worker.called = false;
+  m_idle.push_back(&worker);
+  while (!worker.called) worker.wake.Wait(m_lock);
+  m_calling = false;
 }
 
 void TaskMgrImpl::TakeWork(Work& work) {
@@ -143,10 +145,13 @@ void TaskMgrImpl::TakeWork(Work& work) {
   m_requests.pop_front();
 }
 
-bool TaskMgrImpl::NeedsWake() {
-  if (m_waking || m_idle == 0 || !HasWork()) return false;
-  m_waking = true;
-  return true;
+TaskMgrImpl::Worker* TaskMgrImpl::CallWorker() {
+  if (m_calling || m_idle.empty() || !HasWork()) return nullptr;
+  m_calling = true;
+  Worker* const worker = m_idle.back();
+  m_idle.pop_back();
+  worker->called = true;
+  return worker;
 }
 
 void TaskMgrImpl::FinishHosted(std::shared_ptr<HostedTask> hosted) {
@@ -191,16 +196,16 @@ void TaskMgrImpl::RunHosted(HostedTask& hosted) {
 }
 
 void TaskMgrImpl::Wake(const std::shared_ptr<HostedTask>& hosted) {
-  bool wake = false;
+  Worker* called = nullptr;
   {
     MutexLock lock(m_lock);
     if (m_stopping) return;
     if (hosted->m_place == HostedTask::Place::running) hosted->m_place = HostedTask::Place::runningAndWoken;
     if (hosted->m_place != HostedTask::Place::idle) return;
     Append(hosted);
-    wake = NeedsWake();
+    called = CallWorker();
   }
-  if (wake) m_wake.NotifyOne();
+  if (called != nullptr) called->wake.NotifyOne();
 }
 
 std::uint32_t TaskMgrImpl::InsertTask(std::unique_ptr<VelaTask> task, int state) try {
@@ -208,15 +213,15 @@ std::uint32_t TaskMgrImpl::InsertTask(std::unique_ptr<VelaTask> task, int state)
   task->VelaSetTaskState(state);
   const auto hosted = std::make_shared<HostedTask>(std::move(task), *this);
   SetHost(*hosted->task, hosted);
-  bool wake = false;
+  Worker* called = nullptr;
   {
     MutexLock lock(m_lock);
     if (m_stopping) return VELA_ERR_STOPPING;
     m_hosted.insert(hosted);
     Append(hosted);
-    wake = NeedsWake();
+    called = CallWorker();
   }
-  if (wake) m_wake.NotifyOne();
+  if (called != nullptr) called->wake.NotifyOne();
   return 0;
 } catch (const std::bad_alloc&) {
   return VELA_ERR_MEMORY;
@@ -243,7 +248,7 @@ std::uint32_t TaskMgrImpl::Post(VelaMsgPtr frame, const TETaskHandlerStru* handl
 }
 
 std::uint32_t TaskMgrImpl::Enqueue(Request& request) {
-  bool wake = false;
+  Worker* called = nullptr;
   {
     MutexLock lock(m_lock);
     if (m_stopping) return VELA_ERR_STOPPING;
@@ -256,9 +261,9 @@ std::uint32_t TaskMgrImpl::Enqueue(Request& request) {
     } catch (const std::bad_alloc&) {
       return VELA_ERR_MEMORY;
     }
-    wake = NeedsWake();
+    called = CallWorker();
   }
-  if (wake) m_wake.NotifyOne();
+  if (called != nullptr) called->wake.NotifyOne();
   return 0;
 }
 
@@ -272,13 +277,16 @@ VelaTaskMgrStats TaskMgrImpl::Stats() const {
 void TaskMgrImpl::BeginStop() {
   std::deque<Request> requests;
   std::shared_ptr<HostedTask> hosted;
+  std::vector<Worker*> idle;
   {
     MutexLock lock(m_lock);
     m_stopping = true;
     requests.swap(m_requests);
     hosted.swap(m_firstHosted);
+    idle.swap(m_idle);
+    for (Worker* worker : idle) worker->called = true;
   }
-  m_wake.NotifyAll();
+  for (Worker* worker : idle) worker->wake.NotifyOne();
   while (hosted) hosted = std::exchange(hosted->m_next, nullptr);
   for (Request& request : requests) {
     m_app.ReleaseBytes(VelaFrameSize(*request.frame));

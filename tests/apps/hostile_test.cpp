@@ -6,9 +6,11 @@
 #include <string>
 
 #include "apps/asn1/audit_codes.h"
+#include "asn1/audit.h"
 #include "platform/bus/bus.h"
 #include "platform/os/mutex.h"
 #include "platform/task/vela_error.h"
+#include "platform/testkit/testkit.h"
 #include "tests/apps/child.h"
 #include "tests/platform/hostile_rows.h"
 
@@ -90,6 +92,34 @@ TEST(HostileTest, BytesAreRefusedWithReasonAndOffset) {
     EXPECT_NE(line.find(": byte " + std::to_string(row.offset) + ": "), std::string::npos)
         << row.name << ": " << line;
   }
+}
+
+// A client must not have more under way than its own queue can take answers and reports for: 1000 frames.
+TEST(HostileTest, EachOfTenThousandMissionsIsAnsweredOnce) {
+  Server server("QueueLimit = 50\n");
+  ASSERT_TRUE(server.Ready());
+  RawClient client;
+  ASSERT_TRUE(client.Opened());
+  AsnAuditReq request;
+  std::map<std::uint32_t, int> answers;
+  for (int first = 1; first <= 10000; first += 200) {
+    std::vector<std::uint32_t> sent;
+    for (int mission = first; mission < first + 200; ++mission) {
+      request.missionID = mission;
+      sent.push_back(client.Send(AUDIT_COMMAND, testkit::Encoded(request)));
+      ASSERT_NE(sent.back(), 0U);
+    }
+    for (const std::uint32_t sn : sent) {
+      const std::optional<std::uint32_t> status = client.Await(sn);
+      ASSERT_TRUE(status) << "request " << sn;
+      ++answers[*status];
+    }
+  }
+  EXPECT_EQ(answers[0] + answers[VELA_ERR_OVERLOAD], 10000);
+  EXPECT_GT(answers[0], 0);
+  EXPECT_EQ(Audit(SmallInventory()).End(), 0) << "the next good request is served";
+  server.Signal(SIGTERM);
+  EXPECT_EQ(server.End(), 0);
 }
 
 // Frames keep their order: when the second has its answer, the first waits for the only worker.

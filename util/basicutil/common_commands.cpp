@@ -1,5 +1,9 @@
 #include "util/basicutil/common_commands.h"
 
+#include <cstdio>
+
+#include "platform/os/os_types.h"
+#include "platform/task/te_task_creator.h"
 #include "util/basicutil/common_logger.h"
 #include "util/basicutil/common_manager.h"
 
@@ -120,7 +124,32 @@ class TEDebugCommand_FlushAll : public NamedCommand {
   }
 };
 
+class TEDebugCommand_ListCmd : public NamedCommand {
+ public:
+  TEDebugCommand_ListCmd()
+      : NamedCommand("listcmd",
+                     "Syntex: listcmd\nThis command list all registered commands int VelaTaskCreator.\n") {}
+
+  // A line for each: the command code, a tab, the handler's name.
+  std::string Execute(const Words&) override {
+    std::string list = "Query Support Command:\n";
+    for (const TETaskHandlerStru* handler : TETaskCreator::Instance()->All()) {
+      char code[16];
+      std::snprintf(code, sizeof(code), "0x%x\t", vela::Cut32(handler->cmdCode));
+      list += code;
+      list += handler->name;
+      list += '\n';
+    }
+    return list;
+  }
+};
+
 }  // namespace
+
+TEDebugCommand& ListCmdCommand() {
+  static TEDebugCommand& command = *new TEDebugCommand_ListCmd;
+  return command;
+}
 
 std::vector<std::unique_ptr<TEDebugCommand>> MakeBuiltInCommands() {
   std::vector<std::unique_ptr<TEDebugCommand>> commands;

@@ -11,6 +11,7 @@
 #include "platform/task/vela_task_mgr.h"
 #include "util/basicutil/assert_report.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/common_commands.h"
 #include "util/basicutil/common_manager.h"
 #include "util/basicutil/env_settings.h"
 #include "util/basicutil/filepath.h"
@@ -126,6 +127,7 @@ int InitDebugLog(int argc, char** argv) {
   if (manager == nullptr) return -1;
   const int result = manager->Init(names.directory, names.module, names.alarm, names.switchFile);
   if (result != 0) return result;
+  manager->AddDebugCommand(&ListCmdCommand());
   RegisterEngine();
   LogProcess::InitEnv(argc > 0 ? argv[0] : processName.c_str(), names.handle);
   GetSlotMode();
