@@ -63,10 +63,7 @@ TEST(AsnHelper, HostileBytesAreRefusedForEveryType) {
 
 // Well-formed, but not what the type says: the decoder meets the end of the bytes, or another tag.
 TEST(AsnHelper, WhatTheDecoderRefusesIsReportedWithItsPlace) {
-  struct {
-    const char* hex;
-    const char* where;
-  } const rows[] = {
+  const std::pair<const char*, const char*> rows[] = {
       {"3000", "byte 2: "},
       {"0500", "byte 1: "},
       {"3002 3000", "byte 3: "},
@@ -74,12 +71,12 @@ TEST(AsnHelper, WhatTheDecoderRefusesIsReportedWithItsPlace) {
       {"3006 020101 020102", "byte 6: "},
       {"3007 020101 A0020500", "byte 8: "},
   };
-  for (const auto& row : rows) {
-    const Exactly bytes(hostile::FromHex(row.hex));
+  for (const auto& [hex, where] : rows) {
+    const Exactly bytes(hostile::FromHex(hex));
     AsnErrInfo msg;
     std::string reason;
-    EXPECT_EQ(CAsnHelper::Decode(bytes.get(), msg, reason), VELA_ERR_DECODE) << row.hex;
-    EXPECT_EQ(reason.find(row.where), 0u) << row.hex << ": " << reason;
+    EXPECT_EQ(CAsnHelper::Decode(bytes.get(), msg, reason), VELA_ERR_DECODE) << hex;
+    EXPECT_EQ(reason.find(where), 0u) << hex << ": " << reason;
   }
 }
 
@@ -125,15 +122,13 @@ TEST(AsnHelper, EncodeFailuresLeaveNoBuffer) {
 }
 
 TEST(AsnHelper, LengthOctetsAreTheShortest) {
-  struct {
-    std::uint32_t length;
-    const char* hex;
-  } const rows[] = {{0, "00"},         {0x7F, "7F"},       {0x80, "8180"},
-                    {0x100, "820100"}, {0xFFFF, "82FFFF"}, {0x1000000, "8401000000"}};
-  for (const auto& row : rows) {
+  const std::pair<std::uint32_t, const char*> rows[] = {{0, "00"},          {0x7F, "7F"},
+                                                        {0x80, "8180"},     {0x100, "820100"},
+                                                        {0xFFFF, "82FFFF"}, {0x1000000, "8401000000"}};
+  for (const auto& [length, hex] : rows) {
     unsigned char octets[5];
-    const std::size_t count = CAsnHelper::EncodeAsnLen(row.length, octets);
-    EXPECT_EQ(std::string(octets, octets + count), hostile::FromHex(row.hex)) << row.length;
+    const std::size_t count = CAsnHelper::EncodeAsnLen(length, octets);
+    EXPECT_EQ(std::string(octets, octets + count), hostile::FromHex(hex)) << length;
   }
 }
 

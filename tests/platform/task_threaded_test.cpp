@@ -312,12 +312,10 @@ TEST(TaskThreaded, InsertedTaskGetsItsIntervalsUntilItEnds) {
   Process process(Workers(4));
   std::promise<void> deleted;
   std::uint32_t early = 0;
-  std::vector<std::uint32_t> seen, running;
+  std::vector<std::uint32_t> seen;
   auto task = std::make_unique<TimerTask>(
       [&](TimerTask& self, std::uint32_t id) {
-        if (id == 0) {
-          EXPECT_EQ(self.GetTaskState(), 20);
-        }
+        EXPECT_TRUE(id != 0 || self.GetTaskState() == 20);
         for (int i = 0; i < 50 && id == 0; ++i) self.SetTaskTimeInterval(0);
         if (id != 0 && self.expired.size() == 51) self.SetTaskTimeInterval(1);
         seen = self.expired;
