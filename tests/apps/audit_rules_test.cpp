@@ -26,18 +26,16 @@ TEST(AuditRulesTest, Identifiers) {
 
 TEST(AuditRulesTest, Addresses) {
   enum Kind { malformed, unfit, fit };
-  const struct {
-    const char* text;
-    Kind kind;
-  } cases[] = {{"10.1.2.3", fit},         {"0.0.0.1", fit},           {"223.255.255.255", fit},
-               {"240.0.0.0", fit},        {"0.0.0.0", unfit},         {"255.255.255.255", unfit},
-               {"224.0.0.0", unfit},      {"239.255.255.255", unfit}, {"10.1.2", malformed},
-               {"10.1.2.3.4", malformed}, {"10.1.2.256", malformed},  {"10.1.2.03", malformed},
-               {"10.1..3", malformed},    {"10.1.2.", malformed},     {"10.1.2.-3", malformed},
-               {"10.1.2.3 ", malformed},  {"::1", malformed},         {"", malformed}};
-  for (const auto& c : cases) {
-    const auto address = ParseIPv4(c.text);
-    EXPECT_EQ(!address ? malformed : CanBelongToOneNE(*address) ? fit : unfit, c.kind) << c.text;
+  const std::pair<const char*, Kind> cases[] = {
+      {"10.1.2.3", fit},         {"0.0.0.1", fit},           {"223.255.255.255", fit},
+      {"240.0.0.0", fit},        {"0.0.0.0", unfit},         {"255.255.255.255", unfit},
+      {"224.0.0.0", unfit},      {"239.255.255.255", unfit}, {"10.1.2", malformed},
+      {"10.1.2.3.4", malformed}, {"10.1.2.256", malformed},  {"10.1.2.03", malformed},
+      {"10.1..3", malformed},    {"10.1.2.", malformed},     {"10.1.2.-3", malformed},
+      {"10.1.2.3 ", malformed},  {"::1", malformed},         {"", malformed}};
+  for (const auto& [text, kind] : cases) {
+    const auto address = ParseIPv4(text);
+    EXPECT_EQ(!address ? malformed : CanBelongToOneNE(*address) ? fit : unfit, kind) << text;
   }
 }
 
@@ -121,17 +119,14 @@ TEST(NETypesTest, TableOfTheRootAndBrokenOnes) {
   EXPECT_NE(types.Find("OTN-9600"), nullptr);
 
   const std::string file = files::Root() + "types";
-  const struct {
-    const char* text;
-    std::string reason;
-  } cases[] = {{"# nothing\n", file + " holds no type"},
-               {"A = 1\n\nB = x\n", file + ":3: "},
-               {"A = 1\nA = 2\n", file + ":2: "}};
-  for (const auto& c : cases) {
-    files::Write("types", c.text);
+  const std::pair<const char*, std::string> cases[] = {{"# nothing\n", file + " holds no type"},
+                                                       {"A = 1\n\nB = x\n", file + ":3: "},
+                                                       {"A = 1\nA = 2\n", file + ":2: "}};
+  for (const auto& [text, start] : cases) {
+    files::Write("types", text);
     NETypes broken;
-    EXPECT_FALSE(LoadNETypes(file, broken, reason)) << c.text;
-    EXPECT_EQ(reason.substr(0, c.reason.size()), c.reason);
+    EXPECT_FALSE(LoadNETypes(file, broken, reason)) << text;
+    EXPECT_EQ(reason.substr(0, start.size()), start);
   }
   EXPECT_FALSE(LoadNETypes(file + "x", types, reason));
   EXPECT_EQ(reason, file + "x: No such file or directory");

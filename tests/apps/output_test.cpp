@@ -30,17 +30,15 @@ TEST(Utf8Test, FitsWholeCharacters) {
 }
 
 TEST(JsonTest, IsAlwaysValid) {
-  const struct {
-    std::string text;
-    const char* json;
-  } cases[] = {{"a\"\\b", R"("a\"\\b")"},
-               {"\n\x1B\x7F", R"("\u000a\u001b\u007f")"},
-               {std::string("\0", 1), R"("\u0000")"},
-               {"深", "\"深\""},
-               {"\xE0\x80\xAF", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""},  // overlong
-               {"a\xFFz", "\"a\xEF\xBF\xBDz\""},
-               {"\xED\xA0\x80", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""}};  // a surrogate
-  for (const auto& c : cases) EXPECT_EQ(JsonString(c.text), c.json);
+  const std::pair<std::string, const char*> cases[] = {
+      {"a\"\\b", R"("a\"\\b")"},
+      {"\n\x1B\x7F", R"("\u000a\u001b\u007f")"},
+      {std::string("\0", 1), R"("\u0000")"},
+      {"深", "\"深\""},
+      {"\xE0\x80\xAF", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""},  // overlong
+      {"a\xFFz", "\"a\xEF\xBF\xBDz\""},
+      {"\xED\xA0\x80", "\"\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""}};  // a surrogate
+  for (const auto& [text, json] : cases) EXPECT_EQ(JsonString(text), json);
 }
 
 TEST(ProgressBarTest, PlainLinesForStepsAndTenths) {

@@ -145,10 +145,7 @@ TEST(ProgramsTest, OneProcessForEachAddress) {
 }
 
 TEST(ProgramsTest, ServerRefusesBadConfigurations) {
-  const struct {
-    const char* keys;
-    const char* error;
-  } cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"", "the key ProcNumber is missing"},
       {"ProcNumber = 0\n", "ProcNumber = 0 is not a number from 1 to 65535"},
       {"ProcNumber = ten\n", "ProcNumber = ten is not a number"},
@@ -158,10 +155,10 @@ TEST(ProgramsTest, ServerRefusesBadConfigurations) {
       {"ProcNumber = 9\nQueueLimit = -1\n", "QueueLimit = -1"},
       {"ProcNumber = 9\nStopSeconds = 1h\n", "StopSeconds = 1h"},
   };
-  for (const auto& c : cases) {
-    Child server({VELA_BIN_DIR "/velad", "-f", WriteConfig("bad.cfg", c.keys)});
-    EXPECT_EQ(server.End(), 1) << c.keys;
-    EXPECT_NE(server.Text(Child::err).find(c.error), std::string::npos) << server.Text(Child::err);
+  for (const auto& [keys, error] : cases) {
+    Child server({VELA_BIN_DIR "/velad", "-f", WriteConfig("bad.cfg", keys)});
+    EXPECT_EQ(server.End(), 1) << keys;
+    EXPECT_NE(server.Text(Child::err).find(error), std::string::npos) << server.Text(Child::err);
     EXPECT_EQ(files::Lines(server.Text(Child::err)).size(), 1U) << server.Text(Child::err);
   }
 }

@@ -125,19 +125,17 @@ TEST(DebugLog, TheNewest128HeldBackRecordsAreKept) {
 }
 
 TEST(DebugLog, FormattedTextsAreCut) {
-  const struct {
-    std::size_t length;
-    std::size_t written;
-  } rows[] = {{0, 0}, {4093, 4093}, {4094, 4094}, {4095, 4094}, {4096, 4094}, {5000, 4094}};
+  const std::pair<std::size_t, std::size_t> rows[] = {{0, 0},       {4093, 4093}, {4094, 4094},
+                                                      {4095, 4094}, {4096, 4094}, {5000, 4094}};
   testkit::LogCapture log;
-  for (const auto& row : rows) {
+  for (const auto& [length, written] : rows) {
     log.Clear();
-    const std::string text(row.length, 'x');
+    const std::string text(length, 'x');
     TEAlmTrace("%s", text.c_str());
     GetDefaultDebugInterface().PrintF(1, "%s", text.c_str());
     ASSERT_EQ(log.Records().size(), 2U);
-    EXPECT_EQ(log.Records()[0].text, std::string(row.written, 'x'));
-    EXPECT_EQ(log.Records()[1].text, "default " + std::string(row.written, 'x'));
+    EXPECT_EQ(log.Records()[0].text, std::string(written, 'x'));
+    EXPECT_EQ(log.Records()[1].text, "default " + std::string(written, 'x'));
   }
   log.Clear();
   GetDefaultDebugInterface().Print(1, std::string(5000, 'x').c_str());
@@ -259,10 +257,7 @@ TEST(DebugMgr, RunsCommands) {
   EXPECT_EQ(AddDebugCommand(&echo), -1) << "the name is taken";
   EXPECT_EQ(AddDebugCommand(nullptr), -1);
   GetDebugInterface("zone");
-  const struct {
-    const char* line;
-    std::string reply;
-  } rows[] = {
+  const std::pair<const char*, std::string> rows[] = {
       {"", "Excute Error!\n"},
       {" \t\r\n", "Excute Error!\n"},
       {"nonsense now", "Invalid Command: nonsense"},
@@ -278,7 +273,7 @@ TEST(DebugMgr, RunsCommands) {
       {"ECHO away", "ECHO2"},
       {"echo", "Invalid Command: echo"},
   };
-  for (const auto& row : rows) EXPECT_EQ(TEDebugMgrImpl::Instance()->Excute(row.line), row.reply) << row.line;
+  for (const auto& [line, reply] : rows) EXPECT_EQ(TEDebugMgrImpl::Instance()->Excute(line), reply) << line;
   EXPECT_NE(TEDebugMgrImpl::Instance()->Excute("listswitch").find("\nzone" + std::string(60, ' ') + "1111\n"),
             std::string::npos);
   for (const char* line :

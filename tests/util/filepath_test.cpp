@@ -176,16 +176,13 @@ TEST(ExecCmd, ArchiveNamesAreNeverOptions) {
   fs::permissions(files::Write("bin/7za", "#!/bin/sh\nfor word; do echo \"[$word]\"; done > words\nexit 3\n"),
                   fs::perms::owner_all);
   ::setenv("PATH", (Root() + "bin:" + std::getenv("PATH")).c_str(), 1);
-  const struct {
-    const char* archive;
-    const char* word;
-  } rows[] = {{"a.7z", "a.7z"},
-              {"-o/etc", "./-o/etc"},
-              {"@list", "./@list"},
-              {"a b \"'\\.7z -o/etc", "a b \"'\\.7z -o/etc"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(extractFile(row.archive, Root()), 3);
-    EXPECT_EQ(files::Read("words"), std::string("[x]\n[-y]\n[") + row.word + "]\n");
+  const std::pair<const char*, const char*> rows[] = {{"a.7z", "a.7z"},
+                                                      {"-o/etc", "./-o/etc"},
+                                                      {"@list", "./@list"},
+                                                      {"a b \"'\\.7z -o/etc", "a b \"'\\.7z -o/etc"}};
+  for (const auto& [archive, word] : rows) {
+    EXPECT_EQ(extractFile(archive, Root()), 3);
+    EXPECT_EQ(files::Read("words"), std::string("[x]\n[-y]\n[") + word + "]\n");
   }
 }
 

@@ -22,68 +22,46 @@ VelaMsgPtr Response(std::uint32_t cmd, std::uint32_t sn, const std::string& payl
   return testkit::MakeFrame({.cmdCode = cmd, .sn = sn, .kind = VELA_KIND_RESPONSE, .payload = payload});
 }
 
-struct Target {
-  std::uint16_t process, handle;
-  std::uint8_t module;
-  std::uint16_t subId;
-};
+// Of each frame, as "process.handle.module.sub-id ".
+std::string Targets(const std::vector<testkit::Frame>& frames) {
+  std::string text;
+  for (const testkit::Frame& frame : frames) {
+    const VelaCmdMSG& h = frame.header;
+    for (const int part : {+h.dstProcId, +h.dstHandle, +h.module}) text += std::to_string(part) + ".";
+    text += std::to_string(h.subId) + " ";
+  }
+  return text;
+}
 
 TEST_F(MsgIf, EveryAsynchronousCommandGoesWhereItsNameSays) {
   VelaGnlTask* task = m_task.get();
   AsnInt five(5);
   const TEClientStru client(1, 2, 21, 310, 44, 6);
-  const struct {
-    const char* name;
-    std::function<unsigned long(AsnType*)> send;
-    std::vector<Target> targets;
-  } rows[] = {
-      {"topo", [&](AsnType* m) { return SendTopoMsg(task, CMD, m); }, {{51, 0, 0, 0}}},
-      {"topo, any", [&](AsnType* m) { return SendTopoMsg(task, CMD, m, 53, 4, 5); }, {{53, 0, 4, 5}}},
-      {"ss", [&](AsnType* m) { return SendSSMsg(task, CMD, m); }, {{52, 0, 0, 0}}},
-      {"client broadcast",
-       [&](AsnType* m) { return SendClientBCMsg(task, CMD, m, 3003); },
-       {{3003, 0, 0, 0}}},
-      {"server broadcast",
-       [&](AsnType* m) { return SendServerBCMsg(CMD, m, 1); },
-       {{OWN_PROCESS, 0, 15, 0},
-        {OWN_PROCESS, 0, 4, 0},
-        {OWN_PROCESS, 0, 8, 0},
-        {OWN_PROCESS, 0, 1, 0},
-        {OWN_PROCESS, 0, 5, 0}}},
-      {"server", [&](AsnType* m) { return SendServerMsg(4, CMD, m, 1); }, {{OWN_PROCESS, OWN_HANDLE, 4, 0}}},
-      {"module",
-       [&](AsnType* m) { return SendMsgToModule(4, CMD, 1, 17, m) ? 0UL : 1UL; },
-       {{OWN_PROCESS, OWN_HANDLE, 4, 17}}},
-      {"client id",
-       [&](AsnType* m) {
-         return SendClientMsg(TEClientID{310, 0x00150099}, CMD, m, 1, true);
-       },
-       {{310, 0x15, 0, 0}}},
-      {"client",
-       [&](AsnType* m) { return SendClientMsg(client, CMD, m, 1, false, true); },
-       {{310, 21, 6, 0}}},
-      {"client, sub-id",
-       [&](AsnType* m) { return SendClientMsg(client, CMD, m, 1, true, true); },
-       {{310, 21, 6, 44}}},
-      {"process",
-       [&](AsnType* m) { return SendMsgToProc(task, m, CMD, 320, 5, 2, 1, true); },
-       {{320, 5, 2, 33}}},
+  const TEClientID clientId{310, 0x00150099};
+  const std::pair<std::function<unsigned long(AsnType*)>, std::string> rows[] = {
+      {[&](AsnType* m) { return SendTopoMsg(task, CMD, m); }, "51.0.0.0 "},
+      {[&](AsnType* m) { return SendTopoMsg(task, CMD, m, 53, 4, 5); }, "53.0.4.5 "},
+      {[&](AsnType* m) { return SendSSMsg(task, CMD, m); }, "52.0.0.0 "},
+      {[&](AsnType* m) { return SendClientBCMsg(task, CMD, m, 3003); }, "3003.0.0.0 "},
+      {[&](AsnType* m) { return SendServerBCMsg(CMD, m, 1); },
+       "600.0.15.0 600.0.4.0 600.0.8.0 600.0.1.0 600.0.5.0 "},
+      {[&](AsnType* m) { return SendServerMsg(4, CMD, m, 1); }, "600.3.4.0 "},
+      {[&](AsnType* m) { return SendMsgToModule(4, CMD, 1, 17, m) ? 0UL : 1UL; }, "600.3.4.17 "},
+      {[&](AsnType* m) { return SendClientMsg(clientId, CMD, m, 1, true); }, "310.21.0.0 "},
+      {[&](AsnType* m) { return SendClientMsg(client, CMD, m, 1, false, true); }, "310.21.6.0 "},
+      {[&](AsnType* m) { return SendClientMsg(client, CMD, m, 1, true, true); }, "310.21.6.44 "},
+      {[&](AsnType* m) { return SendMsgToProc(task, m, CMD, 320, 5, 2, 1, true); }, "320.5.2.33 "},
   };
-  for (const auto& row : rows)
+  for (const auto& [send, targets] : rows)
     for (AsnType* payload : {static_cast<AsnType*>(&five), static_cast<AsnType*>(nullptr)}) {
-      SCOPED_TRACE(row.name);
       testkit::FrameCapture capture;
-      EXPECT_EQ(row.send(payload), 0U);
-      const auto frames = capture.Frames();
-      ASSERT_EQ(frames.size(), row.targets.size());
-      for (std::size_t i = 0; i < frames.size(); ++i) {
-        const VelaCmdMSG& h = frames[i].header;
-        const Target& to = row.targets[i];
-        EXPECT_EQ((std::vector<std::uint32_t>{h.dstProcId, h.dstHandle, h.module, h.subId, h.cmdCode, h.kind,
-                                              h.srcProcId}),
-                  (std::vector<std::uint32_t>{to.process, to.handle, to.module, to.subId, CMD,
-                                              VELA_KIND_COMMAND, OWN_PROCESS}));
-        EXPECT_EQ(frames[i].payload, payload ? testkit::Encoded(five) : std::string("\x05\x00", 2));
+      EXPECT_EQ(send(payload), 0U) << targets;
+      EXPECT_EQ(Targets(capture.Frames()), targets);
+      for (const testkit::Frame& frame : capture.Frames()) {
+        EXPECT_EQ(frame.header.cmdCode, CMD);
+        EXPECT_EQ(frame.header.kind, VELA_KIND_COMMAND);
+        EXPECT_EQ(frame.header.srcProcId, OWN_PROCESS);
+        EXPECT_EQ(frame.payload, payload ? testkit::Encoded(five) : std::string("\x05\x00", 2)) << targets;
       }
     }
 }
