@@ -142,8 +142,7 @@ bool ExtendWait(std::uint32_t sn, CProcID process, int seconds) {
 void AbortAllWaits() {
   MutexLock lock(tasksLock);
   TheRegistry().aborted = true;
-  for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next)
-    wait->wake->NotifyOne();
+  for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next) wait->wake->NotifyOne();
 }
 
 void AllowWaits() {

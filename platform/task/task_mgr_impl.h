@@ -93,8 +93,8 @@ class TaskMgrImpl final : public VelaTaskMgr {
   void FinishHosted(std::shared_ptr<HostedTask> hosted);
   bool HasWork() const VELA_REQUIRES(m_lock) { return m_firstHosted || !m_requests.empty(); }
   void AwaitCall(Worker& worker) VELA_REQUIRES(m_lock);
-  // The worker that the caller shall notify, without the lock, for work that waits; or null. One is called at a
-  // time and calls the next: a burst of requests does not cost a wake-up each. The one that fell idle last
+  // The worker that the caller shall notify, without the lock, for work that waits; or null. One is called at
+  // a time and calls the next: a burst of requests does not cost a wake-up each. The one that fell idle last
   // comes first: its caches are warm.
   Worker* CallWorker() VELA_REQUIRES(m_lock);
   bool AllEnded() const VELA_REQUIRES(m_lock);

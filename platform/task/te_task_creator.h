@@ -26,7 +26,8 @@ class VELA_EXPORT TETaskCreator {
   static TETaskCreator* Instance();
   virtual ~TETaskCreator();
 
-  // False (and a line in the log) when the code is taken by another record, or the record has no handler or name.
+  // False (and a line in the log) when the code is taken by another record, or the record has no handler or
+  // name.
   virtual bool RegisterTask(const TETaskHandlerStru* handler) = 0;
   virtual const TETaskHandlerStru* Find(std::uint32_t cmdCode) const = 0;
   virtual std::vector<const TETaskHandlerStru*> All() const = 0;  // in order of command code
