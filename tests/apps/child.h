@@ -60,6 +60,11 @@ class Child {
   Child& operator=(const Child&) = delete;
 
   void Signal(int signal) const { kill(m_pid, signal); }
+  // Returns when every thread has stopped.
+  void Stop() const {
+    kill(m_pid, SIGSTOP);
+    waitpid(m_pid, nullptr, WUNTRACED);
+  }
 
   // Reads until `text` was said on the stream; false at its end or the deadline.
   bool Says(Stream stream, const std::string& text) {

@@ -103,7 +103,7 @@ TEST(ProgramsTest, SecondInterruptLeavesAStoppedServer) {
   ASSERT_TRUE(server.Ready());
   Audit audit(kInventory);
   ASSERT_TRUE(audit.Runs());
-  server.Signal(SIGSTOP);
+  server.Stop();
   audit.Signal(SIGINT);
   ASSERT_TRUE(audit.Says(Child::err, "cancelling"));
   audit.Signal(SIGINT);
@@ -126,7 +126,7 @@ TEST(ProgramsTest, StoppedClientHoldsNobodyUp) {
   ASSERT_TRUE(server.Ready());
   Audit stopped(kInventory);
   ASSERT_TRUE(stopped.Runs());
-  stopped.Signal(SIGSTOP);
+  stopped.Stop();
   EXPECT_EQ(Audit(SmallInventory()).End(), 0);
   server.Signal(SIGTERM);
   EXPECT_EQ(server.End(), 0);
