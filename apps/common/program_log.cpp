@@ -11,8 +11,7 @@ bool StartLog(char* argv0, const std::string& config, const std::string& folder)
   std::string program;
   NSTE_util::GetProcessName(program);
   // What InitDebugLog has to say before it opens the log belongs into the log too.
-  LogProcess::SetFiles(vela::InstallRoot() + "var/logs/Develop/" + program + (config.empty() ? "" : "_0"),
-                       program + "_", "");
+  LogProcess::SetFiles(vela::InstallRoot() + "var/logs/Develop/" + program, program + "_", "");
   if (!folder.empty()) LogProcess::OverrideDirectory(folder);
   LogProcess::InitEnv(argv0, 0);
 

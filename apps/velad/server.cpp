@@ -14,7 +14,6 @@
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task_mgr.h"
 #include "util/basicutil/common.h"
-#include "util/basicutil/filepath.h"
 #include "util/basicutil/progress_api.h"
 
 namespace velad {
@@ -40,13 +39,9 @@ sigset_t EndSignals() {
   return signals;
 }
 
-// The library derives the log's folder from the handle in the file at its own place; for every other file,
-// and for a folder of the operator's choice, it is named here. Empty: the library's.
-std::string LogFolder(const ServerConfig& config, const std::string& name) {
+// The operator's choice, or the folder that the library would take for a configuration at its own place.
+std::string LogFolder(const ServerConfig& config) {
   if (!config.logDirectory.empty()) return config.logDirectory;
-  std::string processPath;
-  NSTE_util::GetProcessPath(processPath);
-  if (config.file == processPath + "../conf/" + name) return {};
   return vela::InstallRoot() + "var/logs/Develop/velad_" + std::to_string(config.address.Handle());
 }
 
@@ -89,7 +84,7 @@ void HoldEndSignals() {
 }
 
 int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
-  if (!apps::StartLog(argv0, name, LogFolder(config, name)))
+  if (!apps::StartLog(argv0, name, LogFolder(config)))
     return Fail("the log cannot be opened in " + LogProcess::Directory());
   if (!MakeTaskMgrs(config)) return Fail("the worker threads cannot be started");
   VelaAppMgr* app = VelaAppMgr::Instance();
