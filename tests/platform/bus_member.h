@@ -1,4 +1,5 @@
 #pragma once
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <latch>
@@ -37,6 +38,13 @@ class BusMember {
     std::unique_lock lock(m_lock);
     m_came.wait_for(lock, std::chrono::seconds(60), [&] { return m_frames.size() >= count; });
     return m_frames;
+  }
+  // Whether a frame with this serial number came since Clear, waiting for it.
+  bool AwaitSn(std::uint32_t sn) {
+    std::unique_lock lock(m_lock);
+    return m_came.wait_for(lock, std::chrono::seconds(60), [&] {
+      return std::ranges::any_of(m_frames, [sn](const Received& frame) { return frame.sn == sn; });
+    });
   }
   void Clear() {
     const std::lock_guard lock(m_lock);
