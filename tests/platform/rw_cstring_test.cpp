@@ -1,0 +1,75 @@
+#include "platform/text/rw_cstring.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+namespace {
+
+using namespace std::string_literals;
+
+TEST(RWCString, ConvertsBothWaysWithoutLoss) {
+  const std::string bytes = "a\0b"s;
+  const RWCString text = bytes;
+  EXPECT_EQ(text.str(), bytes);
+  EXPECT_EQ(text.length(), 3U);
+  EXPECT_STREQ(text, "a");  // the pointer's reader stops at the NUL
+  EXPECT_TRUE(RWCString(static_cast<const char*>(nullptr)).isNull());
+  EXPECT_EQ(text[0], 'a');
+  EXPECT_EQ(text[3U], '\0');
+}
+
+TEST(RWCString, StripsTheChosenEnds) {
+  struct Row {
+    std::string text;
+    RWCString::stripType ends;
+    std::string expected;
+  };
+  const std::vector<Row> rows = {
+      {"  a b ", RWCString::both, "a b"},       {"  a b ", RWCString::leading, "a b "},
+      {"  a b ", RWCString::trailing, "  a b"}, {"   ", RWCString::both, ""},
+      {"   ", RWCString::trailing, ""},         {"", RWCString::trailing, ""},
+      {"\ta", RWCString::both, "\ta"},
+  };
+  for (const Row& row : rows) EXPECT_EQ(RWCString(row.text).strip(row.ends), row.expected) << row.text;
+  EXPECT_EQ(RWCString("--a-").strip(RWCString::both, '-'), "a");
+}
+
+TEST(RWCString, FindsAndCuts) {
+  const RWCString text = "one, two, three";
+  EXPECT_EQ(text.index(", "), 3U);
+  EXPECT_EQ(text.index(RWCString(", "), 4), 8U);
+  EXPECT_EQ(text.index(',', 9), RW_NPOS);
+  EXPECT_EQ(text.index("one", 100), RW_NPOS);
+  EXPECT_EQ(text.last(','), 8U);
+  EXPECT_EQ(text.subString(5, 3), "two");
+  EXPECT_EQ(text.subString(10), "three");
+  EXPECT_EQ(text.subString(16, 1), "");
+}
+
+TEST(RWCString, ComparesAndAppendsWithEveryKindOfText) {
+  const RWCString b = "b";
+  EXPECT_TRUE(b == "b" && "b" == b && b == "b"s && "b"s == b && b == RWCString("b"));
+  EXPECT_TRUE(b != "c" && b < "c" && "a" < b && b < "bb"s && b > RWCString("a"));
+  EXPECT_TRUE(b < "\xC3") << "bytes compare as unsigned";
+  EXPECT_GT(b.compareTo("a\xFF"), 0);
+  EXPECT_EQ("a" + b + "c" + "d"s + b, "abcdb");
+  EXPECT_EQ("a"s + b, "ab");
+  RWCString sum = b;
+  sum += '-';
+  sum.append(sum);
+  EXPECT_EQ(sum, "b-b-");
+}
+
+TEST(RWCString, GoesThroughStreamsWhole) {
+  std::stringstream stream;
+  stream << RWCString("a\0b"s) << ' ' << RWCString("two words") << "\nrest";
+  RWCString word;
+  RWCString line;
+  stream >> word;
+  getline(stream, line);
+  EXPECT_EQ(word, "a\0b"s);
+  EXPECT_EQ(line, " two words");
+}
+
+}  // namespace
