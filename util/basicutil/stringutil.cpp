@@ -1,67 +1,136 @@
 #include "util/basicutil/stringutil.h"
 
-#include <climits>
-#include <cstdlib>
-#include <string>
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
 #include <string_view>
+
+#include "platform/os/vela_os.h"
+#include "util/basicutil/common.h"
+#include "util/basicutil/stringutil_internal.h"
 
 namespace NSTE_util {
 namespace {
 
-std::string_view StripSpaces(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+constexpr const char* BLANKS = " \t\n\r";
+
+bool AllDigits(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// The whole text, spaces around it dropped, as a number from 0 to the largest int.
-bool ReadNumber(std::string_view text, int& number) {
-  const std::string digits(StripSpaces(text));
-  if (digits.empty()) return false;
-  char* end = nullptr;
-  const long value = std::strtol(digits.c_str(), &end, 10);
-  if (end != digits.c_str() + digits.size() || value < 0 || value > INT_MAX) return false;
-  number = static_cast<int>(value);
-  return true;
-}
+// Goes back only to the last "*": what an earlier one could take in addition, the last one can take as well.
+bool Matches(std::string_view name, std::string_view pattern) {
+  std::size_t n = 0;
+  std::size_t p = 0;
+  const auto atStar = [&] { return p < pattern.size() && pattern[p] == '*'; };
+  const auto fits = [&] { return p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n]); };
+  for (; n < name.size() && !atStar(); ++n, ++p)
+    if (!fits()) return false;
 
-bool ReadSpan(std::string_view item, int& from, int& to) {
-  const std::size_t dash = item.find('-');
-  if (dash == std::string_view::npos) return ReadNumber(item, from) && ReadNumber(item, to);
-  return ReadNumber(item.substr(0, dash), from) && ReadNumber(item.substr(dash + 1), to) && from <= to;
-}
-
-template <class List>
-bool AppendItem(std::string_view item, List& numbers) {
-  int from = 0;
-  int to = 0;
-  if (!ReadSpan(item, from, to)) return false;
-  const std::size_t more = static_cast<std::size_t>(to) - static_cast<std::size_t>(from) + 1;
-  if (more > kLongestNumList - numbers.size()) return false;
-  for (std::size_t i = 0; i < more; ++i) numbers.push_back(from + static_cast<int>(i));
-  return true;
-}
-
-template <class List>
-bool ReadList(std::string_view text, List& numbers) {
-  numbers.clear();
-  while (true) {
-    const std::size_t comma = text.find(',');
-    const std::string_view item = StripSpaces(text.substr(0, comma));
-    if (!item.empty() && !AppendItem(item, numbers)) return false;
-    if (comma == std::string_view::npos) return true;
-    text.remove_prefix(comma + 1);
+  std::size_t behindStar = 0;
+  std::size_t retryAt = 0;
+  while (n < name.size()) {
+    if (atStar()) {
+      if (++p == pattern.size()) return true;
+      behindStar = p;
+      retryAt = n + 1;
+    } else if (fits()) {
+      ++p;
+      ++n;
+    } else {
+      p = behindStar;
+      n = retryAt++;
+    }
   }
+  while (atStar()) ++p;
+  return p == pattern.size();
 }
 
 }  // namespace
 
-bool StrToNumList(const RWCString& text, std::vector<int>& numbers) {
-  return ReadList(text.str(), numbers);
+bool ReadDigits(std::string_view piece, int& n) {
+  const std::string_view digits = StripSpaces(piece);
+  if (digits.empty() || !AllDigits(digits)) return false;
+  return std::from_chars(digits.data(), digits.data() + digits.size(), n).ec == std::errc();
 }
 
-bool StrToNumList(const RWCString& text, std::list<int>& numbers) {
-  return ReadList(text.str(), numbers);
+bool TEStrTrim(std::string& s, bool digitsOnly) {
+  s = std::string(StripSpaces(s));
+  return !s.empty() && (!digitsOnly || AllDigits(s));
+}
+
+int GetWordFromLine(const RWCString& line, int start, const RWCString& separators, RWCString& word) {
+  const std::string& text = line.str();
+  const std::size_t from =
+      start < 0 ? text.size() : std::min<std::size_t>(static_cast<unsigned>(start), text.size());
+  const std::size_t end = text.find_first_of(separators.str(), from);
+  word = text.substr(from, end == std::string::npos ? end : end - from);
+  return end == std::string::npos ? -1 : static_cast<int>(end) + 1;
+}
+
+bool GetSubStr(const std::string& s, const std::string& open, const std::string& close, std::string& out) {
+  const std::size_t opened = s.find(open);
+  if (opened == std::string::npos) return false;
+  const std::size_t from = opened + open.size();
+  const std::size_t closed = s.find(close, from);
+  if (closed == std::string::npos) return false;
+  out = s.substr(from, closed - from);
+  return true;
+}
+
+void InsertTransferChar(std::string& s, char target, char escape) {
+  std::string escaped;
+  escaped.reserve(s.size());
+  for (const char c : s) {
+    if (c == target) escaped += escape;
+    escaped += c;
+  }
+  s = std::move(escaped);
+}
+
+std::string LTrim(const std::string& s) {
+  return s.substr(std::min(s.find_first_not_of(BLANKS), s.size()));
+}
+
+std::string RTrim(const std::string& s) {
+  return s.substr(0, s.find_last_not_of(BLANKS) + 1);
+}
+
+std::string Trim(const std::string& s) {
+  return RTrim(LTrim(s));
+}
+
+std::string StrToUpper(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  return s;
+}
+
+std::string StrToLower(std::string s) {
+  for (char& c : s) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return s;
+}
+
+bool IsNameMeetingRequire(std::string name, std::string pattern) {  // NOLINT: by value by interface
+  return pattern.empty() || Matches(name, pattern);
+}
+
+bool IsFileExist(const std::string& path) {
+  errno = 0;
+  std::FILE* const file = VELA_OS::fopen(path.c_str(), "rt", "UTF-8");
+  if (file == nullptr) {
+    TETrace("\nFail to open the file: %s ,reason code is %d \n", path.c_str(), errno);
+    return false;
+  }
+  VELA_OS::fclose(file);
+  return true;
+}
+
+// Each word stands for a character, but the buffer of one byte that takes it has room for the terminator
+// alone. Callers rely on the empty text.
+void Str16ToStrChar(const RWCString& /*in*/, RWCString& out) {
+  out = RWCString();
 }
 
 }  // namespace NSTE_util
