@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "apps/velactl/utf8.h"
+#include "platform/text/utf8.h"
 
 namespace velactl {
 namespace {
@@ -59,13 +59,13 @@ class CsvParser {
       if (!Take('"')) break;
       field += '"';
     }
-    if (!IsUtf8(field)) Fail(begin, "bytes that are not UTF-8");
+    if (!vela::IsUtf8(field)) Fail(begin, "bytes that are not UTF-8");
     return field;
   }
 
   void CheckText(std::string_view field, std::size_t line) {
     const auto control = [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7F; };
-    if (!IsUtf8(field))
+    if (!vela::IsUtf8(field))
       Fail(line, "bytes that are not UTF-8");
     else if (std::any_of(field.begin(), field.end(), control))
       Fail(line, "a control character");

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "apps/velactl/utf8.h"
+#include "platform/text/utf8.h"
 
 namespace velactl {
 
@@ -10,7 +10,7 @@ std::string JsonString(std::string_view text) {
   std::string out = "\"";
   while (!text.empty()) {
     const std::string_view before = text;
-    const char32_t c = NextChar(text);
+    const char32_t c = vela::NextChar(text);
     if (c == '"' || c == '\\') {
       out += '\\';
       out += static_cast<char>(c);

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include "platform/text/utf8.h"
+
 namespace velactl {
 namespace {
-
-constexpr char32_t kReplacement = 0xFFFD;
 
 struct Range {
   char32_t first;
@@ -37,48 +37,11 @@ std::size_t CharWidth(char32_t c) {
   return In(kWide, c) ? 2 : 1;
 }
 
-// Length of the well-formed sequence at the front, 0 when there is none; its value in `c`.
-std::size_t Decode(std::string_view text, char32_t& c) {
-  const auto lead = static_cast<unsigned char>(text[0]);
-  if (lead < 0x80) {
-    c = lead;
-    return 1;
-  }
-  const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-  if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
-  c = lead & (0x7Fu >> length);
-  for (std::size_t i = 1; i < length; ++i) {
-    const auto next = static_cast<unsigned char>(text[i]);
-    if ((next & 0xC0) != 0x80) return 0;
-    c = (c << 6) | (next & 0x3Fu);
-  }
-  constexpr char32_t lowest[] = {0, 0, 0x80, 0x800, 0x10000};
-  const bool surrogate = c >= 0xD800 && c <= 0xDFFF;
-  return c < lowest[length] || c > 0x10FFFF || surrogate ? 0 : length;
-}
-
 }  // namespace
-
-bool IsUtf8(std::string_view text) {
-  char32_t c = 0;
-  while (!text.empty()) {
-    const std::size_t length = Decode(text, c);
-    if (length == 0) return false;
-    text.remove_prefix(length);
-  }
-  return true;
-}
-
-char32_t NextChar(std::string_view& text) {
-  char32_t c = 0;
-  const std::size_t length = Decode(text, c);
-  text.remove_prefix(std::max<std::size_t>(length, 1));
-  return length == 0 ? kReplacement : c;
-}
 
 std::size_t DisplayWidth(std::string_view text) {
   std::size_t width = 0;
-  while (!text.empty()) width += CharWidth(NextChar(text));
+  while (!text.empty()) width += CharWidth(vela::NextChar(text));
   return width;
 }
 
@@ -87,7 +50,7 @@ std::string_view FitColumns(std::string_view text, std::size_t columns) {
   std::size_t width = 0;
   while (!rest.empty()) {
     std::string_view next = rest;
-    width += CharWidth(NextChar(next));
+    width += CharWidth(vela::NextChar(next));
     if (width > columns) break;
     rest = next;
   }

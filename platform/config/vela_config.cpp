@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "platform/os/vela_os.h"
+#include "platform/text/utf8.h"
 
 namespace {
 
@@ -84,7 +85,7 @@ std::string Value(std::string_view text) {
 }
 
 bool CopyOut(std::string_view text, char* out) {
-  if (text.size() >= VELA_LINE_TEXT) return false;
+  if (text.size() >= VELA_LINE_TEXT || !vela::IsUtf8(text)) return false;
   std::memcpy(out, text.data(), text.size());
   out[text.size()] = '\0';
   return true;

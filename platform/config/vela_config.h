@@ -4,13 +4,13 @@
 
 #include "platform/export.h"
 
-// Readers of key/value files. One line holds "key = value"; blanks around both are dropped, "#" starts a
-// comment at the start of a line or behind a blank, a value may be quoted with "..." (escapes \" \\ \n \t;
-// another
-// "\" stands for itself). A value that opens with a quote but does not end with one is taken as it stands.
-// UTF-8, a leading byte-order mark and CRLF are accepted. Skipped are lines without "=" or key, with a zero
-// byte, with a key or value above 1023 bytes, and lines above 8191 bytes. The readers take no lock and keep
-// no state: every call opens the file anew. Safe in any thread.
+// Readers of key/value files: configuration and language resources share one syntax. One line holds
+// "key = value"; blanks around both are dropped, "#" starts a comment at the start of a line or behind a
+// blank. A value may be quoted with "..." to keep blanks and "#"; inside, the escapes \" \\ \n \t, another
+// "\" stands for itself. A value that opens with a quote but does not end with one is taken as it stands.
+// UTF-8; a leading byte-order mark and CRLF are accepted. Skipped, and nothing else with them, are lines
+// without "=" or key, with a zero byte, with a key or value above 1023 bytes or not in UTF-8, and lines above
+// 8191 bytes. The readers take no lock and keep no state: every call opens the file anew. Safe in any thread.
 
 enum VelaLineKind { VELA_LINE_END = 0, VELA_LINE_ENTRY = 1, VELA_LINE_SKIP = 2 };
 

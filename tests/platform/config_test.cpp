@@ -51,6 +51,9 @@ TEST(Config, OneLine) {
       {"k" + longest + "=1", skipped, "key too long"},
       {"k=1" + std::string(100'000, ' '), skipped, "line too long"},
       {std::string("k=a\0b", 5), skipped, "zero byte"},
+      {"k=\xC3(", skipped, "value not in UTF-8"},
+      {"\xED\xA0\x80=1", skipped, "key not in UTF-8"},
+      {"k=1 # \xFF", "k|1", "the comment does not matter"},
   };
   for (const auto& row : rows) {
     std::FILE* file = VELA_OS::fopen(File(row.line + "\nnext = line").c_str(), "r");

@@ -1,0 +1,233 @@
+#include "util/basicutil/lang_res_base.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+
+#include "platform/testkit/testkit.h"
+#include "tests/files.h"
+#include "util/basicutil/common.h"
+
+namespace {
+
+using namespace NSTE_util;
+using files::Root;
+using files::Write;
+
+class LangRes : public testing::Test {
+ protected:
+  // How often the text was traced; what was held back is written first.
+  int Traced(const std::string& text) {
+    WriteException("dump");
+    int count = 0;
+    for (const testkit::LogRecord& record : m_log.Records())
+      for (std::size_t at = 0; (at = record.text.find(text, at)) != std::string::npos; ++at) ++count;
+    return count;
+  }
+
+ private:
+  testkit::LogCapture m_log;
+};
+
+std::string Text(TELangResMgrBase& mgr, const std::string& key) {
+  const RWCString text = mgr.GetResourceStr(key);
+  return {text.data(), text.length()};
+}
+
+TEST_F(LangRes, TheFirstTextWinsAndReloadTriesAllFilesAgain) {
+  TELangResMgrBase mgr;
+  const std::string first = Write("first.txt", "# texts\nA = one\nB = \" 好 \"\nA = again\nbroken line\n");
+  const std::string second = Write("second.txt", "A = two\nC = three\n");
+  const std::string later = Root() + "later.txt";
+  EXPECT_EQ(mgr.LoadLangFile(first.c_str()), 0);
+  EXPECT_EQ(mgr.LoadLangFile(later.c_str()), -1);
+  EXPECT_EQ(mgr.LoadLangFile(second.c_str()), 0);
+  EXPECT_EQ(Text(mgr, "A") + Text(mgr, "B") + Text(mgr, "C") + Text(mgr, "D"), "one 好 three");
+  EXPECT_EQ(Traced("Found reduplicate resource key. A in file " + first), 1);
+  EXPECT_EQ(Traced("Found reduplicate resource key. A in file " + second), 1);
+  EXPECT_EQ(Traced("Read lang res file " + later + " fail!\n"), 1);
+
+  EXPECT_EQ(mgr.Reload(), -1) << "still missing, the others are read";
+  EXPECT_EQ(Text(mgr, "C"), "three");
+  Write("later.txt", "C = four\n");
+  Write("first.txt", "A = new\n");
+  EXPECT_EQ(mgr.Reload(), 0) << "a file that failed is tried again";
+  EXPECT_EQ(Text(mgr, "A") + Text(mgr, "B") + Text(mgr, "C"), "newfour") << "in the old order, afresh";
+}
+
+TEST_F(LangRes, FilesThatAreNone) {
+  TELangResMgrBase mgr;
+  ASSERT_EQ(mkfifo((Root() + "pipe").c_str(), 0600), 0);
+  std::filesystem::resize_file(Write("huge", "A = 1\n"), (std::uintmax_t{64} << 20) + 1);
+  for (const char* name : {"pipe", "huge", "var", "missing"})
+    EXPECT_EQ(mgr.LoadLangFile((Root() + name).c_str()), -1) << name;
+  EXPECT_EQ(mgr.LoadLangFile(nullptr), -1);
+  EXPECT_EQ(Traced("fail!\n"), 4);
+  EXPECT_EQ(Traced("ASSERT: file util/basicutil/lang_res_base"), 1);
+  EXPECT_EQ(Text(mgr, "A"), "");
+
+  Write("bad",
+        std::string("A = 1\nN = \0\nU = \xC0\xAF\n\xFF = x\nL = ", 30) + std::string(70000, 'x') + "\nB = 2");
+  EXPECT_EQ(mgr.LoadLangFile((Root() + "bad").c_str()), 0);
+  EXPECT_EQ(Text(mgr, "A") + Text(mgr, "N") + Text(mgr, "U") + Text(mgr, "\xFF") + Text(mgr, "L"), "1");
+  EXPECT_EQ(Text(mgr, "B"), "2") << "bad lines take no good one with them";
+}
+
+TEST_F(LangRes, DynamicFilesFollowTheLanguage) {
+  const auto package = [](const std::string& folder, const char* language, const char* line) {
+    Write("nemgr/" + folder + "/res/" + language + "/resource.txt", line);
+  };
+  package("nemgr_x/conf/devicepnp/dev1", "en_US", "D = english\nONE = 1\n");
+  package("nemgr_x/conf/devicepnp/dev1", "zh_CN", "D = 中文\nONE = 1\n");
+  package("nemgr_y/conf/devicepnp/dev22", "zh_CN", "TWO = 2\n");
+  package("nemgr_y/conf/other/dev1", "zh_CN", "NOT = 1\n");
+  package("nemgr_y/conf/devicepnp/old1", "zh_CN", "NOT = 1\n");
+  TELangResMgr* mgr = TELangResMgr::Instance();
+  ASSERT_NE(mgr, nullptr);
+  {
+    const testkit::Language none("");
+    mgr->LoadDynLangFile();
+    EXPECT_EQ(Text(*mgr, "D") + Text(*mgr, "TWO"), "english");
+  }
+  const char* names[] = {"own.txt", nullptr};
+  Write("own.txt", "OWN = 3\n");
+  mgr->LoadLangFile(Root(), names);
+  const testkit::Language chinese("zh_CN");
+  EXPECT_EQ(mgr->Reload(), 0);
+  EXPECT_EQ(Text(*mgr, "D") + Text(*mgr, "ONE") + Text(*mgr, "TWO") + Text(*mgr, "OWN"), "中文123");
+  EXPECT_EQ(Text(*mgr, "NOT"), "");
+  TELangResMgr::Destroy();
+}
+
+TEST_F(LangRes, AppendedTexts) {
+  TELangResMgrBase mgr;
+  mgr.LoadLangFile(Write("r.txt",
+                         "ERR = plain\nERR1A = x\nERRFF = A hello A\nERR0 = A\nERR1 = AA\nERR2 =\n"
+                         "ERR3 = Ab\nERR4 = bA\nERR7FFFFFFF = max\n")
+                       .c_str());
+  const struct {
+    int index;
+    const char* text;  // null: none
+    const char* trimmed;
+  } rows[] = {{-1, "plain", "plain"},        {26, "x", "x"},        {0, "A", "A"},   {1, "AA", ""},
+              {255, "A hello A", " hello "}, {3, "Ab", "Ab"},       {4, "bA", "bA"}, {2, nullptr, nullptr},
+              {0x7FFFFFFF, "max", "max"},    {16, nullptr, nullptr}};
+  for (const auto& row : rows) {
+    for (const bool trim : {false, true}) {
+      const char* expected = trim ? row.trimmed : row.text;
+      std::string out = "<";
+      const bool found =
+          trim ? AppendResAndTrimAChar(&mgr, "ERR", row.index, out) : AppendRes(&mgr, "ERR", row.index, out);
+      EXPECT_EQ(found, expected != nullptr);
+      EXPECT_EQ(out, std::string("<") + (expected != nullptr ? expected : "")) << row.index;
+    }
+  }
+  std::string out = "<";
+  EXPECT_FALSE(AppendRes(nullptr, "ERR", 1, out));
+  EXPECT_FALSE(AppendResAndTrimAChar(&mgr, nullptr, 1, out));
+  EXPECT_EQ(Traced("ASSERT: file util/basicutil/lang_res_base"), 2);
+  EXPECT_FALSE(AppendRes("ERR", 26, out)) << "the table of the process holds none";
+}
+
+// Notes as their lengths, the headings left out.
+TEST_F(LangRes, NotesByLength) {
+  const auto piece = [](std::size_t length) { return std::string(length - 1, 'x') + ';'; };
+  std::string chinese;
+  for (int i = 0; i < 80; ++i) chinese += "好";
+  const struct {
+    std::string text;
+    std::vector<std::size_t> lengths;
+    const char* why;
+  } rows[] = {
+      {"", {0}, "an empty text is one note"},
+      {std::string(232, 'x'), {232}, "no separator"},
+      {std::string(233, 'x'), {0, 233}, "reaches the limit"},
+      {std::string(240, 'x'), {0, 240}, "the longest remainder"},
+      {std::string(241, 'x'), {}, "a longer one is dropped"},
+      {piece(100) + std::string(241, 'x'), {}, "and what was gathered with it"},
+      {piece(133) + piece(100) + std::string(241, 'x'), {}, "gathered up to the limit"},
+      {piece(134) + piece(100) + std::string(241, 'x'), {134}, "closed notes stay"},
+      {piece(100) + piece(100) + std::string(32, 'x'), {232}, "all in one"},
+      {piece(100) + piece(100) + std::string(33, 'x'), {200, 33}, "together at the limit"},
+      {piece(233), {233, 0}, "a segment that fills a note"},
+      {piece(300) + piece(1), {233, 1}, "the end of a long segment is dropped"},
+      {piece(200) + piece(33) + piece(1) + "x", {233, 2}, "the next segment would exceed it"},
+      {chinese + ";", {231}, "a segment is cut between characters"},
+  };
+  for (const auto& row : rows) {
+    TELangResMgrBase mgr;
+    RWCString text(row.text);
+    std::vector<RWCString> notes;
+    DivisionStr(&mgr, ";", text, notes);
+    std::vector<std::size_t> lengths;
+    for (const RWCString& note : notes) lengths.push_back(note.length());
+    EXPECT_EQ(lengths, row.lengths) << row.why;
+  }
+}
+
+TEST_F(LangRes, HeadingsOfNotes) {
+  const std::string wide(239, 'w');
+  const struct {
+    std::string format;
+    std::string first;
+    std::string second;
+  } rows[] = {{"Note %d: ", "Note 1: ", "Note 2: "},
+              {"100%% %03d", "100% 001", "100% 002"},
+              {"%+-4.2ld|", "+01 |", "+02 |"},
+              {"none ", "none ", "none "},
+              {"%s%n", "%s%n", "%s%n"},
+              {"%d %d", "%d %d", "%d %d"},
+              {"%*d", "%*d", "%*d"},
+              {"%1000d", "%1000d", "%1000d"},
+              {"5%", "5%", "5%"},
+              {wide + "好%d", wide, wide},
+              {wide + "%2d", wide + " ", wide + " "}};
+  for (const auto& row : rows) {
+    TELangResMgrBase mgr;
+    mgr.LoadLangFile(Write("note.txt", "NOTE = \"" + row.format + "\"\n").c_str());
+    const std::string begin = std::string(100, 'a') + "--";
+    const std::string end(200, 'b');
+    RWCString text(begin + end);
+    std::vector<RWCString> notes(1, "before");
+    DivisionStr(&mgr, "--", text, notes);
+    ASSERT_EQ(notes.size(), 3U) << "appended";
+    EXPECT_EQ(notes[1].data(), row.first + begin);
+    EXPECT_EQ(notes[2].data(), row.second + end);
+  }
+  TELangResMgrBase mgr;
+  RWCString text("a;b");
+  std::vector<RWCString> notes;
+  DivisionStr(nullptr, ";", text, notes);
+  EXPECT_EQ(notes.size(), 0U);
+  EXPECT_EQ(Traced("DivisionStr Para Invalid\n"), 1);
+  EXPECT_EQ(Traced("is no format of one number"), 5);
+  DivisionStr(&mgr, "", text, notes);
+  DivisionStr(&mgr, nullptr, text, notes);
+  EXPECT_EQ(notes.size(), 2U) << "no separator";
+}
+
+// An override that loads a file of its own works both ways: called by Reload, with the mutex held, and alone.
+TEST(LangResThreaded, ReadersSeeWholeTables) {
+  class Own : public TELangResMgrBase {
+   public:
+    void LoadDynLangFile() override { LoadLangFileImpl((Root() + "dyn.txt").c_str(), true); }
+  };
+  Own mgr;
+  Write("dyn.txt", "DYN = here\n");
+  mgr.LoadDynLangFile();
+  mgr.LoadLangFile(Write("a.txt", "KEY = text\n").c_str());
+  std::atomic<bool> done{false};
+  std::atomic<int> missed{0};
+  std::vector<std::thread> readers;
+  for (const char* key : {"KEY", "DYN"})
+    readers.emplace_back([&, key] {
+      while (!done) missed += mgr.GetResourceStr(key).length() == 0;
+    });
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(mgr.Reload(), 0);
+  done = true;
+  for (std::thread& reader : readers) reader.join();
+  EXPECT_EQ(missed, 0);
+}
+
+}  // namespace
