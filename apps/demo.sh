@@ -27,7 +27,7 @@ fail() {
   exit 1
 }
 
-cp -r "$home/install/." "$root/" && mkdir "$root/bin" && cp "$bin/velad" "$bin/velactl" "$root/bin/" ||
+cp -r "$home/install/." "$bin/../root/." "$root/" && mkdir "$root/bin" && cp "$bin/velad" "$bin/velactl" "$root/bin/" ||
   fail "no installation root"
 bin=$root/bin
 # Slow enough to watch.

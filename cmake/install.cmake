@@ -1,6 +1,7 @@
 # The installed package: programs, libraries, headers, the template of an installation root, and what find_package
 # and pkg-config need.
 include(CMakePackageConfigHelpers)
+include(gb2312)
 
 # The installed headers need it of whoever includes them.
 target_compile_features(vela_platform PUBLIC cxx_std_20)
