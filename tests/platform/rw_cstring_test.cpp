@@ -29,8 +29,7 @@ TEST(RWCString, StripsTheChosenEnds) {
       {"  a b ", RWCString::both, "a b"},       {"  a b ", RWCString::leading, "a b "},
       {"  a b ", RWCString::trailing, "  a b"}, {"   ", RWCString::both, ""},
       {"   ", RWCString::trailing, ""},         {"", RWCString::trailing, ""},
-      {"\ta", RWCString::both, "\ta"},
-  };
+      {"\ta", RWCString::both, "\ta"}};
   for (const Row& row : rows) EXPECT_EQ(RWCString(row.text).strip(row.ends), row.expected) << row.text;
   EXPECT_EQ(RWCString("--a-").strip(RWCString::both, '-'), "a");
 }
