@@ -2,6 +2,8 @@
 
 #include <atomic>
 #include <future>
+#include <numeric>
+#include <sstream>
 #include <thread>
 
 #include "platform/asncmd/asn_runtime.h"
@@ -30,20 +32,21 @@ TEST(DebugLogThreaded, EveryHeldBackRecordIsDumpedOnce) {
   }
   while (running > 0) TEDebugMgrImpl::Instance()->SetSwitches("default", 0b0011);
   for (std::thread& thread : threads) thread.join();
-  std::string dumps;
+  std::vector<std::vector<int>> dumped(kThreads);
   for (const testkit::LogRecord& record : log.Records()) {
-    if (record.text.starts_with("***")) dumps += record.text;
-  }
-  for (int t = 0; t < kThreads; ++t) {
-    std::size_t at = 0;
-    for (int i = 0; i < kEach; ++i) {
-      const std::string text = "] module" + std::to_string(t) + " " + std::to_string(i) + ".";
-      const std::size_t found = dumps.find(text, at);
-      ASSERT_NE(found, std::string::npos) << text;
-      EXPECT_EQ(dumps.find(text, found + 1), std::string::npos) << text;
-      at = found;
+    if (!record.text.starts_with("***")) continue;
+    std::istringstream lines(record.text);
+    for (std::string line; std::getline(lines, line);) {
+      const std::size_t at = line.find("] module");
+      int module = 0, number = 0;
+      if (at == std::string::npos || std::sscanf(&line[at], "] module%d %d.", &module, &number) != 2)
+        continue;
+      dumped.at(static_cast<std::size_t>(module)).push_back(number);
     }
   }
+  std::vector<int> all(kEach);
+  std::iota(all.begin(), all.end(), 0);
+  for (const std::vector<int>& numbers : dumped) EXPECT_EQ(numbers, all);
 }
 
 TEST(DebugLogThreaded, SwitchesCommandsAndDumpsRunTogether) {
