@@ -6,45 +6,20 @@
 #include <cstdlib>
 #include <optional>
 
+#include "apps/common/texts.h"
 #include "apps/velactl/audit_options.h"
 #include "apps/velactl/audit_report.h"
 #include "apps/velactl/audit_session.h"
 #include "apps/velactl/client_process.h"
+#include "apps/velactl/failure.h"
 #include "apps/velactl/inventory.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_fwd.h"
 #include "platform/os/vela_os.h"
-#include "platform/task/vela_error.h"
 
 namespace velactl {
 namespace {
-
-constexpr char kHelp[] =
-    "velactl audit - check an inventory of NEs on a server\n"
-    "\n"
-    "usage: velactl audit FILE [--process N[/HANDLE]] [--timeout S] [--json]\n"
-    "\n"
-    "  FILE        CSV with the columns identifier, name, type, address, version and position, named by its\n"
-    "              first line\n"
-    "  --process   number of the server process, and which instance of it; by default 100 and any\n"
-    "  --timeout   seconds after which the audit ends with what it has found\n"
-    "  --json      print the result as JSON\n"
-    "\n"
-    "Prints the faults to standard output, the progress to standard error. Ctrl-C cancels the audit and "
-    "prints\n"
-    "what was found so far; a second one leaves at once. Exit code 0 when the audit ran to its end, 1 when "
-    "not\n"
-    "(the reason is on standard error), 130 after a second Ctrl-C.\n";
-
-int Fail(const std::string& reason) {
-  std::fprintf(stderr, "velactl: %s\n", vela::EscapeControls(reason).c_str());
-  return EXIT_FAILURE;
-}
-
-std::string AddressText(CProcID process) {
-  return std::to_string(process.Number()) + "/" + std::to_string(process.Handle());
-}
 
 void SetOcts(AsnOcts& octs, const std::string& text) {
   octs.Set(text.data(), text.size());
@@ -77,37 +52,12 @@ bool FitsOneRequest(const std::vector<InventoryRow>& rows) {
   return bytes <= limits.maxBytes && rows.size() * elementsEach + 8 <= limits.maxElements;
 }
 
-std::string WhyFailed(std::uint32_t code, CProcID server, bool gone) {
-  const std::string who = "server process " + AddressText(server);
-  if (gone) return who + " ended during the audit; start it again, then repeat the audit";
-  switch (code) {
-    case VELA_ERR_NO_RECEIVER:
-      return who + " is not running any more; start it, then repeat the audit";
-    case VELA_ERR_NO_ANSWER:
-      return who + " gave no sign of life for a long time; look into its log";
-    case VELA_ERR_OVERLOAD:
-      return who + " is overloaded; try again in a moment";
-    case VELA_ERR_STOPPING:
-      return who + " is shutting down; start it again, then repeat the audit";
-    case VELA_ERR_NO_HANDLER:
-      return who + " does not know audits; name another one with --process";
-    case VELA_ERR_TOO_LARGE:
-      return "the inventory is too large for one message; split the file";
-    case VELA_ERR_MEMORY:
-      return "memory is exhausted; split the file or try again later";
-    default:
-      break;
-  }
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return who + " failed with code " + text + "; look into its log";
-}
-
 // What to say when the audit ended early; empty when it did not.
 std::string WhyIncomplete(const AsnAuditRsp& response) {
   if (static_cast<AsnIntType>(response.errorCode) == 0) return {};
-  const std::string reason = response.reason != nullptr ? response.reason->data() : "the audit ended early";
-  return reason + "; the result is incomplete, repeat the audit for all of it";
+  const std::string reason =
+      response.reason != nullptr ? response.reason->data() : apps::Text("AUDIT_ENDED_EARLY");
+  return apps::Text("AUDIT_INCOMPLETE", {reason});
 }
 
 int Audit(const AuditOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
@@ -116,23 +66,25 @@ int Audit(const AuditOptions& options, const std::vector<InventoryRow>& rows, ch
   std::string error;
   if (!process.Start(argv0, error)) return Fail(error);
   const auto server = ClientProcess::FindServer(options.process, options.handle);
-  if (!server)
-    return Fail("no server process " + std::to_string(options.process) +
-                (options.handle != 0 ? "/" + std::to_string(options.handle) : "") + " is running below " +
-                vela::InstallRoot() + "; start one with velad, or name another one with --process");
+  if (!server) {
+    const std::string handle = options.handle != 0 ? "/" + std::to_string(options.handle) : "";
+    return Fail(
+        apps::Text("CLIENT_NO_SERVER", {std::to_string(options.process) + handle, vela::InstallRoot()}));
+  }
 
   AsnAuditReq request;
   FillRequest(options, rows, request);
   AsnAuditRsp response;
   AuditSession session(request, *server, options.json);
   const std::uint32_t result = session.Run(response);
-  if (result != 0) return Fail(WhyFailed(result, *server, session.ServerGone()));
+  if (session.ServerGone() && result != 0) return Fail(apps::Text("SERVER_ENDED", {AddressText(*server)}));
+  if (result != 0) return Fail(WhyFailed(result, *server));
 
   const std::string text =
       options.json ? AuditJson(response, options.file, rows) : AuditTable(response, rows);
   const bool printed =
       std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-  if (!printed) return Fail("the result cannot be written to standard output");
+  if (!printed) return Fail(apps::Text("AUDIT_NOT_WRITTEN"));
   error = WhyIncomplete(response);
   return error.empty() ? EXIT_SUCCESS : Fail(error);
 }
@@ -143,12 +95,11 @@ int AuditCommand(char* argv0, const std::vector<std::string>& arguments) {
   AuditOptions options;
   std::string error;
   if (!ParseAuditOptions(arguments, options, error)) return Fail(error);
-  if (options.help) return std::fputs(kHelp, stdout) < 0;
+  if (options.help) return std::fputs(apps::HelpText("AUDIT_HELP").c_str(), stdout) < 0;
   std::vector<InventoryRow> rows;
-  if (!ReadInventory(options.file, rows, error)) return Fail(error + "; nothing was sent");
+  if (!ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
   if (!FitsOneRequest(rows))
-    return Fail(options.file + ": " + std::to_string(rows.size()) +
-                " NEs are more than one request can carry; split the file");
+    return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
   return Audit(options, rows, argv0);
 }
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string_view>
 
-#include "platform/os/vela_os.h"
+#include "apps/common/texts.h"
 
 namespace velactl {
 namespace {
@@ -46,7 +46,7 @@ bool TakeValue(const std::vector<std::string>& arguments, std::size_t& i, std::s
 
 bool ParseAuditOptions(const std::vector<std::string>& arguments, AuditOptions& options, std::string& error) {
   const auto fail = [&](const std::string& text) {
-    error = text + "; see velactl audit --help";
+    error = apps::Text("AUDIT_SEE_HELP", {text});
     return false;
   };
   std::string value;
@@ -59,21 +59,20 @@ bool ParseAuditOptions(const std::vector<std::string>& arguments, AuditOptions& 
     if (argument == "--json") {
       options.json = true;
     } else if (TakeValue(arguments, i, "--process", value)) {
-      if (!ParseAddress(value, options))
-        return fail("--process takes N or N/HANDLE, N from 1 to 65535, HANDLE from 1 to 10000");
+      if (!ParseAddress(value, options)) return fail(apps::Text("AUDIT_BAD_PROCESS"));
     } else if (TakeValue(arguments, i, "--timeout", value)) {
       const auto seconds = Number(value, 1, 1000000);
-      if (!seconds) return fail("--timeout takes seconds, 1 to 1000000");
+      if (!seconds) return fail(apps::Text("AUDIT_BAD_TIMEOUT"));
       options.timeOut = *seconds;
     } else if (argument.starts_with("-") || argument.empty()) {
-      return fail("unknown option '" + vela::EscapeControls(argument) + "'");
+      return fail(apps::Text("AUDIT_UNKNOWN_OPTION", {argument}));
     } else if (!options.file.empty()) {
-      return fail("one inventory file at a time");
+      return fail(apps::Text("AUDIT_TWO_FILES"));
     } else {
       options.file = argument;
     }
   }
-  return options.file.empty() ? fail("no inventory file is named") : true;
+  return options.file.empty() ? fail(apps::Text("AUDIT_NO_FILE")) : true;
 }
 
 }  // namespace velactl

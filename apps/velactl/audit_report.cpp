@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "apps/asn1/audit_codes.h"
+#include "apps/common/texts.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
 #include "asn1/audit.h"
@@ -45,17 +46,20 @@ std::int64_t Number(const AsnInt& value) {
 
 std::string AuditTable(const AsnAuditRsp& response, const std::vector<InventoryRow>& rows) {
   const std::vector<Line> lines = Lines(response, rows);
-  Table table({"LINE", "FAULT", "NE", "NAME", "TEXT"});
+  Table table({apps::Text("AUDIT_HEAD_LINE"), apps::Text("AUDIT_HEAD_FAULT"), apps::Text("AUDIT_HEAD_NE"),
+               apps::Text("AUDIT_HEAD_NAME"), apps::Text("AUDIT_HEAD_TEXT")});
   for (const Line& line : lines) {
-    const std::string place = line.other != nullptr ? ", line " + std::to_string(line.other->line) : "";
     table.Add({std::to_string(line.row->line), std::string(line.fault), line.row->identifier, line.name,
-               line.text + place});
+               line.other != nullptr
+                   ? apps::Text("AUDIT_OTHER_LINE", {line.text, std::to_string(line.other->line)})
+                   : line.text});
   }
   std::string text = lines.empty() ? "" : table.Text() + '\n';
-  text += std::to_string(Number(response.checked)) + " of " + std::to_string(rows.size()) + " NEs checked, " +
-          std::to_string(lines.size()) + " faults found\n";
+  text += apps::Text("AUDIT_SUMMARY", {std::to_string(Number(response.checked)), std::to_string(rows.size()),
+                                       std::to_string(lines.size())}) +
+          '\n';
   if (Number(response.omitted) > 0)
-    text += std::to_string(Number(response.omitted)) + " more faults did not fit into the answer\n";
+    text += apps::Text("AUDIT_OMITTED", {std::to_string(Number(response.omitted))}) + '\n';
   return text;
 }
 

@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "apps/asn1/audit_codes.h"
+#include "apps/common/texts.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/inbox.h"
 #include "asn1/progress.h"
@@ -70,7 +71,7 @@ AuditSession::~AuditSession() {
 }
 
 std::uint32_t AuditSession::Run(AsnAuditRsp& response) {
-  Show(m_bar.Update(0, "Sending " + std::to_string(m_request.records.size()) + " NEs"));
+  Show(m_bar.Update(0, apps::Text("AUDIT_SENDING", {std::to_string(m_request.records.size())})));
   m_asker = std::thread([this, &response] { Ask(response); });
   pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals, POLLIN, 0}};
   while (!m_done.load(std::memory_order_acquire)) {
@@ -117,7 +118,7 @@ void AuditSession::ServeReports() {
   }
   if (!m_abortDone.exchange(false, std::memory_order_acquire)) return;
   if (m_abortResult.load(std::memory_order_relaxed) != 0)
-    Show(m_bar.Note("velactl: the server did not take the cancel; Ctrl-C again leaves without its answer"));
+    Show(m_bar.Note("velactl: " + apps::Text("AUDIT_CANCEL_REFUSED")));
 }
 
 void AuditSession::ServeSignals() {
@@ -129,11 +130,11 @@ void AuditSession::ServeSignals() {
     }
     if (m_aborting) {
       Show(m_bar.Finish(false));
-      Show("velactl: left without the server's answer\n");
+      Show("velactl: " + apps::Text("AUDIT_LEFT") + '\n');
       _exit(130);
     }
     m_aborting = true;
-    Show(m_bar.Note("velactl: cancelling; Ctrl-C again leaves at once"));
+    Show(m_bar.Note("velactl: " + apps::Text("AUDIT_CANCELLING")));
     m_aborter = std::thread([this] { Abort(); });
   }
 }

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "apps/common/program_log.h"
+#include "apps/common/texts.h"
 #include "apps/common/watched_bus.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
@@ -41,13 +42,13 @@ ClientProcess::~ClientProcess() {
 bool ClientProcess::Start(char* argv0, std::string& error) {
   const std::string root = vela::InstallRoot();
   if (!apps::StartLog(argv0, "", "")) {
-    error = "the log cannot be opened below " + root + "; check that you may write there";
+    error = apps::Text("CLIENT_NO_LOG", {root});
     return false;
   }
   VelaTaskMgrConfig config;
   config.workers = 1;  // keeps the reports in order
   if (VelaAppMgr::Instance()->CreateTaskMgr(config) == nullptr || !StartAtFreeHandle()) {
-    error = "cannot open the message bus below " + root + "; the log in var/logs/Develop tells why";
+    error = apps::Text("CLIENT_NO_BUS", {root});
     return false;
   }
   m_running = true;

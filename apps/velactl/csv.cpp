@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "apps/common/texts.h"
 #include "platform/text/utf8.h"
 
 namespace velactl {
@@ -25,7 +26,7 @@ class CsvParser {
       row.fields.push_back(m_rest.starts_with('"') ? QuotedField() : PlainField());
       if (!m_error.text.empty()) return;
     } while (Take(','));
-    if (!EndOfRow()) return Fail(m_line, "text behind the closing quote of a field");
+    if (!EndOfRow()) return Fail(m_line, "INVENTORY_QUOTE_END");
     const bool blank = row.fields.size() == 1 && row.fields[0].empty();
     if (!blank) m_rows.push_back(std::move(row));
   }
@@ -36,7 +37,7 @@ class CsvParser {
     const bool lineEnd = m_rest.empty() || m_rest.front() == '\n';
     if (lineEnd && field.ends_with('\r')) field.pop_back();
     if (field.find('"') != std::string::npos)
-      Fail(m_line, "a quote inside a field that does not begin with one");
+      Fail(m_line, "INVENTORY_QUOTE_INSIDE");
     else
       CheckText(field, m_line);
     return field;
@@ -49,7 +50,7 @@ class CsvParser {
     for (;;) {
       const std::size_t quote = m_rest.find('"');
       if (quote == std::string_view::npos) {
-        Fail(begin, "a quoted field is not closed");
+        Fail(begin, "INVENTORY_QUOTE_OPEN");
         return {};
       }
       const std::string_view part = m_rest.substr(0, quote);
@@ -59,16 +60,16 @@ class CsvParser {
       if (!Take('"')) break;
       field += '"';
     }
-    if (!vela::IsUtf8(field)) Fail(begin, "bytes that are not UTF-8");
+    if (!vela::IsUtf8(field)) Fail(begin, "INVENTORY_NOT_UTF8");
     return field;
   }
 
   void CheckText(std::string_view field, std::size_t line) {
     const auto control = [](unsigned char c) { return (c < 0x20 && c != '\t') || c == 0x7F; };
     if (!vela::IsUtf8(field))
-      Fail(line, "bytes that are not UTF-8");
+      Fail(line, "INVENTORY_NOT_UTF8");
     else if (std::any_of(field.begin(), field.end(), control))
-      Fail(line, "a control character");
+      Fail(line, "INVENTORY_CONTROL");
   }
 
   bool EndOfRow() {
@@ -85,7 +86,7 @@ class CsvParser {
     return true;
   }
 
-  void Fail(std::size_t line, const char* text) { m_error = {line, text}; }
+  void Fail(std::size_t line, apps::TextKey why) { m_error = {line, apps::Text(why)}; }
 
   std::string_view m_rest;
   std::vector<CsvRow>& m_rows;

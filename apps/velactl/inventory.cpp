@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "apps/common/texts.h"
 #include "apps/velactl/csv.h"
 #include "platform/os/vela_os.h"
 
@@ -28,8 +29,10 @@ constexpr std::array<Column, 6> kColumns = {{{"identifier", &InventoryRow::ident
                                              {"version", &InventoryRow::version},
                                              {"position", &InventoryRow::position}}};
 
+constexpr char kHead[] = "identifier,name,type,address,version,position";
+
 std::string At(std::size_t line, const std::string& text) {
-  return "line " + std::to_string(line) + ": " + text;
+  return apps::Text("INVENTORY_LINE", {std::to_string(line), text});
 }
 
 // Which field each column of the file fills.
@@ -39,19 +42,18 @@ std::optional<std::vector<std::string InventoryRow::*>> ReadHead(const CsvRow& h
     const auto* column =
         std::find_if(kColumns.begin(), kColumns.end(), [&](const Column& c) { return c.name == name; });
     if (column == kColumns.end()) {
-      error = At(head.line, "column '" + vela::EscapeControls(name) +
-                                "' is not known; the head is identifier,name,type,address,version,position");
+      error = At(head.line, apps::Text("INVENTORY_UNKNOWN_COLUMN", {vela::EscapeControls(name), kHead}));
       return std::nullopt;
     }
     if (std::find(fields.begin(), fields.end(), column->field) != fields.end()) {
-      error = At(head.line, "column '" + name + "' stands there twice");
+      error = At(head.line, apps::Text("INVENTORY_COLUMN_TWICE", {name}));
       return std::nullopt;
     }
     fields.push_back(column->field);
   }
   for (const Column& column : kColumns) {
     if (std::find(fields.begin(), fields.end(), column.field) != fields.end()) continue;
-    error = At(head.line, "column '" + std::string(column.name) + "' is missing");
+    error = At(head.line, apps::Text("INVENTORY_NO_COLUMN", {std::string(column.name)}));
     return std::nullopt;
   }
   return fields;
@@ -67,7 +69,7 @@ bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std:
     return false;
   }
   if (lines.empty()) {
-    error = "line 1: the head is missing: identifier,name,type,address,version,position";
+    error = At(1, apps::Text("INVENTORY_NO_HEAD", {kHead}));
     return false;
   }
   const auto fields = ReadHead(lines[0], error);
@@ -75,15 +77,15 @@ bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std:
   for (std::size_t i = 1; i < lines.size(); ++i) {
     CsvRow& line = lines[i];
     if (line.fields.size() != fields->size()) {
-      error = At(line.line,
-                 std::to_string(line.fields.size()) + " fields instead of " + std::to_string(fields->size()));
+      error = At(line.line, apps::Text("INVENTORY_FIELDS",
+                                       {std::to_string(line.fields.size()), std::to_string(fields->size())}));
       return false;
     }
     InventoryRow row{line.line, {}, {}, {}, {}, {}, {}};
     for (std::size_t j = 0; j < fields->size(); ++j) row.*(*fields)[j] = std::move(line.fields[j]);
     rows.push_back(std::move(row));
   }
-  if (rows.empty()) error = At(lines[0].line, "no NE follows the head");
+  if (rows.empty()) error = At(lines[0].line, apps::Text("INVENTORY_EMPTY"));
   return !rows.empty();
 }
 
@@ -102,7 +104,7 @@ bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std
     return false;
   }
   if (text.size() > kLargestFile) {
-    error = file + ": larger than " + std::to_string(kLargestFile >> 20) + " MiB; split it";
+    error = apps::Text("INVENTORY_TOO_LARGE", {file, std::to_string(kLargestFile >> 20)});
     return false;
   }
   if (ParseInventory(text, rows, error)) return true;

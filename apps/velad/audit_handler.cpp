@@ -1,5 +1,6 @@
 // Serves the audit of an inventory (apps/asn1/audit.asn1).
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -73,9 +74,13 @@ void FillFindings(const std::vector<Finding>& findings, const std::vector<NEReco
   response.omitted = static_cast<AsnIntType>(findings.size() - written);
 }
 
+// For the log, which is in English.
 std::string Summary(const AuditRun& run) {
   const std::string found = std::to_string(run.Findings().size()) + " faults found";
-  return run.ErrorCode() == 0 ? found : run.Reason() + ", " + found;
+  if (run.ErrorCode() == 0) return found;
+  char code[16];
+  std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(run.ErrorCode()));
+  return "ended early after " + std::to_string(run.Checked()) + " records, code " + code + ", " + found;
 }
 
 unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "apps/common/texts.h"
 #include "platform/os/vela_os.h"
 
 namespace velad {
@@ -34,6 +35,10 @@ std::string Quoted(std::string_view value) {
 
 std::string Who(const NERecord& record) {
   return Quoted(record.name) + " (" + Shown(record.identifier, 24) + ")";
+}
+
+std::string FaultText(AuditFault fault, std::initializer_list<std::string> values) {
+  return apps::ErrorText(static_cast<std::uint32_t>(fault), values);
 }
 
 }  // namespace
@@ -96,49 +101,43 @@ const NETypes::Minimum* NETypes::Find(const std::string& type) const {
 }
 
 void CheckForm(const NERecord& record, std::size_t index, std::vector<Finding>& out) {
-  const auto report = [&](AuditFault fault, std::string text) {
-    out.push_back({fault, index, std::nullopt, std::move(text)});
+  const auto report = [&](AuditFault fault, const std::string& value) {
+    out.push_back({fault, index, std::nullopt, FaultText(fault, {value})});
   };
-  if (!ParseNEIdentifier(record.identifier))
-    report(AuditFault::identifierForm,
-           "identifier " + Quoted(record.identifier) + " is not high-low with numbers up to 65535");
-  if (record.name.find_first_not_of(" \t") == std::string::npos)
-    report(AuditFault::nameEmpty, "the name is empty");
+  if (!ParseNEIdentifier(record.identifier)) report(AuditFault::identifierForm, Quoted(record.identifier));
+  if (record.name.find_first_not_of(" \t") == std::string::npos) report(AuditFault::nameEmpty, {});
   const auto address = ParseIPv4(record.address);
   if (!address)
-    report(AuditFault::addressForm, "address " + Quoted(record.address) + " is not an IPv4 address");
+    report(AuditFault::addressForm, Quoted(record.address));
   else if (!CanBelongToOneNE(*address))
-    report(AuditFault::addressUse, "address " + Quoted(record.address) + " cannot belong to one NE");
+    report(AuditFault::addressUse, Quoted(record.address));
 }
 
 void CheckType(const NERecord& record, std::size_t index, const NETypes& types, std::vector<Finding>& out) {
-  const auto report = [&](AuditFault fault, std::string text) {
-    out.push_back({fault, index, std::nullopt, std::move(text)});
+  const auto report = [&](AuditFault fault, std::initializer_list<std::string> values) {
+    out.push_back({fault, index, std::nullopt, FaultText(fault, values)});
   };
   const auto version = ParseVersion(record.version);
-  if (!version)
-    report(AuditFault::versionForm, "version " + Quoted(record.version) + " is not numbers joined by dots");
+  if (!version) report(AuditFault::versionForm, {Quoted(record.version)});
   const NETypes::Minimum* minimum = types.Find(record.type);
   if (minimum == nullptr)
-    report(AuditFault::typeUnknown, "type " + Quoted(record.type) + " is not known");
+    report(AuditFault::typeUnknown, {Quoted(record.type)});
   else if (version && IsOlder(*version, minimum->version))
-    report(AuditFault::versionLow, "version " + Shown(record.version) + " is below " + minimum->text +
-                                       ", the lowest supported one of " + record.type);
+    report(AuditFault::versionLow, {Shown(record.version), minimum->text, record.type});
 }
 
 void CrossCheck::Add(const NERecord& record, std::size_t index, std::vector<Finding>& out) {
+  const auto report = [&](AuditFault fault, const std::string& value, const Place& first) {
+    out.push_back({fault, index, first.index, FaultText(fault, {value, first.who})});
+  };
   if (const auto identifier = ParseNEIdentifier(record.identifier)) {
     const auto [place, fresh] = m_identifiers.try_emplace(*identifier, Place{index, Quoted(record.name)});
-    if (!fresh)
-      out.push_back({AuditFault::identifierTwice, index, place->second.index,
-                     "identifier " + record.identifier + " is also that of " + place->second.who});
+    if (!fresh) report(AuditFault::identifierTwice, record.identifier, place->second);
   }
   const auto address = ParseIPv4(record.address);
   if (!address || !CanBelongToOneNE(*address)) return;
   const auto [place, fresh] = m_addresses.try_emplace(*address, Place{index, Who(record)});
-  if (!fresh)
-    out.push_back({AuditFault::addressTwice, index, place->second.index,
-                   "address " + record.address + " is also that of " + place->second.who});
+  if (!fresh) report(AuditFault::addressTwice, record.address, place->second);
 }
 
 std::string Shown(std::string_view value, std::size_t limit) {

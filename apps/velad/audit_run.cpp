@@ -6,6 +6,7 @@
 #include <map>
 #include <thread>
 
+#include "apps/common/texts.h"
 #include "platform/bus/bus.h"
 #include "platform/message/te_cmd_msg.h"
 #include "platform/task/vela_app_mgr.h"
@@ -59,31 +60,19 @@ AuditRun::AuditRun(NSTE_util::TETaskContext& context, const std::vector<NERecord
 
 void AuditRun::Run() {
   if (CheckForms() && CheckTypes() && CompareAll())
-    m_context.SendProgress(100, NSTE_util::TaskProgressInfo("Audit done"));
+    m_context.SendProgress(100, NSTE_util::TaskProgressInfo(apps::Text("AUDIT_DONE")));
   std::stable_sort(m_findings.begin(), m_findings.end(),
                    [](const Finding& a, const Finding& b) { return a.record < b.record; });
 }
 
 std::string AuditRun::Reason() const {
-  const std::string where =
-      " after " + std::to_string(m_checked) + " of " + std::to_string(m_records.size()) + " records";
-  switch (m_errorCode) {
-    case 0:
-      return {};
-    case AUDIT_ERR_TIMEOUT:
-      return "the time-out ended the audit" + where;
-    case AUDIT_ERR_CLIENT_GONE:
-      return "the client has died" + where;
-    case AUDIT_ERR_STOPPING:
-      return "the server was told to end" + where;
-    default:
-      return "the audit was cancelled" + where;
-  }
+  if (m_errorCode == 0) return {};
+  return apps::ErrorText(m_errorCode, {std::to_string(m_checked), std::to_string(m_records.size())});
 }
 
 bool AuditRun::CheckForms() {
   const NSTE_util::ProgressSpanGuard span(kFormSpan);
-  Step step(m_context, "Reading " + std::to_string(m_records.size()) + " records", m_records.size(),
+  Step step(m_context, apps::Text("AUDIT_READING", {std::to_string(m_records.size())}), m_records.size(),
             kFormSpan);
   for (std::size_t i = 0; i < m_records.size(); ++i) {
     if (Ended()) return false;
@@ -103,8 +92,8 @@ bool AuditRun::CheckTypes() {
   for (const auto& [type, members] : groups) {
     const float share = 100.0F * static_cast<float>(members.size()) / static_cast<float>(m_records.size());
     const NSTE_util::ProgressSpanGuard one(share);
-    const std::string what = type.empty() ? "unknown types" : type;
-    Step step(m_context, "Checking " + what + ": " + std::to_string(members.size()) + " NEs", members.size(),
+    const std::string what = type.empty() ? apps::Text("AUDIT_UNKNOWN_TYPES") : apps::TypeName(type);
+    Step step(m_context, apps::Text("AUDIT_CHECKING", {what, std::to_string(members.size())}), members.size(),
               share * kTypeSpan / 100);
     for (const std::size_t i : members) {
       if (Ended()) return false;
@@ -120,7 +109,7 @@ bool AuditRun::CheckTypes() {
 
 bool AuditRun::CompareAll() {
   const NSTE_util::ProgressSpanGuard span(kCompareSpan);
-  Step step(m_context, "Comparing identifiers and addresses", m_records.size(), kCompareSpan);
+  Step step(m_context, apps::Text("AUDIT_COMPARING"), m_records.size(), kCompareSpan);
   CrossCheck check;
   for (std::size_t i = 0; i < m_records.size(); ++i) {
     if (Ended()) return false;

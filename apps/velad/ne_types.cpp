@@ -4,6 +4,7 @@
 #include <cstring>
 #include <memory>
 
+#include "apps/common/texts.h"
 #include "platform/config/vela_config.h"
 #include "platform/os/vela_os.h"
 
@@ -22,12 +23,11 @@ bool LoadNETypes(const std::string& file, NETypes& types, std::string& reason) {
     const int kind = VelaGetLine(in.get(), key, value);
     if (kind == VELA_LINE_END) break;
     if (kind == VELA_LINE_ENTRY && !types.Add(key, value)) {
-      reason =
-          file + ":" + std::to_string(line) + ": a type twice, or a version that is not numbers and dots";
+      reason = apps::Text("TYPES_BAD_LINE", {file, std::to_string(line)});
       return false;
     }
   }
-  if (types.empty()) reason = file + " holds no type";
+  if (types.empty()) reason = apps::Text("TYPES_NONE", {file});
   return !types.empty();
 }
 

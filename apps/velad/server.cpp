@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "apps/common/program_log.h"
+#include "apps/common/texts.h"
 #include "apps/common/watched_bus.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
@@ -59,11 +60,8 @@ bool MakeTaskMgrs(const ServerConfig& config) {
 }
 
 std::string WhyNotStarted(vela::BusResult result, CProcID address) {
-  if (result == vela::BusResult::taken)
-    return "the address " + AddressText(address) +
-           " is taken by another process; give this one its own ProcHandle";
-  return "cannot open the message bus below " + vela::InstallRoot() + "; look into the log in " +
-         LogProcess::Directory();
+  if (result == vela::BusResult::taken) return apps::Text("SERVER_ADDRESS_TAKEN", {AddressText(address)});
+  return apps::Text("SERVER_NO_BUS", {vela::InstallRoot(), LogProcess::Directory()});
 }
 
 // True when all handlers ended in time.
@@ -85,15 +83,15 @@ void HoldEndSignals() {
 
 int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   if (!apps::StartLog(argv0, name, LogFolder(config)))
-    return Fail("the log cannot be opened in " + LogProcess::Directory());
-  if (!MakeTaskMgrs(config)) return Fail("the worker threads cannot be started");
+    return Fail(apps::Text("SERVER_NO_LOG", {LogProcess::Directory()}));
+  if (!MakeTaskMgrs(config)) return Fail(apps::Text("SERVER_NO_WORKERS"));
   VelaAppMgr* app = VelaAppMgr::Instance();
   vela::BusResult result = vela::BusResult::failed;
   if (app->Start(apps::WatchOpen(vela::MakeLocalBus({}), result), config.address, 0) != 0)
     return Fail(WhyNotStarted(result, config.address));
   if (NSTE_util::InitDebugTask(kServiceTaskMgr) != 0 || NSTE_util::InitProgressTask(kServiceTaskMgr) != 0) {
     StopServing(0);
-    return Fail("the service tasks cannot be started");
+    return Fail(apps::Text("SERVER_NO_TASKS"));
   }
 
   LogProcess::Info("velad: serves as " + AddressText(config.address) + ", configuration " + config.file);

@@ -1,5 +1,6 @@
 #include "apps/velad/server_config.h"
 
+#include "apps/common/texts.h"
 #include "platform/config/vela_config.h"
 #include "platform/os/vela_os.h"
 
@@ -23,8 +24,8 @@ class KeyReader {
     if (VelaGetRegString(m_file.c_str(), key, text) != 1) return missing;
     int value = 0;
     if (VelaGetRegInt(m_file.c_str(), key, value) == 1 && value >= low && value <= high) return value;
-    Fail(std::string(key) + " = " + vela::EscapeControls(text) + " is not a number from " +
-         std::to_string(low) + " to " + std::to_string(high));
+    Fail(apps::Text("CONFIG_BAD_NUMBER",
+                    {key, vela::EscapeControls(text), std::to_string(low), std::to_string(high)}));
     return missing;
   }
 
@@ -48,8 +49,7 @@ bool FindConfig(const std::string& name, const std::string& processPath, const s
     file = place;
     return true;
   }
-  error = "there is no configuration file '" + name + "' (looked for " + places[0] + ", " + places[1] + ", " +
-          places[2] + ")";
+  error = apps::Text("CONFIG_NOT_FOUND", {name, places[0], places[1], places[2]});
   return false;
 }
 
@@ -61,8 +61,8 @@ bool LoadConfig(const std::string& file, const std::string& root, ServerConfig& 
   config.workerThreads = static_cast<unsigned>(keys.Int("WorkerThreads", 1, 256, 4));
   config.queueLimit = static_cast<unsigned>(keys.Int("QueueLimit", 1, 1000000, 1000));
   config.stopSeconds = keys.Int("StopSeconds", 0, 3600, 10);
-  if (number == 0) keys.Fail("the key ProcNumber is missing");
-  if (number == VELA_CLIENT_GROUP) keys.Fail("ProcNumber = 3003 belongs to the clients");
+  if (number == 0) keys.Fail(apps::Text("CONFIG_NO_PROCESS"));
+  if (number == VELA_CLIENT_GROUP) keys.Fail(apps::Text("CONFIG_CLIENT_NUMBER"));
   config.address = CProcID(static_cast<std::uint16_t>(number), static_cast<std::uint16_t>(handle));
   if (VelaGetRegString(file.c_str(), "LogDirectory", config.logDirectory) == 1 &&
       !config.logDirectory.empty() && config.logDirectory.front() != '/')

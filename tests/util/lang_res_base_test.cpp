@@ -186,7 +186,8 @@ TEST_F(LangRes, HeadingsOfNotes) {
   for (const auto& row : rows) {
     TELangResMgrBase mgr;
     mgr.LoadLangFile(Write("note.txt", "NOTE = \"" + row.format + "\"\n").c_str());
-    const std::string begin = std::string(100, 'a') + "--";
+    std::string begin(100, 'a');
+    begin += "--";
     const std::string end(200, 'b');
     RWCString text(begin + end);
     std::vector<RWCString> notes(1, "before");

@@ -1,0 +1,149 @@
+#pragma once
+#include <string_view>
+
+// The built-in English texts of the programs. install/res/<language>/resource.txt holds the same keys; what
+// is missing there is taken from here. {1}, {2}, ... stand for values.
+namespace apps {
+
+struct BuiltInText {
+  std::string_view key;
+  std::string_view english;
+};
+
+// clang-format off
+inline constexpr BuiltInText kTexts[] = {
+    // Command lines and configuration of velad.
+    {"VELAD_UNKNOWN_ARGUMENT", "unknown argument '{1}'; see velad --help"},
+    {"VELAD_NO_FILE", "-f needs the name of a configuration file"},
+    {"CONFIG_NOT_FOUND", "there is no configuration file '{1}' (looked for {2}, {3}, {4})"},
+    {"CONFIG_BAD_NUMBER", "{1} = {2} is not a number from {3} to {4}"},
+    {"CONFIG_NO_PROCESS", "the key ProcNumber is missing"},
+    {"CONFIG_CLIENT_NUMBER", "ProcNumber = 3003 belongs to the clients"},
+    // Start of velad.
+    {"SERVER_NO_LOG", "the log cannot be opened in {1}"},
+    {"SERVER_NO_WORKERS", "the worker threads cannot be started"},
+    {"SERVER_NO_TASKS", "the service tasks cannot be started"},
+    {"SERVER_ADDRESS_TAKEN", "the address {1} is taken by another process; give this one its own ProcHandle"},
+    {"SERVER_NO_BUS", "cannot open the message bus below {1}; look into the log in {2}"},
+    // The audit on the server.
+    {"TYPES_BAD_LINE", "{1}:{2}: a type twice, or a version that is not numbers and dots"},
+    {"TYPES_NONE", "{1} holds no type"},
+    {"AUDIT_READING", "Reading {1} records"},
+    {"AUDIT_CHECKING", "Checking {1}: {2} NEs"},
+    {"AUDIT_UNKNOWN_TYPES", "unknown types"},
+    {"AUDIT_COMPARING", "Comparing identifiers and addresses"},
+    {"AUDIT_DONE", "Audit done"},
+    // Command line of velactl.
+    {"VELACTL_NO_COMMAND", "no command is given; see velactl --help"},
+    {"VELACTL_UNKNOWN_COMMAND", "unknown command '{1}'; see velactl --help"},
+    {"AUDIT_SEE_HELP", "{1}; see velactl audit --help"},
+    {"AUDIT_BAD_PROCESS", "--process takes N or N/HANDLE, N from 1 to 65535, HANDLE from 1 to 10000"},
+    {"AUDIT_BAD_TIMEOUT", "--timeout takes seconds, 1 to 1000000"},
+    {"AUDIT_UNKNOWN_OPTION", "unknown option '{1}'"},
+    {"AUDIT_TWO_FILES", "one inventory file at a time"},
+    {"AUDIT_NO_FILE", "no inventory file is named"},
+    // Inventory files.
+    {"INVENTORY_LINE", "line {1}: {2}"},
+    {"INVENTORY_QUOTE_END", "text behind the closing quote of a field"},
+    {"INVENTORY_QUOTE_INSIDE", "a quote inside a field that does not begin with one"},
+    {"INVENTORY_QUOTE_OPEN", "a quoted field is not closed"},
+    {"INVENTORY_NOT_UTF8", "bytes that are not UTF-8"},
+    {"INVENTORY_CONTROL", "a control character"},
+    {"INVENTORY_NO_HEAD", "the head is missing: {1}"},
+    {"INVENTORY_UNKNOWN_COLUMN", "column '{1}' is not known; the head is {2}"},
+    {"INVENTORY_COLUMN_TWICE", "column '{1}' stands there twice"},
+    {"INVENTORY_NO_COLUMN", "column '{1}' is missing"},
+    {"INVENTORY_FIELDS", "{1} fields instead of {2}"},
+    {"INVENTORY_EMPTY", "no NE follows the head"},
+    {"INVENTORY_TOO_LARGE", "{1}: larger than {2} MiB; split it"},
+    // The audit on the client.
+    {"CLIENT_NO_LOG", "the log cannot be opened below {1}; check that you may write there"},
+    {"CLIENT_NO_BUS", "cannot open the message bus below {1}; the log in var/logs/Develop tells why"},
+    {"CLIENT_NO_SERVER", "no server process {1} is running below {2}; start one with velad, or name another one with --process"},
+    {"SERVER_ENDED", "server process {1} ended during the audit; start it again, then repeat the audit"},
+    {"SERVER_FAILED", "server process {1} failed with code {2}; look into its log"},
+    {"AUDIT_NOTHING_SENT", "{1}; nothing was sent"},
+    {"AUDIT_TOO_MANY", "{1}: {2} NEs are more than one request can carry; split the file"},
+    {"AUDIT_SENDING", "Sending {1} NEs"},
+    {"AUDIT_CANCELLING", "cancelling; Ctrl-C again leaves at once"},
+    {"AUDIT_CANCEL_REFUSED", "the server did not take the cancel; Ctrl-C again leaves without its answer"},
+    {"AUDIT_LEFT", "left without the server's answer"},
+    {"AUDIT_ENDED_EARLY", "the audit ended early"},
+    {"AUDIT_INCOMPLETE", "{1}; the result is incomplete, repeat the audit for all of it"},
+    {"AUDIT_NOT_WRITTEN", "the result cannot be written to standard output"},
+    {"AUDIT_HEAD_LINE", "LINE"},
+    {"AUDIT_HEAD_FAULT", "FAULT"},
+    {"AUDIT_HEAD_NE", "NE"},
+    {"AUDIT_HEAD_NAME", "NAME"},
+    {"AUDIT_HEAD_TEXT", "TEXT"},
+    {"AUDIT_OTHER_LINE", "{1}, line {2}"},
+    {"AUDIT_SUMMARY", "{1} of {2} NEs checked, {3} faults found"},
+    {"AUDIT_OMITTED", "{1} more faults did not fit into the answer"},
+    // Results of requests, by code in hexadecimal. {1}: the server process.
+    {"ERR4101F003", "server process {1} gave no sign of life for a long time; look into its log"},
+    {"ERR4101F008", "server process {1} failed; look into its log"},
+    {"ERR4101F00A", "server process {1} and this program do not understand each other; look into its log"},
+    {"ERR4101F00E", "memory is exhausted; split the file or try again later"},
+    {"ERR4101F020", "server process {1} is overloaded; try again in a moment"},
+    {"ERR4101F021", "server process {1} is shutting down; start it again, then repeat the request"},
+    {"ERR4101F022", "server process {1} is not running any more; start it, then repeat the request"},
+    {"ERR4101F023", "server process {1} does not know this request; name another one with --process"},
+    {"ERR4101F024", "the request is too large for one message; split the file"},
+    // Why an audit ended early, by code. {1} of {2} records were checked.
+    {"ERR42010001", "the audit was cancelled after {1} of {2} records"},
+    {"ERR42010002", "the time-out ended the audit after {1} of {2} records"},
+    {"ERR42010003", "the server was told to end after {1} of {2} records"},
+    {"ERR42010005", "the client has died after {1} of {2} records"},
+    // Faults of NEs, by code. {1}: the value at fault.
+    {"ERR42010101", "identifier {1} is not high-low with numbers up to 65535"},
+    {"ERR42010102", "the name is empty"},
+    {"ERR42010103", "address {1} is not an IPv4 address"},
+    {"ERR42010104", "address {1} cannot belong to one NE"},
+    {"ERR42010105", "type {1} is not known"},
+    {"ERR42010106", "version {1} is not numbers joined by dots"},
+    {"ERR42010107", "version {1} is below {2}, the lowest supported one of {3}"},
+    {"ERR42010108", "identifier {1} is also that of {2}"},
+    {"ERR42010109", "address {1} is also that of {2}"},
+    // Help, a line for each numbered key of a resource file.
+    {"VELAD_HELP",
+     "velad - a server process of the network-management platform\n"
+     "\n"
+     "usage: velad [-f FILE]\n"
+     "\n"
+     "  -f FILE     the configuration file, by default velad.cfg. Looked for as ../conf/FILE from the folder of\n"
+     "              the program, then as $VELA_ROOT/conf/FILE, then as FILE itself. Its keys: ProcNumber and\n"
+     "              ProcHandle (the address), WorkerThreads, QueueLimit, StopSeconds, LogDirectory.\n"
+     "  --help      this text\n"
+     "  --version   the version\n"
+     "\n"
+     "Prints \"ready\" when it serves, ends with SIGTERM, SIGINT or SIGHUP: running requests may take StopSeconds to\n"
+     "end, waiting ones are answered with an error. Exit code 0, or 1 when it could not serve.\n"
+     "VELA_ROOT names the installation root; logs are in var/logs/Develop/velad_<ProcHandle>/ below it.\n"},
+    {"VELACTL_HELP",
+     "velactl - client of the server processes of one installation root\n"
+     "\n"
+     "usage: velactl COMMAND ...\n"
+     "\n"
+     "  audit FILE  check an inventory of NEs; see velactl audit --help\n"
+     "  --help      this text\n"
+     "  --version   the version\n"
+     "\n"
+     "VELA_ROOT names the installation root, the same as the server's.\n"},
+    {"AUDIT_HELP",
+     "velactl audit - check an inventory of NEs on a server\n"
+     "\n"
+     "usage: velactl audit FILE [--process N[/HANDLE]] [--timeout S] [--json]\n"
+     "\n"
+     "  FILE        CSV with the columns identifier, name, type, address, version and position, named by its\n"
+     "              first line\n"
+     "  --process   number of the server process, and which instance of it; by default 100 and any\n"
+     "  --timeout   seconds after which the audit ends with what it has found\n"
+     "  --json      print the result as JSON\n"
+     "\n"
+     "Prints the faults to standard output, the progress to standard error. Ctrl-C cancels the audit and prints\n"
+     "what was found so far; a second one leaves at once. Exit code 0 when the audit ran to its end, 1 when not\n"
+     "(the reason is on standard error), 130 after a second Ctrl-C.\n"},
+};
+// clang-format on
+
+}  // namespace apps

@@ -1,0 +1,28 @@
+#include "apps/velactl/failure.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "apps/common/texts.h"
+#include "platform/os/vela_os.h"
+
+namespace velactl {
+
+int Fail(const std::string& reason) {
+  std::fprintf(stderr, "velactl: %s\n", vela::EscapeControls(reason).c_str());
+  return EXIT_FAILURE;
+}
+
+std::string AddressText(CProcID process) {
+  return std::to_string(process.Number()) + "/" + std::to_string(process.Handle());
+}
+
+std::string WhyFailed(std::uint32_t code, CProcID server) {
+  const std::string known = apps::ErrorText(code, {AddressText(server)});
+  if (!known.empty()) return known;
+  char number[16];
+  std::snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(code));
+  return apps::Text("SERVER_FAILED", {AddressText(server), number});
+}
+
+}  // namespace velactl

@@ -1,0 +1,122 @@
+#include "apps/common/texts.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <set>
+
+#include "platform/config/vela_config.h"
+#include "platform/testkit/testkit.h"
+#include "tests/apps/child.h"
+#include "util/basicutil/lang_res_base.h"
+
+namespace apps_test {
+namespace {
+
+std::map<std::string, std::string> Entries(const std::string& language, int& lines) {
+  std::map<std::string, std::string> entries;
+  const std::string name = files::Root() + "res/" + language + "/resource.txt";
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(VELA_OS::fopen(name.c_str(), "r"),
+                                                             VELA_OS::fclose);
+  char key[VELA_LINE_TEXT];
+  char text[VELA_LINE_TEXT];
+  lines = 0;
+  while (const int kind = VelaGetLine(file.get(), key, text)) {
+    lines += kind == VELA_LINE_ENTRY;
+    if (kind == VELA_LINE_ENTRY) entries.try_emplace(key, text);
+  }
+  return entries;
+}
+
+std::multiset<char> Places(const std::string& text) {
+  std::multiset<char> places;
+  for (std::size_t at = 0; (at = text.find('{', at)) != std::string::npos; ++at) places.insert(text[at + 1]);
+  return places;
+}
+
+// Help stands in numbered lines, which a language may have as many of as it needs.
+TEST(TextsTest, ShippedFilesHoldEveryTextOnce) {
+  for (const char* language : {"en_US", "zh_CN"}) {
+    SCOPED_TRACE(language);
+    const bool english = std::string(language) == "en_US";
+    const testkit::Language current(language);
+    apps::LoadTexts();
+    int lines = 0;
+    auto entries = Entries(language, lines);
+    EXPECT_EQ(entries.size(), static_cast<std::size_t>(lines)) << "a key twice";
+    for (const apps::BuiltInText& text : apps::kTexts) {
+      const std::string key(text.key);
+      if (!text.english.ends_with('\n')) {
+        ASSERT_TRUE(entries.contains(key)) << key;
+        EXPECT_EQ(Places(entries[key]), Places(std::string(text.english))) << key;
+        EXPECT_EQ(english, entries[key] == text.english) << key;
+        entries.erase(key);
+        continue;
+      }
+      std::string help;
+      for (int i = 0; NSTE_util::AppendResAndTrimAChar(key.c_str(), i, help); ++i) {
+        help += '\n';
+        char suffix[16];
+        std::snprintf(suffix, sizeof suffix, "%X", static_cast<unsigned>(i));
+        entries.erase(key + suffix);
+      }
+      EXPECT_EQ(english, help == text.english) << key;
+    }
+    EXPECT_TRUE(entries.empty()) << entries.begin()->first << " is used nowhere";
+    NSTE_util::TELangResMgr::Destroy();
+  }
+}
+
+TEST(TextsTest, FallBackAndHostileResources) {
+  EXPECT_EQ(apps::Text("CONFIG_NO_PROCESS"), "the key ProcNumber is missing") << "nothing is loaded";
+  EXPECT_EQ(apps::ErrorText(0x42010102), "the name is empty");
+  EXPECT_EQ(apps::ErrorText(0xFFFFFFFF), "");
+  EXPECT_EQ(apps::TypeName("X"), "X");
+  files::Write("res/xx/resource.txt",
+               "INVENTORY_LINE = {2}{1}{3}{}{0}{%n%s\x1B[2J\n"
+               "ERR42010103 = \"\\n{1}{1}\"\n"
+               "ERR = all ones\n"
+               "INVENTORY_EMPTY =\n"
+               "NETYPE_X = type {1}\n");
+  const testkit::Language current("xx");
+  apps::LoadTexts();
+  EXPECT_EQ(apps::Text("INVENTORY_LINE", {"{2}", "b"}), "b{2}{3}{}{0}{%n%s\\x1B[2J")
+      << "values are not looked into";
+  EXPECT_EQ(apps::ErrorText(0x42010103, {"a"}), "\\x0Aaa");
+  EXPECT_EQ(apps::ErrorText(0xFFFFFFFF), "") << "no code is the key without one";
+  EXPECT_EQ(apps::Text("INVENTORY_EMPTY"), "no NE follows the head") << "an empty text is none";
+  EXPECT_EQ(apps::TypeName("X"), "type {1}");
+  NSTE_util::TELangResMgr::Destroy();
+}
+
+TEST(ProgramsTest, SpeakTheLanguageOfTheRoot) {
+  files::Write("etc/conf/vela.cfg", "Language = zh_CN\n");
+  std::string texts = files::Read("res/zh_CN/resource.txt");
+  texts.replace(texts.find("AUDIT_DONE ="), 10, "REMOVED");
+  files::Write("res/zh_CN/resource.txt", texts);
+  Server server("");
+  ASSERT_TRUE(server.Ready());
+  Audit audit(files::Write("three.csv",
+                           "identifier,name,type,address,version,position\n"
+                           "9-1,深圳福田,OTN-9600,10.0.0.1,6.1,\n9-1,a,OTN-9600,10.0.0,6.1,\n"));
+  EXPECT_EQ(audit.End(), 0);
+  EXPECT_EQ(audit.Text(Child::out),
+            "行  故障              网元  名称  说明\n"
+            "3   address-form      9-1   a     地址 \"10.0.0\" 不是 IPv4 地址\n"
+            "3   identifier-twice  9-1   a     标识 9-1 与 \"深圳福田\" 相同，第 2 行\n"
+            "\n"
+            "共 2 个网元，已检查 2 个，发现 2 处故障\n");
+  const std::string& progress = audit.Text(Child::err);
+  EXPECT_NE(progress.find("0% 发送 2 个网元\n"), std::string::npos) << progress;
+  EXPECT_NE(progress.find("% 检查 光传送设备 OTN-9600：2 个网元\n"), std::string::npos) << progress;
+  EXPECT_NE(progress.find("% Audit done\n"), std::string::npos) << "missing there: in English";
+  Audit missing("missing.csv");
+  EXPECT_EQ(missing.End(), 1);
+  EXPECT_EQ(missing.Text(Child::err), "velactl: missing.csv: No such file or directory；没有发送任何内容\n");
+  Child second({VELA_BIN_DIR "/velad", "-f", "test.cfg"});
+  EXPECT_EQ(second.End(), 1);
+  EXPECT_EQ(second.Text(Child::err), "velad: 地址 100/1 已被另一进程占用；请给本进程另设 ProcHandle\n");
+}
+
+}  // namespace
+}  // namespace apps_test
