@@ -1,0 +1,54 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vela {
+
+// The offsets of one zone over all time. Immutable, so safe in any thread; lives as long as the process.
+class ZoneRules {
+ public:
+  // From `begin` (seconds since 1970, UTC) until the next span begins.
+  struct Span {
+    std::int64_t begin;
+    std::int32_t offset;  // seconds east of UTC
+    bool dst;
+  };
+
+  // What a wall clock's time can stand for: the spans in which it is shown, in their order; none when the
+  // clock skips it. `before` then ends where the clock skips.
+  struct Shown {
+    const Span* first = nullptr;
+    const Span* second = nullptr;
+    const Span* before = nullptr;
+  };
+
+  ZoneRules(std::string name, std::vector<Span> spans);
+
+  // Null when the zone database has no such zone. "UTC" needs no database. Takes a lock.
+  static const ZoneRules* Find(const std::string& name);
+  // The zone of the host; null when it cannot be told.
+  static const ZoneRules* OfHost();
+
+  const std::string& Name() const { return m_name; }
+  const Span& At(std::int64_t utc) const { return m_spans[Index(utc)]; }
+  // Whether the zone has the offset at any time.
+  bool Uses(std::int32_t offset) const;
+  // `wall`: the clock's time as if it were UTC.
+  Shown AtWall(std::int64_t wall) const;
+  // The span with the flag that is last before `near` or else next after it, at most a year away; null if none.
+  const Span* Nearest(const Span& near, bool dst) const;
+
+ private:
+  std::size_t Index(std::int64_t utc) const;
+  std::int64_t EndOf(std::size_t index) const;
+
+  std::string m_name;
+  std::vector<Span> m_spans;  // ordered; the first begins before all time
+  std::vector<std::int32_t> m_offsets;  // ordered, each once
+};
+
+// The server's zone: read from the configuration on first use.
+const ZoneRules& ServerZone();
+
+}  // namespace vela
