@@ -190,6 +190,22 @@ void Clock::Advance(std::chrono::microseconds by) {
   m_impl->microseconds->fetch_add(by.count());
 }
 
+Zone::Zone(const std::string& name) : m_previous(vela::ServerZoneName()) {
+  if (!vela::SetServerZone(name)) Fail("no such time zone");
+}
+
+Zone::~Zone() {
+  vela::SetServerZone(m_previous);
+}
+
+ZoneFaults::ZoneFaults(unsigned calls) {
+  vela::SetZoneFaults(calls);
+}
+
+ZoneFaults::~ZoneFaults() {
+  vela::SetZoneFaults(0);
+}
+
 Language::Language(const std::string& language) : m_previous(VELAcommon::VELAMsg::getLanguage()) {
   VELAcommon::VELAMsg::setLanguage(language);
 }

@@ -10,6 +10,7 @@
 #include "platform/export.h"
 #include "platform/message/vela_cmd_msg.h"
 #include "platform/os/os_faults.h"
+#include "platform/time/server_zone.h"
 
 class VelaGnlTask;
 
@@ -122,6 +123,27 @@ class VELA_EXPORT Clock {
  private:
   struct Impl;
   std::unique_ptr<Impl> m_impl;
+};
+
+// The server's time zone while it lives; fails the program when the zone database has no such zone.
+class VELA_EXPORT Zone {
+ public:
+  explicit Zone(const std::string& name);
+  ~Zone();
+  Zone(const Zone&) = delete;
+  Zone& operator=(const Zone&) = delete;
+
+ private:
+  std::string m_previous;
+};
+
+// Makes operations of the time-zone service fail: vela::ZoneCall values added up.
+class VELA_EXPORT ZoneFaults {
+ public:
+  explicit ZoneFaults(unsigned calls = vela::ZONE_ALL);
+  ~ZoneFaults();
+  ZoneFaults(const ZoneFaults&) = delete;
+  ZoneFaults& operator=(const ZoneFaults&) = delete;
 };
 
 // The interface language while it lives.

@@ -12,7 +12,8 @@ constexpr std::int64_t kDaySeconds = 86'400;
 
 inline bool IsTime(const VELATime& t) {
   if (t.year < -32'767 || t.year > 32'767 || t.month < 1 || t.month > 12 || t.day < 1) return false;
-  if (t.hour < 0 || t.hour > 23 || t.minute < 0 || t.minute > 59 || t.second < 0 || t.second > 59) return false;
+  if (t.hour < 0 || t.hour > 23 || t.minute < 0 || t.minute > 59 || t.second < 0 || t.second > 59)
+    return false;
   return t.day <= 28 || date::year_month_day(date::year(t.year), date::month(static_cast<unsigned>(t.month)),
                                              date::day(static_cast<unsigned>(std::min(t.day, 32))))
                             .ok();

@@ -12,7 +12,8 @@ class VELA_EXPORT RWDBDateTime {
  public:
   RWDBDateTime() = default;  // no time
   // A calendar time of the zone; no time when there is no such date or time of day. Of two moments that the
-  // zone's clock shows alike the first counts; a time that it skips is read with the offset before the change.
+  // zone's clock shows alike the first counts; a time that it skips is read with the offset before the
+  // change.
   RWDBDateTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
                const RWZone& zone = RWZone::local());
 

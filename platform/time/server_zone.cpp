@@ -28,7 +28,8 @@ Choice ConfiguredZone() {
   if (!root.empty()) VelaGetRegString((root + "etc/conf/vela.cfg").c_str(), "TimeZone", name);
   if (name.empty()) return HostZone({});
   if (const ZoneRules* zone = ZoneRules::Find(name)) return {zone, {}};
-  return HostZone("time zone: \"" + name + "\" (TimeZone in etc/conf/vela.cfg) is unknown, the host's zone is used. ");
+  return HostZone("time zone: \"" + name +
+                  "\" (TimeZone in etc/conf/vela.cfg) is unknown, the host's zone is used. ");
 }
 
 }  // namespace

@@ -58,7 +58,7 @@ std::int32_t OffsetOf(const vela::ZoneRules& rules, const VELATime& local, std::
   const vela::ZoneRules::Span* const fitting = WithOffset(shown, local.zone);
   if (fitting == nullptr) return ByRules(shown, dst)->offset;
   if (fitting->dst == dst || IsServersNow(rules, local)) return local.zone;
-  const vela::ZoneRules::Span* const meant = rules.Nearest(*fitting, dst);
+  const vela::ZoneRules::Span* const meant = rules.Nearest(wall - local.zone, dst);
   return meant != nullptr ? meant->offset : local.zone;
 }
 

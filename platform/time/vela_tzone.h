@@ -2,10 +2,10 @@
 #include "platform/export.h"
 #include "platform/time/vela_time.h"
 
-// The time-zone service: the time of day from the platform's clock, the rules from the system's zone database.
-// The server's zone is the key "TimeZone" of etc/conf/vela.cfg, else the zone of the host; it is read on first
-// use. An unknown name is reported once in the log and the host's zone used; where that is unknown too, UTC.
-// Safe in any thread; no lock is taken once the zone is read.
+// The time-zone service: the time of day from the platform's clock, the rules from the system's zone
+// database. The server's zone is the key "TimeZone" of etc/conf/vela.cfg, else the zone of the host; it is
+// read on first use. An unknown name is reported once in the log and the host's zone used; where that is
+// unknown too, UTC. Safe in any thread; no lock is taken once the zone is read.
 //
 // Long times are 32 bits wide: 1901-12-13 20:45:52 to 2038-01-19 03:14:07 UTC. What does not fit fails.
 // Operations that return -1 leave their output untouched; input and output may be the same record. A failure
@@ -31,9 +31,9 @@ class VELA_EXPORT VELATZone {
   static int getServerLocalTime(VELATime& now);
 
   // The moment of a local time. An offset that the zone has at the record's time counts, so what getLocalTime
-  // gave comes back exactly, also in the hour that the clock shows twice. Only when the flag says the opposite
-  // of the rules, and the pair is not what the server has now, the flag wins: the clock is read with the
-  // offset that the zone last had with that flag, at most a year away. An offset of the other season is
+  // gave comes back exactly, also in the hour that the clock shows twice. Only when the flag says the
+  // opposite of the rules, and the pair is not what the server has now, the flag wins: the clock is read with
+  // the offset that the zone last had with that flag, at most a year away. An offset of the other season is
   // replaced by the rules; in the hour shown twice the flag then chooses, else the first time counts. A time
   // that the clock skips is read with the offset before the change.
   // 0, or -1.

@@ -110,12 +110,12 @@ ZoneRules::Shown ZoneRules::AtWall(std::int64_t wall) const {
   return shown;
 }
 
-const ZoneRules::Span* ZoneRules::Nearest(const Span& near, bool dst) const {
-  const auto from = static_cast<std::size_t>(&near - m_spans.data());
-  for (std::size_t i = from; i-- > 0 && near.begin - EndOf(i) <= kYear;) {
+const ZoneRules::Span* ZoneRules::Nearest(std::int64_t utc, bool dst) const {
+  const std::size_t here = Index(utc);
+  for (std::size_t i = here; i-- > 0 && utc - EndOf(i) <= kYear;) {
     if (m_spans[i].dst == dst) return &m_spans[i];
   }
-  for (std::size_t i = from + 1; i < m_spans.size() && m_spans[i].begin - EndOf(from) <= kYear; ++i) {
+  for (std::size_t i = here + 1; i < m_spans.size() && m_spans[i].begin - utc <= kYear; ++i) {
     if (m_spans[i].dst == dst) return &m_spans[i];
   }
   return nullptr;

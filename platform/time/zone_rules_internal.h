@@ -36,15 +36,16 @@ class ZoneRules {
   bool Uses(std::int32_t offset) const;
   // `wall`: the clock's time as if it were UTC.
   Shown AtWall(std::int64_t wall) const;
-  // The span with the flag that is last before `near` or else next after it, at most a year away; null if none.
-  const Span* Nearest(const Span& near, bool dst) const;
+  // Of the spans with the flag, the one that ended last before `utc`, else the one that begins next; at most
+  // a year from it. Null if none.
+  const Span* Nearest(std::int64_t utc, bool dst) const;
 
  private:
   std::size_t Index(std::int64_t utc) const;
   std::int64_t EndOf(std::size_t index) const;
 
   std::string m_name;
-  std::vector<Span> m_spans;  // ordered; the first begins before all time
+  std::vector<Span> m_spans;            // ordered; the first begins before all time
   std::vector<std::int32_t> m_offsets;  // ordered, each once
 };
 

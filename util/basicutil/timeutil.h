@@ -38,7 +38,8 @@ BASIC_UTIL_EXPORT void GetSysTimeForFileName(std::string& text);
 // The server's zone now, daylight-saving time included.
 BASIC_UTIL_EXPORT __int64 GetNMTimeZone();
 BASIC_UTIL_EXPORT void GetNMTimeZone(std::string& text);  // "GMT+08:00"
-// The offset of a text like "GMT+08:00" (nine characters, the sign at index 3); the server's own of any other.
+// The offset of a text like "GMT+08:00" (nine characters, the sign at index 3); the server's own of any
+// other.
 BASIC_UTIL_EXPORT __int64 GetTimeZone(const std::string& text);
 // tm_isdst of the server-local now.
 BASIC_UTIL_EXPORT int NMDstFlag();

@@ -1,12 +1,11 @@
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
 #include <string_view>
 
 #include "util/basicutil/assert_report.h"
-#include "util/basicutil/stringutil.h"
+#include "util/basicutil/stringutil_internal.h"
 #include "util/basicutil/timeutil.h"
 #include "util/basicutil/timeutil_internal.h"
 
@@ -31,22 +30,12 @@ struct Fields {
   std::size_t count = 0;
 };
 
-std::optional<int> Number(std::string_view field) {
-  std::string digits(field);
-  if (!TEStrTrim(digits, true)) return std::nullopt;
-  int number = 0;
-  const auto read = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  return read.ec == std::errc{} ? std::optional(number) : std::nullopt;
-}
-
 std::optional<Fields> Cut(std::string_view text) {
   Fields fields;
   while (!text.empty()) {
     if (fields.count == kSeparators.size()) return std::nullopt;
     const std::size_t end = text.find(kSeparators[fields.count]);
-    const std::optional<int> number = Number(text.substr(0, end));
-    if (!number) return std::nullopt;
-    fields.numbers[fields.count++] = *number;
+    if (!ReadDigits(text.substr(0, end), fields.numbers[fields.count++])) return std::nullopt;
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
   }
   return fields;
