@@ -1,0 +1,47 @@
+#pragma once
+#include <gtest/gtest.h>
+
+#include <list>
+#include <string>
+
+#include "platform/testkit/testkit.h"
+#include "tests/files.h"
+#include "util/basicutil/common.h"
+#include "util/basicutil/mutex.h"
+#include "util/basicutil/mutex_query.h"
+
+using namespace NSTE_util;
+
+namespace mutex_test {
+
+using Objects = std::list<TEOperObject>;
+
+inline TEMutexOperMgr& Mgr() {
+  return *TEMutexOperMgr::Instance();
+}
+
+inline bool Load(const std::string& content) {
+  return Mgr().LoadMutexFile(files::Write("mutex.cfg", content));
+}
+
+// How often the text stands in the log, held-back records included.
+inline int CountIn(const testkit::LogCapture& log, const std::string& text) {
+  WriteException("dump");
+  int count = 0;
+  for (const testkit::LogRecord& record : log.Records()) {
+    for (std::size_t at = record.text.find(text); at != std::string::npos;
+         at = record.text.find(text, at + 1))
+      ++count;
+  }
+  return count;
+}
+
+class MutexTest : public testing::Test {
+ protected:
+  ~MutexTest() override { TEMutexOperMgr::Destroy(); }
+  int Traced(const std::string& text) { return CountIn(m_log, text); }
+
+  testkit::LogCapture m_log;
+};
+
+}  // namespace mutex_test
