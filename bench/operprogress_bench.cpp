@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
       options, {[steps] { return StepNanoseconds(steps); }, [steps] { return LookUpNanoseconds(steps); }});
   bench::Print(options,
                {{"silent step against a look-up under the lock, ns", samples[0], samples[1], {}, 3}});
-  std::printf("%ld steps, %ld reports\n", steps, g_reports);
+  std::fprintf(stderr, "%ld steps, %ld reports\n", steps, g_reports);
   vela::SetFrameCapture({});
   return 0;
 }

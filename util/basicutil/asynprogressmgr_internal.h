@@ -1,16 +1,18 @@
 #pragma once
-#include <compare>
 #include <cstdint>
 #include <span>
 #include <vector>
 
 #include "platform/message/proc_id.h"
+#include "util/basicutil/few_rows_internal.h"
 
 namespace NSTE_util {
 
 // The arithmetic of one mission of the asynchronous progress manager: its processes, their sub-missions and
-// what they have reported. Two flat, sorted tables and a running total: with thousands of missions, a report
-// costs what it takes to fetch them from memory. Not locked.
+// what they have reported. Not locked.
+//
+// With thousands of missions, a report costs what it takes to fetch the mission from memory: so the tables of
+// a usual one lie in the object, one after the other, and the total is kept.
 class AsynMission {
  public:
   struct Abort {
@@ -18,7 +20,9 @@ class AsynMission {
     std::vector<std::uint32_t> subMissions;  // empty when the process had finished
   };
 
-  // A process that is there already starts anew.
+  explicit AsynMission(std::uint32_t id) : m_id(id) {}
+
+  // Sub-mission ids are those of this mission. A process that is there already starts anew.
   void SetProcess(const CProcID& process, float weight, std::uint32_t count,
                   std::span<const std::uint32_t> subMissions);
   // False when the process is unknown or stopped.
@@ -32,31 +36,36 @@ class AsynMission {
 
  private:
   struct Process {
+    std::int32_t Share() const;  // in the mission's total, cut to the whole percent
+
     CProcID id;
     float weight = 0;
-    std::int32_t percent = 0;  // as of the last report: a sub-mission that moves away does not change it
     std::uint32_t count = 0;
-    std::uint32_t sum = 0;  // of the sub-missions' percents
-    std::int32_t share = 0;
+    std::uint32_t sum = 0;     // of the sub-missions' percents
+    std::uint8_t percent = 0;  // as of the last report: a sub-mission that moves away does not change it
     bool stopped = false;
   };
   struct SubMission {
     CProcID process;
-    std::uint32_t id = 0;
-    std::uint32_t percent = 0;
+    std::uint16_t number = 0;  // the id's lower half
+    std::uint8_t percent = 0;
   };
 
-  std::vector<Process>::iterator LowerProcess(const CProcID& id);
-  std::vector<SubMission>::iterator LowerSubMission(const CProcID& process, std::uint32_t id);
+  static constexpr std::size_t USUAL = 10;
+
   Process* FindProcess(const CProcID& id);
   Process& GetProcess(const CProcID& id);
+  // The first sub-mission of a process that is not below the number.
+  SubMission* LowerSubMission(const CProcID& process, std::uint16_t number);
+  // Null when the process does not hold it, or the id is another mission's.
   SubMission* FindSubMission(const CProcID& process, std::uint32_t id);
+  bool HoldsAny(const CProcID& process);
   void Apply(Process& process, std::uint32_t subMissionId, std::uint32_t percent);
-  void Refresh(Process& process);
 
-  std::vector<Process> m_processes;       // by id
-  std::vector<SubMission> m_subMissions;  // by process and id
   std::int64_t m_total = 0;
+  std::uint32_t m_id;
+  FewRows<Process, USUAL> m_processes;       // by id
+  FewRows<SubMission, USUAL> m_subMissions;  // by process and number
 };
 
 // Toward zero, and into 32 bits: weights are the callers', so the value may be anything.

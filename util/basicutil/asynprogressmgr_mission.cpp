@@ -7,13 +7,19 @@
 namespace NSTE_util {
 namespace {
 
-// The first row that is not below the key. Most missions have a handful of rows: reading on fetches them from
-// memory side by side, where halving would wait for one after the other.
+// The first row that is not below the key. Reading on through a handful of rows fetches them side by side,
+// where halving would wait for one after the other.
 template <class Rows, class Below>
-auto LowerRow(Rows& rows, Below below) {
+auto* LowerRow(Rows& rows, Below below) {
   constexpr std::size_t FEW = 32;
   return rows.size() <= FEW ? std::find_if_not(rows.begin(), rows.end(), below)
                             : std::partition_point(rows.begin(), rows.end(), below);
+}
+
+constexpr std::uint32_t NUMBER = 0xFFFF;
+
+std::uint16_t Number(std::uint32_t subMissionId) {
+  return static_cast<std::uint16_t>(subMissionId & NUMBER);
 }
 
 bool Covers(const CProcID& holder, const CProcID& process) {
@@ -31,71 +37,67 @@ std::int32_t TruncatePercent(float value) {
   return isNumber ? static_cast<std::int32_t>(value) : 0;
 }
 
-std::vector<AsynMission::Process>::iterator AsynMission::LowerProcess(const CProcID& id) {
-  return LowerRow(m_processes, [&](const Process& process) { return process.id < id; });
-}
-
-std::vector<AsynMission::SubMission>::iterator AsynMission::LowerSubMission(const CProcID& process,
-                                                                            std::uint32_t id) {
-  return LowerRow(m_subMissions, [key = std::tie(process, id)](const SubMission& subMission) {
-    return std::tie(subMission.process, subMission.id) < key;
-  });
+std::int32_t AsynMission::Process::Share() const {
+  const int counted = stopped ? 100 : percent;
+  return TruncatePercent(static_cast<float>(counted) * weight);
 }
 
 AsynMission::Process* AsynMission::FindProcess(const CProcID& id) {
-  const auto found = LowerProcess(id);
-  return found != m_processes.end() && found->id == id ? &*found : nullptr;
+  Process* found = LowerRow(m_processes, [&](const Process& process) { return process.id < id; });
+  return found != m_processes.end() && found->id == id ? found : nullptr;
 }
 
 AsynMission::Process& AsynMission::GetProcess(const CProcID& id) {
-  const auto place = LowerProcess(id);
-  if (place != m_processes.end() && place->id == id) return *place;
-  Process& process = *m_processes.emplace(place);
-  process.id = id;
-  return process;
+  if (Process* found = FindProcess(id)) return *found;
+  Process* place = LowerRow(m_processes, [&](const Process& process) { return process.id < id; });
+  return *m_processes.Insert(place, Process{.id = id});
+}
+
+AsynMission::SubMission* AsynMission::LowerSubMission(const CProcID& process, std::uint16_t number) {
+  return LowerRow(m_subMissions, [key = std::tie(process, number)](const SubMission& subMission) {
+    return std::tie(subMission.process, subMission.number) < key;
+  });
 }
 
 AsynMission::SubMission* AsynMission::FindSubMission(const CProcID& process, std::uint32_t id) {
-  const auto found = LowerSubMission(process, id);
-  return found != m_subMissions.end() && found->process == process && found->id == id ? &*found : nullptr;
+  if ((id & ~NUMBER) != m_id) return nullptr;
+  const std::uint16_t number = Number(id);
+  SubMission* found = LowerSubMission(process, number);
+  return found != m_subMissions.end() && found->process == process && found->number == number ? found
+                                                                                              : nullptr;
+}
+
+bool AsynMission::HoldsAny(const CProcID& process) {
+  const SubMission* first = LowerSubMission(process, 0);
+  return first != m_subMissions.end() && first->process == process;
 }
 
 void AsynMission::SetProcess(const CProcID& process, float weight, std::uint32_t count,
                              std::span<const std::uint32_t> subMissions) {
   Process& entry = GetProcess(process);
-  m_total -= entry.share;
+  m_total -= entry.Share();
   entry = Process{.id = process, .weight = weight, .count = count};
 
-  std::erase_if(m_subMissions, [&](const SubMission& subMission) { return subMission.process == process; });
+  m_subMissions.EraseIf([&](const SubMission& subMission) { return subMission.process == process; });
   std::vector<SubMission> added;
-  for (const std::uint32_t id : subMissions) added.push_back({process, id, 0});
+  for (const std::uint32_t id : subMissions) added.push_back({.process = process, .number = Number(id)});
   std::sort(added.begin(), added.end(),
-            [](const SubMission& left, const SubMission& right) { return left.id < right.id; });
-  m_subMissions.insert(LowerSubMission(process, 0), added.begin(), added.end());
-}
-
-void AsynMission::Refresh(Process& process) {
-  const int percent = process.stopped ? 100 : process.percent;
-  const std::int32_t share = TruncatePercent(static_cast<float>(percent) * process.weight);
-  m_total += std::int64_t{share} - process.share;
-  process.share = share;
+            [](const SubMission& left, const SubMission& right) { return left.number < right.number; });
+  m_subMissions.Insert(LowerSubMission(process, 0), added);
 }
 
 // What a report does to a process.
 void AsynMission::Apply(Process& process, std::uint32_t subMissionId, std::uint32_t percent) {
   SubMission* subMission = FindSubMission(process.id, subMissionId);
-  const auto holdsAny = [&] {
-    const auto first = LowerSubMission(process.id, 0);
-    return first != m_subMissions.end() && first->process == process.id;
-  };
-  if (process.count == 0 || (subMission == nullptr && !holdsAny())) {
+  const std::int32_t before = process.Share();
+  if (process.count == 0 || (subMission == nullptr && !HoldsAny(process.id))) {
     process.weight = 0;
   } else if (subMission != nullptr && percent <= 100) {
     process.sum = process.sum - subMission->percent + percent;
-    subMission->percent = percent;
-    process.percent = static_cast<std::int32_t>(process.sum / process.count);
+    subMission->percent = static_cast<std::uint8_t>(percent);
+    process.percent = static_cast<std::uint8_t>(process.sum / process.count);  // holds no more than it counts
   }
-  Refresh(process);
+  m_total += std::int64_t{process.Share()} - before;
 }
 
 bool AsynMission::Write(const CProcID& process, std::uint32_t subMissionId, std::uint32_t percent) {
@@ -106,21 +108,22 @@ bool AsynMission::Write(const CProcID& process, std::uint32_t subMissionId, std:
 }
 
 bool AsynMission::Move(std::uint32_t subMissionId, const CProcID& newProcess) {
-  const auto moved =
-      std::find_if(m_subMissions.begin(), m_subMissions.end(),
-                   [=](const SubMission& subMission) { return subMission.id == subMissionId; });
+  const std::uint16_t number = Number(subMissionId);
+  const SubMission* moved = std::find_if(m_subMissions.begin(), m_subMissions.end(),
+                                         [=](const SubMission& held) { return held.number == number; });
   if (moved == m_subMissions.end() || Covers(moved->process, newProcess)) return true;
   const SubMission old = *moved;
 
   Process& to = GetProcess(newProcess);
   Process& from = *FindProcess(old.process);  // after GetProcess, which may move the entries
   if (from.count == 0) return false;
+  m_total -= std::int64_t{from.Share()} + to.Share();
   const float share = from.weight / static_cast<float>(from.count);
   from.weight -= share;
   from.count -= 1;
   from.sum -= old.percent;
-  m_subMissions.erase(moved);
-  Refresh(from);
+  m_subMissions.EraseIf(
+      [&](const SubMission& held) { return held.process == old.process && held.number == number; });
 
   to.weight += share;
   to.count += 1;
@@ -128,8 +131,10 @@ bool AsynMission::Move(std::uint32_t subMissionId, const CProcID& newProcess) {
     to.sum -= same->percent;
     same->percent = 0;
   } else {
-    m_subMissions.insert(LowerSubMission(newProcess, subMissionId), {newProcess, subMissionId, 0});
+    m_subMissions.Insert(LowerSubMission(newProcess, number),
+                         SubMission{.process = newProcess, .number = number});
   }
+  m_total += std::int64_t{from.Share()} + to.Share();
   Apply(to, subMissionId, old.percent);
   return true;
 }
@@ -139,11 +144,12 @@ std::vector<AsynMission::Abort> AsynMission::Stop() {
   for (Process& process : m_processes) {
     Abort& abort = aborts.emplace_back(Abort{process.id, {}});
     if (process.stopped || process.percent == 100) continue;
+    m_total -= process.Share();
     process.stopped = true;
-    Refresh(process);
-    for (auto it = LowerSubMission(process.id, 0); it != m_subMissions.end() && it->process == process.id;
-         ++it)
-      abort.subMissions.push_back(it->id);
+    m_total += process.Share();
+    for (const SubMission* held = LowerSubMission(process.id, 0);
+         held != m_subMissions.end() && held->process == process.id; ++held)
+      abort.subMissions.push_back(m_id + held->number);
   }
   return aborts;
 }
