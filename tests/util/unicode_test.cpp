@@ -72,7 +72,7 @@ TEST(Unicode, FromUtf8) {
       {{0xC3, 0xA9, 0xBF}, 64, {{0x3A7F}, 3}, "one too many"},
       {{0xEF, 0xBF, 0xBF, 0xBF, 0x80}, 64, {{0xFFC0}, 5}, "the last 16 bits stay"},
       {{0xE4, 0xC3, 0x41, 0x42}, 64, {{0x41, 0x42}, 4}, "lead bytes without continuation"},
-      {{0x41, 0x81, 0x42}, 64, {{0x41, 0x01, 0x42}, 3}, "continuation behind ASCII"},
+      {{0xC3, 0xA9, 0x41, 0x81}, 64, {{0xE9, 0x41, 0x01}, 4}, "continuation behind ASCII"},
       {{0x41, 0xE4, 0xB8}, 64, {{0x41}, 1}, "cut behind two of three"},
       {{0x41, 0xE4}, 64, {{0x41}, 1}, "cut behind one of three"},
       {{0xC3}, 64, {{}, 0}, "cut behind one of two"},
@@ -82,6 +82,8 @@ TEST(Unicode, FromUtf8) {
       {{0x41}, 0, {{}, 0}, "no room"},
   };
   for (const auto& row : rows) EXPECT_EQ(Call(utf8_unicode, row.in, row.room), row.done) << row.why;
+  EXPECT_EQ(Call(utf8_unicode, {0xC3, 0xA9, 0xBF}, 64, 2), (Done<unsigned short>{{0xE9}, 2}))
+      << "what stands behind the input does not count";
 }
 
 TEST(Unicode, FromUtf8InPieces) {
@@ -148,7 +150,7 @@ TEST(Unicode, LinesOfTheTable) {
   const std::string longLine = "0x2126\t0x1006 " + std::string(1009, ' ');  // 1023 characters
   files::Write(
       "conf/gb2312.txt",
-      "0x2121 0x1001\n 2122\tU+1002 # without prefix\r\n#0x2123 0x1003\n\n0x2124 x\n0x2125,0x1005\n" +
+      "0x2121 0x1001\n 2122\tU+1002 # without prefix\r\n#0x2123 0x1003\n\n0x2124 x\n0x2125--1005\n" +
           longLine + "\n" + longLine + "0x2127 0x1007\n" +
           "0x12128 0x1008\n0x2129 0x11009\n0x2130 0x1010\n0x2130 0x1011\n0x2131 0x1010\n0x2132 0x1012");
   const struct {

@@ -66,7 +66,6 @@ std::pair<int, int> utf8_unicode(unsigned short* out, unsigned char* in, int out
     if (inCount - taken > 3 && IsThreeBytes(in + taken)) {
       out[made++] =
           static_cast<unsigned short>(byte << 12 | (in[taken + 1] & 0x3F) << 6 | (in[taken + 2] & 0x3F));
-      skip = false;
       taken += 3;
       continue;
     }

@@ -9,9 +9,9 @@
 // Sizes count bytes for unsigned char and code units for unsigned short. The result is (input elements
 // consumed, output elements produced): where the output is full, or the input ends inside a UTF-8 character,
 // a function stops in front of what it did not convert, and the next call goes on from there with the rest
-// and what follows it. (0, 0) with input and room left means that more input is needed. Nothing writes a
-// terminator. Counts below 1 give (0, 0) and touch nothing. Input and output must not overlap. All functions
-// are safe in any thread.
+// and what follows it. (0, 0) means that the next character needs more room or more input. Nothing
+// writes a terminator. Counts below 1 give (0, 0) and touch neither buffer. Input and output must not
+// overlap. All functions are safe in any thread.
 namespace NSTE_util {
 
 // UCS-2 to UTF-8; needs up to three bytes a unit. A unit from 0x80 to 0x7FF becomes 0xC0 | its high byte,
