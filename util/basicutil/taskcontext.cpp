@@ -11,6 +11,7 @@
 #include "util/basicutil/asynprogressmgr.h"
 #include "util/basicutil/client_records.h"
 #include "util/basicutil/progressmgr_impl.h"
+#include "util/basicutil/tecommonerror_internal.h"
 
 namespace NSTE_util {
 
@@ -82,6 +83,7 @@ struct TETaskContext::Impl {
   TEResultFilter* m_pFilter = &TheDefaultResultFilter();
   std::int32_t m_nUserID = -1;
   bool m_bMissionSet = false;
+  bool m_bErrFrame = false;  // opened by this context
   ClientMissionID m_missionKey;
   std::int64_t m_nDeadline = 0;
   std::list<TESingleResult> m_results;
@@ -115,10 +117,13 @@ bool TETaskContext::Enter() {
   const VelaGnlTask* task = m_pImpl->m_pTask;
   Check(task != nullptr, UNIT, "pTask != 0");
   Check(task == VelaGetCurrentTask(), UNIT, "pTask == static_cast<VelaGnlTask*>(VelaGetCurrentTask())");
-  return ContextRegistry::Instance().Enter(task, this);
+  if (!ContextRegistry::Instance().Enter(task, this)) return false;
+  m_pImpl->m_bErrFrame = OpenContextErrFrame();
+  return true;
 }
 
 bool TETaskContext::Leave() {
+  if (m_pImpl->m_bErrFrame) CloseContextErrFrame();
   return ContextRegistry::Instance().Leave(m_pImpl->m_pTask, this);
 }
 

@@ -35,6 +35,8 @@ class BASIC_UTIL_EXPORT DefaultResultFilter : public TEResultFilter {
 // down finds it with GetTaskContext(). One per task: a second one for the same task works but is not found.
 // Used by its own task only; not locked.
 //
+// It opens the thread's error frame (tecommonerror.h), unless the thread has one, and closes it at its end.
+//
 // When the context that GetTaskContext() found ends, the mission that it set is unregistered from the
 // progress manager, so that neither a dead task nor reports of an ended mission stay behind. A mission that
 // runs on in other processes (asynprogressmgr.h) stays registered, and reported, until

@@ -1,0 +1,311 @@
+#include "util/basicutil/tecommonerror.h"
+
+#include <latch>
+#include <random>
+#include <sstream>
+#include <tuple>
+
+#include "asn1/error.h"
+#include "asn1/qcommon.h"
+#include "platform/os/vela_os.h"
+#include "tests/util/mission_fixture.h"
+
+using namespace mission_test;
+
+namespace {
+
+TEOperErrorLogIF& Log() {
+  return *TEOperErrorLogIF::Instance();
+}
+
+// An error as the tests write it: "code|text|position|first key of its object", what is empty at the end left
+// out; G is the generic code.
+std::string Trimmed(const std::string& error) {
+  return error.substr(0, error.find_last_not_of('|') + 1);
+}
+
+std::int32_t Int(const AsnInt& value) {
+  return static_cast<std::int32_t>(static_cast<AsnIntType>(value));
+}
+
+template <class List>
+std::string Shown(const List& errors) {
+  std::string shown;
+  for (const auto& error : errors) {
+    const std::int32_t code = Int(error.errorCode);
+    std::string text = code == std::int32_t{GENERIC_ERROR} ? "G" : std::to_string(code);
+    for (const AsnOcts* part : {error.errorText, error.position})
+      text += '|' + std::string(part != nullptr ? part->data() : "");
+    if constexpr (requires { error.objects; })
+      if (error.objects != nullptr) text += '|' + std::to_string(Int(error.objects->front().first));
+    shown += Trimmed(text) + ' ';
+  }
+  return shown;
+}
+
+std::string HandedOut() {
+  AsnErrRsp response;
+  EXPECT_TRUE(Log().GetErrList(&response));
+  return Shown(response.errors);
+}
+
+// One step of a history: an error; "=" and an error for SetErr; ( starts, ) commits, ! rolls back; * clears.
+void Do(const std::string& step) {
+  if (step == "(") return Log().AddErrTransStart();
+  if (step == ")" || step == "!") {
+    EXPECT_EQ(step == ")" ? Log().CommitAddErr() : Log().RollbackAddErr(), 0);
+    return;
+  }
+  if (step == "*") return Log().ClearErr();
+  std::istringstream in(step[0] == '=' ? step.substr(1) : step);
+  std::string field[4];
+  for (std::string& each : field) std::getline(in, each, '|');
+  const auto code = field[0] == "G" ? GENERIC_ERROR : static_cast<std::uint32_t>(std::stol(field[0]));
+  if (step[0] == '=') return Log().SetErr({code, field[1], ""});
+  std::list<TEOperObject> objects;
+  if (!field[3].empty()) objects.emplace_back(std::stoul(field[3]), 0, 0);
+  EXPECT_TRUE(Log().AddErr(objects, code, field[1], field[2]));
+}
+
+void Play(const std::string& history) {
+  std::istringstream steps(history);
+  for (std::string step; steps >> step;) Do(step);
+}
+
+class OperErrorLog : public ClientTest {
+ protected:
+  ~OperErrorLog() override { TEOperErrorLogIF::Destroy(); }
+};
+
+TEST_F(OperErrorLog, KeepsWhatIsNewAndHandsOutWhatSaysMost) {
+  const struct {
+    const char *history, *expected, *why;
+  } rows[] = {
+      {"6 5 7 5||A 5||A 5", "6 5||A 7", "what says more takes the place of what says less"},
+      {"5 5|||1 5||A 5||A|1 5|t", "5|||1 5||A 5||A|1 5|t", "all four count"},
+      {"5||A =5 =5 5||B", "5||A 5 5 5||B", "untested; the first of its code and text counts"},
+      {"1 ( 2||A 2||A ( 3 ) 1 )", "1 2||A 3", "compared when the outermost commits"},
+      {"1 ( ( 2 ) 1||B !", "1||B", "the inner one's are dropped with the outer; what was overwritten stays"},
+      {"1 ( 2 * 1 )", "2 1", "clearing leaves the open transaction, and nothing to compare with"},
+      {"G 5", "5", "a code says more"},
+      {"5 G|why|A G||B", "5", "wherever it stands, and whatever else it says"},
+      {"G||A G||B", "G||A G||B", "nothing else"},
+      {"G 0 -1", "G 0 -1", "neither 0 nor an empty text says more"},
+      {"G -1|t", "-1|t", "a text says more"},
+  };
+  for (const auto& row : rows) {
+    const TEOperErrorLogGuard frame;
+    Play(row.history);
+    for (const char* why : {row.why, "only a copy is filtered"})
+      EXPECT_EQ(HandedOut(), std::string(row.expected) + ' ') << row.history << ": " << why;
+  }
+}
+
+TEST_F(OperErrorLog, ShowsOpenFramesAndTracesTransactions) {
+  const TEOperErrorLogGuard frame;
+  Play("7 ( 8 9 ( ) ( ");
+  const TEOpenErrFrame open = TEOperErrorLogIF::OpenFrames().at(0);
+  EXPECT_EQ(std::tuple(open.m_nThreadID, open.m_nErrors, open.m_nPending, open.m_nDepth),
+            std::tuple(GetCurrentThreadId(), 1U, 2U, 2U));
+  Play("! !");
+  for (const char* line : {"AddErrTransStart: 1 \n", "AddErrTransStart: 2 \n", "CommitAddErr: 2 \n",
+                           "RollbackAddErr: 2 \n", "RollbackAddErr: 1 \n"})
+    EXPECT_EQ(Traced(line), 1) << line;
+  EXPECT_EQ(Asserted("false"), 0);
+  EXPECT_EQ(Log().CommitAddErr() + Log().RollbackAddErr(), -2);
+  EXPECT_EQ(Asserted("false"), 2);
+  EXPECT_EQ(Traced("RollbackAddErr: 0 \n"), 1);
+  std::thread([] { Log().ClearAll(); }).join();
+  EXPECT_FALSE(Log().IsRegistered());
+}
+
+TEST_F(OperErrorLog, FillsTheThreeResponses) {
+  const TEOperErrorLogGuard frame;
+  AsnErrRsp first;
+  EXPECT_TRUE(Log().AddErr(&first, TESingleReturn(5, "reason", "E5"), "A"));
+  EXPECT_TRUE(Log().AddErr(&first, TESingleReturn(0x90000006, "", "E6"), "B"));
+  EXPECT_TRUE(Log().AddErr(&first, "text", ""));
+  EXPECT_EQ(Shown(first.errors), "-1|reason|A -1879048186||B -1|text ") << "each once, however often filled";
+  EXPECT_EQ(Int(first.errorCode), 0) << "the frame's own";
+
+  AsnErrReport second;
+  Log().SetErrCode(0x1C0000007UL);
+  Log().AddErr({{7, 8, 0xFFFFFFFF}}, 9, "", "");
+  EXPECT_TRUE(Log().AddErr(&second, 8UL, "C"));
+  ASSERT_TRUE(second.errors != nullptr && second.errorCode != nullptr);
+  EXPECT_EQ(Shown(*second.errors), Shown(first.errors) + "9|||7 8||C ");
+  EXPECT_EQ(Int(*second.errorCode), static_cast<std::int32_t>(0xC0000007));
+  const AsnErrObject& object = std::next(second.errors->begin(), 3)->objects->front();
+  EXPECT_EQ(std::pair(Int(object.second), Int(object.third)), std::pair(8, -1));
+
+  qcommon::QAsnErrInfoList third;
+  EXPECT_TRUE(Log().GetErrList(&third));
+  EXPECT_EQ(Shown(third), Shown(first.errors) + "9 8||C ");
+  EXPECT_EQ(Log().GetErrCodeAndClear(), 0xC0000007U);
+  EXPECT_TRUE(Log().GetErrList(&third) && Log().GetErrList(&second));
+  EXPECT_TRUE(third.empty() && second.errors == nullptr) << "what was filled before is gone";
+  EXPECT_FALSE(Log().AddErr(static_cast<AsnErrRsp*>(nullptr), 9UL, ""));
+  EXPECT_FALSE(Log().GetErrList(static_cast<qcommon::QAsnErrInfoList*>(nullptr)));
+  EXPECT_EQ(Asserted("asnErrs != 0"), 2);
+  EXPECT_EQ(HandedOut(), "9 ") << "kept, though there was nothing to fill";
+}
+
+TEST_F(OperErrorLog, SaysWhenThereIsNoFrame) {
+  const std::string english = "Use the wrong frame, but not register yet. Orientation is needed!\n";
+  const std::string chinese =
+      "\xCA\xB9\xD3\xC3\xC1\xCB\xB4\xED\xCE\xF3\xC2\xEB\xBF\xF2\xBC\xDC\xC1\xCB\xA3\xAC\xB5\xAB"
+      "\xCA\xC7\xC3\xBB\xD3\xD0\xD7\xA2\xB2\xE1\x2C\xD0\xE8\xD2\xAA\xB6\xA8\xCE\xBB\xA3\xA1\n";
+  const TESingleReturn result(5, "", "");
+  AsnErrRsp first;
+  AsnErrReport second;
+  qcommon::QAsnErrInfoList third;
+  const std::pair<std::string, std::function<bool()>> rows[] = {
+      {english, [&] { return Log().GetErrList(&third); }},
+      {chinese, [&] { return Log().AddErr(&first, result, ""); }},
+      {chinese, [&] { return Log().AddErr(&first, "t", ""); }},
+      {english, [&] { return Log().AddErr(&first, 5UL, ""); }},
+      {english, [&] { return Log().GetErrList(&first); }},
+      {chinese, [&] { return Log().AddErr(&second, result, ""); }},
+      {chinese, [&] { return Log().AddErr(&second, "t", ""); }},
+      {english, [&] { return Log().AddErr(&second, 5UL, ""); }},
+      {english, [&] { return Log().GetErrList(&second); }},
+      {"", [&] { return Log().AddErr({}, 5, "", "") && Log().AddErr(result, "") && Log().AddErr("t", ""); }},
+      {"", [&] { return Log().AddErr(5UL, "") && Log().GetErrCodeAndClear() == 0; }},
+      {"", [&] { return Log().SetErrCode(5) == -1 && Log().UnregisterFrame() == -1; }},
+  };
+  for (const auto& [warning, call] : rows) {
+    m_log.Clear();
+    EXPECT_EQ(call(), warning.empty());
+    EXPECT_EQ(Asserted("false"), warning.empty() ? 0 : 1);
+    EXPECT_EQ(Traced(english) * 2 + Traced(chinese), (warning == english) * 2 + (warning == chinese));
+  }
+  Log().SetErr(result);
+  EXPECT_EQ(Asserted("false"), 1);
+}
+
+TEST_F(OperErrorLog, CallsBackForNumericErrors) {
+  const TEErrCallback call = [](unsigned long cmd, unsigned long word, void* context, unsigned long code,
+                                const std::string& position) {
+    *static_cast<std::ostringstream*>(context)
+        << cmd << ' ' << word << ' ' << code << ' ' << position << '\n';
+    EXPECT_EQ(TEOperErrorLogIF::OpenFrames().size(), 1U) << "no lock is held";
+  };
+  const TEOperErrorLogGuard frame;
+  Play("G 5||A -2||B -1|t|C");
+  std::ostringstream called;
+  Log().ForEachErr(&called, "NE 9-1: ", call);
+  Log().ForEachErr(&called, nullptr);
+  const VelaCurrentTaskScope none(nullptr);
+  Log().ForEachErr(&called, call);
+  EXPECT_EQ(called.str(), "28673 7 5 NE 9-1: A\n28673 7 4294967294 NE 9-1: B\n0 0 5 A\n0 0 4294967294 B\n");
+}
+
+TEST_F(OperErrorLog, AFrameServesOneRequest) {
+  const auto refused = [&](const std::string& errors) {
+    m_log.Clear();
+    EXPECT_FALSE(Log().RegisterFrame());
+    EXPECT_EQ(Asserted("false"), 1);
+    EXPECT_EQ(HandedOut(), errors);
+    EXPECT_NE(Traced("Use the wrong frame,  register repeatedly. Orientation is needed!\n"), 0);
+  };
+  {
+    const TETaskContext context(m_task.get());
+    const TEOperErrorLogGuard top;
+    EXPECT_EQ(Asserted("false"), 0) << "the guard takes the context's frame over";
+    Play("1");
+    refused("1 ");
+  }
+  {
+    const TETaskContext context(m_task.get());
+    Play("2");
+    refused("2 ");
+  }
+  EXPECT_TRUE(Log().RegisterFrame()) << "the context has closed its frame";
+  { const TETaskContext context(m_task.get()); }
+  Play("3 (");  // not into the context's
+  const std::string left = "request 0x7001, client 7, was left open: 1 errors are dropped";
+  VelaGnlTask second("second"), third("third");
+  for (VelaGnlTask* task : {&second, &third})
+    task->SetCurReqMsg(std::make_unique<TECmdMsg>(testkit::MakeFrame(FromClient())));
+  {
+    const VelaCurrentTaskScope scope(&second);
+    refused("");
+    EXPECT_EQ(m_log.Count(left), 1);
+    Play("4");
+  }
+  const VelaCurrentTaskScope scope(&third);
+  {
+    const TETaskContext context(&third);
+    const TEOperErrorLogGuard top;
+    EXPECT_EQ(m_log.Count(left), 2);
+    EXPECT_EQ(HandedOut(), "");
+  }
+  EXPECT_FALSE(Log().IsRegistered());
+}
+
+// The rules once more, over plain lists.
+struct Reference {
+  std::vector<std::string> errors;
+  std::vector<std::vector<std::string>> open;
+
+  static std::string Result(const std::string& error) {
+    return Trimmed(error.substr(0, error.find('|', error.find('|') + 1)));
+  }
+  void Add(const std::string& error) {
+    if (std::find(errors.begin(), errors.end(), error) != errors.end()) return;
+    const bool bare = Result(error) == error;
+    for (std::string& known : errors) {
+      if (Result(known) != Result(error)) continue;
+      if (!bare && Result(known) != known) break;
+      if (!bare) known = error;
+      return;
+    }
+    Append(error);
+  }
+  void Append(const std::string& error) { (open.empty() ? errors : open.back()).push_back(error); }
+  void Do(const std::string& step) {
+    if (step == "*") return errors.clear();
+    if (step[0] == '=') return Append(step.substr(1));
+    if (step != "(" && step != ")" && step != "!") return Add(step);
+    if (step == "(") return open.emplace_back(), void();
+    const std::vector<std::string> last = open.back();
+    open.pop_back();
+    if (step == ")")
+      for (const std::string& error : last) open.empty() ? Add(error) : Append(error);
+  }
+};
+
+// Few codes, texts, positions and objects, so that everything meets everything.
+void RunRandomly(unsigned seed) {
+  std::mt19937 random(seed);
+  const auto one = [&random](const std::vector<std::string>& of) { return of[random() % of.size()]; };
+  const TEOperErrorLogGuard frame;
+  Reference reference;
+  std::string history;
+  for (int i = 0; i < 60; ++i) {
+    const std::string error = one({"1", "1", "2"}) + one({"|", "|t"});
+    std::string step = Trimmed(error + one({"|", "|A", "|B"}) + one({"|", "|", "|3", "|4"}));
+    step = one({step, step, step, step, step, "=" + Trimmed(error), "(", "(", ")", "!", i == 40 ? "*" : ")"});
+    if (reference.open.empty() && (step == ")" || step == "!")) continue;
+    history += step + ' ';
+    Do(step);
+    reference.Do(step);
+    std::string expected;
+    for (const std::string& each : reference.errors) expected += each + ' ';
+    ASSERT_EQ(HandedOut(), expected) << history;
+  }
+}
+
+TEST(OperErrorLogThreaded, EachThreadAgreesWithASlowReferenceOfItsOwn) {
+  std::latch start(6);
+  std::vector<std::thread> threads;
+  for (unsigned i = 0; i < 6; ++i)
+    threads.emplace_back([&start, i] {
+      start.arrive_and_wait();
+      for (unsigned round = 0; round < 100; ++round) RunRandomly(100 * i + round);
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(TEOperErrorLogIF::OpenFrames().empty());
+}
+
+}  // namespace
