@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "tests/util/rows.h"
 #include "util/basicutil/stringutil.h"
 
 namespace {
@@ -9,70 +10,67 @@ namespace {
 using namespace NSTE_util;
 using Numbers = std::vector<int>;
 
+std::string Joined(const Numbers& numbers) {
+  RWCString text;
+  EXPECT_TRUE(NumListToStr(numbers, text));
+  return text.str();
+}
+
 TEST(StringUtilLists, AreWrittenInBothForms) {
   struct Row {
     Numbers numbers;
-    const char* plain;
-    const char* runs;
-    const char* ampersands;
+    std::string spans;
+    std::string ampersands;
   };
-  const std::vector<Row> rows = {{{}, "", "", ""},
-                                 {{7}, "7", "7", "7"},
-                                 {{1, 2, 3, 5}, "1,2,3,5", "1-3,5", "1&&3&5"},
-                                 {{4, 5}, "4,5", "4-5", "4&5"},
-                                 {{1, 2, 3, 5, 6, 9}, "1,2,3,5,6,9", "1-3,5-6,9", "1&&3&5&6&9"},
-                                 {{5, 1, 2}, "5,1,2", "5,1-2", "5&1&2"},
-                                 {{1, 1, 0}, "1,1,0", "1,1,0", "1&1&0"},
-                                 {{-1, 0, 1}, "-1,0,1", "-1-1", "-1&&1"},
-                                 {{INT_MAX - 1, INT_MAX, INT_MIN},
-                                  "2147483646,2147483647,-2147483648",
-                                  "2147483646-2147483647,-2147483648",
-                                  "2147483646&2147483647&-2147483648"}};
+  const std::vector<Row> rows = {{{}, "", ""},
+                                 {{7}, "7", "7"},
+                                 {{4, 5}, "4-5", "4&5"},
+                                 {{1, 2, 3, 5, 6, 9}, "1-3,5-6,9", "1&&3&5&6&9"},
+                                 {{5, 1, 2}, "5,1-2", "5&1&2"},
+                                 {{1, 1, 0}, "1,1,0", "1&1&0"},
+                                 {{-1, 0, 1}, "-1-1", "-1&&1"},
+                                 {{INT_MAX, INT_MIN}, "2147483647,-2147483648", "2147483647&-2147483648"}};
   for (const Row& row : rows) {
     RWCString text = "old";
     std::string standard = "old";
-    EXPECT_TRUE(NumListToStr(row.numbers, text));
-    EXPECT_EQ(text, row.plain);
     EXPECT_TRUE(NumListToStr2(row.numbers, text));
-    EXPECT_EQ(text, row.runs);
+    EXPECT_EQ(text, row.spans);
     EXPECT_TRUE(NumListToStr2(std::list<int>(row.numbers.begin(), row.numbers.end()), text));
-    EXPECT_EQ(text, row.runs);
+    EXPECT_EQ(text, row.spans);
     TEVec2Str(row.numbers, text);
     EXPECT_EQ(text, row.ampersands);
     TEVec2Str(row.numbers, standard);
     EXPECT_EQ(standard, row.ampersands);
   }
+  EXPECT_EQ(Joined({}) + Joined({7}) + ";" + Joined({1, -2, INT_MIN}), "7;1,-2,-2147483648");
+}
+
+TEST(StringUtilLists, CommasAreRead) {
+  for (const auto& [text, expected] :
+       Rows({"1-3, 5 -> 1,2,3,5", "1 - 2 -> 1,2", " -> ", ", 0,, 0 , -> 0,0", "8,3-1 -> bad 8",
+             "8,a -> bad 8", "8,-1 -> bad 8", "8,-0 -> bad 8", "8,1- -> bad 8", "8,1-2-3 -> bad 8",
+             "8,1 2 -> bad 8", "0123456789 -> 123456789", "2147483647,+1 -> 2147483647,1",
+             "8,2147483648 -> bad 8", "8,0-2147483647 -> bad 8", "8,2147483647-0 -> bad 8",
+             "2147483646-2147483647 -> 2147483646,2147483647", "8,\t9 -> 8,9", "8,9\t -> bad 8"})) {
+    Numbers numbers = {99};
+    std::list<int> list = {99};
+    const bool result = StrToNumList(text, numbers);
+    EXPECT_EQ((result ? "" : "bad ") + Joined(numbers), expected) << text;
+    EXPECT_EQ(StrToNumList(text, list), result);
+    EXPECT_EQ(Numbers(list.begin(), list.end()), numbers);
+  }
 }
 
 TEST(StringUtilLists, AmpersandsAreRead) {
-  struct Row {
-    const char* text;
-    bool result;
-    Numbers numbers;
-  };
-  const std::vector<Row> rows = {{"1&3&&6", true, {1, 3, 4, 5, 6}},
-                                 {"6&&3", true, {6, 5, 4, 3}},
-                                 {"1&&1", true, {1, 1}},
-                                 {"1&&&3", true, {1, 2, 3}},
-                                 {" 1 & 2", true, {1, 2}},
-                                 {"1&&3&&2", true, {1, 2, 3, 2}},
-                                 {"", false, {}},
-                                 {nullptr, false, {}},
-                                 {"&1", false, {}},
-                                 {"1&", false, {}},
-                                 {"&", false, {}},
-                                 {"1&a&2", false, {1}},
-                                 {"1& &2", false, {1}},
-                                 {"1&-2", false, {1}},
-                                 {"1&2147483648", false, {1}},
-                                 {"0&&2147483647", false, {0}},
-                                 {"2147483647&&0", false, {INT_MAX}}};
-  for (const Row& row : rows) {
+  for (const auto& [text, expected] :
+       Rows({"1&3&&6 -> 1,3,4,5,6", "6&&3 -> 6,5,4,3", "1&&1 -> 1,1", "1&&&3 -> 1,2,3", " 1 & 2 -> 1,2",
+             "1&&3&&2 -> 1,2,3,2", "1&&2&5 -> 1,2,5", " -> bad ", "&1 -> bad ", "1& -> bad ", "& -> bad ",
+             "1&a&2 -> bad 1", "1& &2 -> bad 1", "1&-2 -> bad 1", "1&2147483648 -> bad 1",
+             "0&&2147483647 -> bad 0", "2147483647&&0 -> bad 2147483647"})) {
     Numbers numbers = {99};
-    EXPECT_EQ(TEStr2Vec(row.text, numbers), row.result) << (row.text != nullptr ? row.text : "null");
-    EXPECT_EQ(numbers, row.numbers);
-    EXPECT_EQ(TEStr2Vec(RWCString(row.text), numbers), row.result);
-    EXPECT_EQ(numbers, row.numbers);
+    const bool result = TEStr2Vec(text.c_str(), numbers);
+    EXPECT_EQ((result ? "" : "bad ") + Joined(numbers), expected) << text;
+    EXPECT_EQ(TEStr2Vec(RWCString(text), numbers), result);
   }
 }
 
@@ -88,23 +86,14 @@ TEST(StringUtilLists, AreNoLongerThanTheLimit) {
 }
 
 TEST(StringUtilLists, Spans) {
-  struct Row {
-    const char* text;
-    bool result;
-    int from, to;
-  };
-  const std::vector<Row> rows = {{"7", true, 7, 7},    {" 1 - 3 ", true, 1, 3}, {"3-1", false, 3, 1},
-                                 {"-5", false, 99, 5}, {"5-", false, 5, 99},    {"1-2-3", false, 1, 2},
-                                 {"", false, 99, 99},  {"a", false, 0, 0},      {"1--2", false, 1, -2},
-                                 {"0-0", true, 0, 0}};
-  for (const Row& row : rows) {
+  for (const auto& [text, expected] :
+       Rows({"7 -> 7,7", " 1 - 3  -> 1,3", "3-1 -> bad 3,1", "-5 -> bad 99,5", "5- -> bad 5,99",
+             "1-2-3 -> bad 1,2", " -> bad 99,99", "a -> bad 0,0", "1--2 -> bad 1,-2"})) {
     int from = 99;
     int to = 99;
-    EXPECT_EQ(GetSpan(RWCString(row.text), from, to), row.result) << row.text;
-    EXPECT_EQ(from, row.from) << row.text;
-    EXPECT_EQ(to, row.to) << row.text;
+    const bool result = GetSpan(RWCString(text), from, to);
+    EXPECT_EQ((result ? "" : "bad ") + Joined({from, to}), expected) << text;
   }
-
   int a = 0;
   int b = 0;
   int c = 0;
@@ -115,38 +104,26 @@ TEST(StringUtilLists, Spans) {
 }
 
 TEST(StringUtilLists, RowsAreSortedByOneColumn) {
-  const Numbers a = {3, 1, 3, INT_MIN, 1};
-  const Numbers b = {1, 2, 3, 4, 2};
-  const Numbers c = {5, 1, 4, 2, 0};
-  struct Row {
-    int key;
-    Numbers order;  // of the rows
-  };
-  for (const Row& row : std::vector<Row>{
-           {1, {3, 1, 4, 0, 2}}, {2, {0, 1, 4, 2, 3}}, {3, {4, 1, 3, 2, 0}}, {0, {3, 1, 4, 0, 2}}}) {
-    const auto ordered = [&row](const Numbers& column) {
-      Numbers result;
-      for (const int i : row.order) result.push_back(column[static_cast<std::size_t>(i)]);
-      return result;
-    };
-    Numbers x = a;
-    Numbers y = b;
-    Numbers z = c;
-    TERela3WaySort(x, y, z, row.key);
-    EXPECT_EQ((std::vector{x, y, z}), (std::vector{ordered(a), ordered(b), ordered(c)})) << row.key;
-    if (row.key == 3) continue;
-    x = a;
-    y = b;
-    TERela2WaySort(x, y, row.key);
-    EXPECT_EQ((std::vector{x, y}), (std::vector{ordered(a), ordered(b)})) << row.key;
+  using Table = std::vector<Numbers>;
+  const Table table = {{3, 1, 3, INT_MIN, 1}, {1, 2, 3, 4, 2}, {5, 1, 4, 2, 0}};
+  const std::vector<std::pair<int, Table>> rows = {
+      {1, {{INT_MIN, 1, 1, 3, 3}, {4, 2, 2, 1, 3}, {2, 1, 0, 5, 4}}},
+      {2, {{3, 1, 1, 3, INT_MIN}, {1, 2, 2, 3, 4}, {5, 1, 0, 4, 2}}},
+      {3, {{1, 1, INT_MIN, 3, 3}, {2, 2, 4, 3, 1}, {0, 1, 2, 4, 5}}}};
+  for (const auto& [key, sorted] : rows) {
+    Table three = table;
+    TERela3WaySort(three[0], three[1], three[2], key);
+    EXPECT_EQ(three, sorted) << key;
+    Table two = table;
+    TERela2WaySort(two[0], two[1], key);
+    const Table& expected = key == 3 ? rows[0].second : sorted;
+    EXPECT_EQ(two[0], expected[0]);
+    EXPECT_EQ(two[1], expected[1]);
   }
   Numbers longer = {2, 1};
   Numbers shorter = {0};
   TERela2WaySort(longer, shorter, 1);
-  TERela3WaySort(longer, longer, shorter, 1);
   EXPECT_EQ(longer, (Numbers{2, 1}));
-  Numbers none;
-  TERela2WaySort(none, shorter = {}, 2);
 }
 
 }  // namespace

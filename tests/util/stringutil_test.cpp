@@ -6,6 +6,7 @@
 
 #include "platform/testkit/testkit.h"
 #include "tests/files.h"
+#include "tests/util/rows.h"
 #include "util/basicutil/common.h"
 
 namespace {
@@ -18,20 +19,14 @@ TEST(StringUtil, Trims) {
   EXPECT_EQ(RTrim(" \t\n\ra b \r\n"), " \t\n\ra b");
   EXPECT_EQ(Trim("\t\r\n "), "");
   EXPECT_EQ(Trim("\va\v"), "\va\v");
-
-  struct Row {
-    std::string text;
-    bool digitsOnly;
-    bool result;
-    std::string left;
-  };
-  const std::vector<Row> rows = {{"  ", false, false, ""},    {" 12 ", true, true, "12"},
-                                 {"1 2", true, false, "1 2"}, {" a ", true, false, "a"},
-                                 {" a ", false, true, "a"},   {"\t1", true, false, "\t1"}};
-  for (const Row& row : rows) {
-    std::string text = row.text;
-    EXPECT_EQ(TEStrTrim(text, row.digitsOnly), row.result) << row.text;
-    EXPECT_EQ(text, row.left);
+  for (const auto& [text, expected] :
+       Rows({"   -> 00", " 12  -> 1112", "1 2 -> 101 2", " a  -> 10a", "\t1 -> 10\t1"})) {
+    std::string any = text;
+    std::string digits = text;
+    const bool anyLeft = TEStrTrim(any, false);
+    const bool digitsLeft = TEStrTrim(digits, true);
+    EXPECT_EQ(std::to_string(anyLeft) + std::to_string(digitsLeft) + digits, expected) << text;
+    EXPECT_EQ(any, digits);
   }
 }
 
@@ -71,42 +66,22 @@ TEST(StringUtil, FindsTheTextBetween) {
 }
 
 TEST(StringUtil, MatchesNames) {
-  struct Row {
-    const char* name;
-    const char* pattern;
-    bool matches;
+  const auto matches = [](const char* row) {
+    const Token token(row, '|');
+    return IsNameMeetingRequire(token[0], token[1]);
   };
-  const std::vector<Row> rows = {{"abc", "", true},
-                                 {"", "", true},
-                                 {"", "*", true},
-                                 {"", "?", false},
-                                 {"abc", "a?c", true},
-                                 {"abc", "a*", true},
-                                 {"abc", "b*", false},
-                                 {"abc", "ab", false},
-                                 {"ab", "abc", false},
-                                 {"abc", "*c", true},
-                                 {"abc", "*b", false},
-                                 {"abc", "A*", false},
-                                 {"abab", "*ab", true},
-                                 {"aab", "*ab", true},
-                                 {"abcd", "a**?d", true},
-                                 {"abc", "abc**", true},
-                                 {"a*c", "a*c", true},
-                                 {"abcbd", "a*b?", true},
-                                 {"abcbde", "a*b?", false},
-                                 {"abc", "*b*?", true},
-                                 {"ab", "*b*?", false},
-                                 {"xay", "?a?*", true},
-                                 {"abxcdxef", "*b*d*f", true},
-                                 {"abxcdxe", "*b*d*f", false}};
-  for (const Row& row : rows)
-    EXPECT_EQ(IsNameMeetingRequire(row.name, row.pattern), row.matches) << row.name << " " << row.pattern;
+  for (const char* row :
+       {"abc|", "|", "|*", "abc|a?c", "abc|a*", "abc|*c", "abab|*ab", "aab|*ab", "abcd|a**?d", "abc|abc**",
+        "a*c|a*c", "abcbd|a*b?", "abc|*b*?", "xay|?a?*", "abxcdxef|*b*d*f", "aab|*?b", "aaab|a*?ab"})
+    EXPECT_TRUE(matches(row)) << row;
+  for (const char* row : {"|?", "|a", "abc|b*", "abc|ab", "ab|abc", "abc|*b", "abc|A*", "abcbde|a*b?",
+                          "ab|*b*?", "abxcdxe|*b*d*f", "abc|*?d", "ab|a*?b"})
+    EXPECT_FALSE(matches(row)) << row;
   EXPECT_FALSE(IsNameMeetingRequire("ab\0"s, "ab")) << "the end of the pattern is no character";
 
   std::string stars;
   for (int i = 0; i < 240; ++i) stars += "a*";
-  EXPECT_FALSE(IsNameMeetingRequire(std::string(20'000, 'a'), stars + "b"));  // ends, in milliseconds
+  EXPECT_FALSE(IsNameMeetingRequire(std::string(20'000, 'a'), stars + "?b")) << "and this takes milliseconds";
 }
 
 TEST(StringUtil, Replaces) {

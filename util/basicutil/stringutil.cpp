@@ -41,7 +41,9 @@ bool Matches(std::string_view name, std::string_view pattern) {
       ++n;
     } else {
       p = behindStar;
-      n = retryAt++;
+      n = pattern[p] == '?' ? retryAt : name.find(pattern[p], retryAt);
+      if (n == std::string_view::npos) return false;
+      retryAt = n + 1;
     }
   }
   while (atStar()) ++p;

@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <limits>
 
 #include "util/basicutil/stringutil.h"
 #include "util/basicutil/stringutil_internal.h"
@@ -58,17 +60,52 @@ bool AppendSpan(int from, int to, List& numbers) {
   return true;
 }
 
+// A number of 1 to 9 digits; `at` then points behind it. False for everything else.
+bool ReadShortNumber(const char*& at, const char* end, int& n) {
+  constexpr int most = std::numeric_limits<int>::digits10;
+  const char* const start = at;
+  n = 0;
+  for (; at != end && *at >= '0' && *at <= '9'; ++at) {
+    if (at - start == most) return false;
+    n = n * 10 + (*at - '0');
+  }
+  return at != start;
+}
+
+// The usual item at the start of the text, "7" or "1-3" without blanks and as far as the next comma. Returns
+// its length; 0 for every other item, valid or not.
+std::size_t ReadPlainItem(std::string_view text, int& from, int& to) {
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  if (!ReadShortNumber(at, end, from)) return 0;
+  to = from;
+  if (at != end && *at == '-' && (!ReadShortNumber(++at, end, to) || to < from)) return 0;
+  return at == end || *at == ',' ? static_cast<std::size_t>(at - text.data()) : 0;
+}
+
+// Takes one item, also an empty one, off the start of `rest`; the comma behind it stays.
+template <class List>
+bool TakeItem(std::string_view& rest, List& numbers) {
+  int from = 0;
+  int to = 0;
+  if (const std::size_t plain = ReadPlainItem(rest, from, to); plain != 0) {
+    rest.remove_prefix(plain);
+    return AppendSpan(from, to, numbers);
+  }
+  const std::size_t length = std::min(rest.find(','), rest.size());
+  const std::string_view item = StripSpaces(rest.substr(0, length));
+  rest.remove_prefix(length);
+  return item.empty() || (ReadSpan(item, from, to) && AppendSpan(from, to, numbers));
+}
+
 template <class List>
 bool ReadList(std::string_view text, List& numbers) {
   numbers.clear();
-  for (Pieces items(text, ','); !items.AtEnd();) {
-    const std::string_view item = StripSpaces(items.Next());
-    if (item.empty()) continue;
-    int from = 0;
-    int to = 0;
-    if (!ReadSpan(item, from, to) || !AppendSpan(from, to, numbers)) return false;
+  while (TakeItem(text, numbers)) {
+    if (text.empty()) return true;
+    text.remove_prefix(1);
   }
-  return true;
+  return false;
 }
 
 // The numbers from the last one of the list (exclusive) to `to`, up or down.

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -53,6 +54,13 @@ bool ScanID(const char* s, std::uint32_t& id) {
   if (dash != nullptr) return ScanPair(std::string(s, dash), dash + 1, id);
   const bool hex = std::strncmp(s, "0x", 2) == 0 && s[2] != '\0';
   return hex ? ScanNumber(s + 2, 16, id) : ScanNumber(s, 10, id);
+}
+
+// The usual text is digits alone, for which strtol and the copy that it needs would be slow.
+bool IsPlainNumber(std::string_view text, int& n) {
+  const char* const end = text.data() + text.size();
+  const auto [ptr, ec] = std::from_chars(text.data(), end, n);
+  return ec == std::errc() && ptr == end;
 }
 
 }  // namespace
@@ -115,6 +123,7 @@ std::string Blob2Str(const RWDBBlob& blob, unsigned offset, unsigned length) {
 
 bool ReadInt(std::string_view stripped, int& n, int base) {
   if (stripped.empty()) return false;
+  if (base == 10 && IsPlainNumber(stripped, n)) return true;
   const std::string text(stripped);
   char* end = nullptr;
   const long value = std::strtol(text.c_str(), &end, base);
