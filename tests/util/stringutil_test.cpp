@@ -2,11 +2,10 @@
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
+#include <climits>
 
 #include "platform/testkit/testkit.h"
 #include "tests/files.h"
-#include "tests/util/rows.h"
 #include "util/basicutil/common.h"
 
 namespace {
@@ -14,55 +13,47 @@ namespace {
 using namespace NSTE_util;
 using namespace std::string_literals;
 
+// Many short cases in few lines: "in -> out; in -> out". Further blanks belong to the texts.
+std::vector<std::pair<std::string, std::string>> Rows(const std::string& rows) {
+  std::vector<std::pair<std::string, std::string>> pairs;
+  for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 2) {
+    const std::size_t arrow = rows.find(" -> ", at);
+    end = rows.find("; ", at);
+    const std::size_t stop = std::min(end, rows.size());
+    pairs.emplace_back(rows.substr(at, arrow - at), rows.substr(arrow + 4, stop - arrow - 4));
+  }
+  return pairs;
+}
+
 TEST(StringUtil, Trims) {
-  EXPECT_EQ(LTrim(" \t\n\ra b \r\n"), "a b \r\n");
-  EXPECT_EQ(RTrim(" \t\n\ra b \r\n"), " \t\n\ra b");
+  const std::string text = " \t\n\ra\v\n \r\t";
+  EXPECT_EQ(LTrim(text) + "|" + RTrim(text) + "|" + Trim(text), "a\v\n \r\t| \t\n\ra\v|a\v");
   EXPECT_EQ(Trim("\t\r\n "), "");
-  EXPECT_EQ(Trim("\va\v"), "\va\v");
-  for (const auto& [text, expected] :
-       Rows({"   -> 00", " 12  -> 1112", "1 2 -> 101 2", " a  -> 10a", "\t1 -> 10\t1"})) {
-    std::string any = text;
-    std::string digits = text;
-    const bool anyLeft = TEStrTrim(any, false);
-    const bool digitsLeft = TEStrTrim(digits, true);
-    EXPECT_EQ(std::to_string(anyLeft) + std::to_string(digitsLeft) + digits, expected) << text;
-    EXPECT_EQ(any, digits);
+  for (const auto& [spaced, expected] :
+       Rows("   -> 00;  12  -> 1112; 1 2 -> 101 2;  a  -> 10a; \t1 -> 10\t1")) {
+    std::string left = spaced;
+    const bool any = TEStrTrim(left, false);
+    left = spaced;
+    const bool digits = TEStrTrim(left, true);
+    EXPECT_EQ(std::to_string(any) + std::to_string(digits) + left, expected) << spaced;
   }
 }
 
 TEST(StringUtil, CutsIntoWordsAndPieces) {
   const RWCString line = "a, b;c";
-  RWCString word;
-  EXPECT_EQ(GetWordFromLine(line, 0, ";,", word), 2);
-  EXPECT_EQ(word, "a");
-  EXPECT_EQ(GetWordFromLine(line, 2, ";,", word), 5);
-  EXPECT_EQ(word, " b");
-  for (const int start : {6, 7, -1}) {
-    EXPECT_EQ(GetWordFromLine(line, start, ";,", word), -1);
-    EXPECT_EQ(word, "");
-  }
+  const auto wordAt = [&line](int start) {
+    RWCString word = "old";
+    const int next = GetWordFromLine(line, start, ";,", word);
+    return word.str() + std::to_string(next);
+  };
+  EXPECT_EQ(wordAt(0) + wordAt(2) + wordAt(5), "a2 b5c-1");
+  for (const int start : {6, 7, -1}) EXPECT_EQ(wordAt(start), "-1");
 
-  using Texts = std::vector<std::string>;
-  const std::vector<std::pair<std::string, Texts>> rows = {
-      {"", {""}}, {"a,,b", {"a", "", "b"}}, {",", {"", ""}}, {"a\0,b"s, {"a\0"s, "b"}}};
-  for (const auto& [text, pieces] : rows) {
-    const Token token(text, ',');
-    EXPECT_EQ(Texts(token.begin(), token.end()), pieces) << text;
-  }
-  Texts out = {"kept"};
+  std::vector<std::string> out = {"kept"};
   TEStr2StrVec("1,,", out);
-  EXPECT_EQ(out, (Texts{"kept", "1", "", ""}));
-}
-
-TEST(StringUtil, FindsTheTextBetween) {
-  std::string out = "old";
-  EXPECT_TRUE(GetSubStr("x<a><b>", "<", ">", out));
-  EXPECT_EQ(out, "a");
-  EXPECT_TRUE(GetSubStr("'a'", "'", "'", out));
-  EXPECT_EQ(out, "a");
-  EXPECT_FALSE(GetSubStr("<a", "<", ">", out));
-  EXPECT_FALSE(GetSubStr("><", "<", ">", out)) << "a close before the open does not count";
-  EXPECT_EQ(out, "a");
+  EXPECT_EQ(out, (std::vector<std::string>{"kept", "1", "", ""}));
+  const Token token("a,,b\0c"s, ',');
+  EXPECT_EQ(token[token.size() - 1] + std::to_string(token.size()), "b\0c3"s);
 }
 
 TEST(StringUtil, MatchesNames) {
@@ -78,83 +69,60 @@ TEST(StringUtil, MatchesNames) {
                           "ab|*b*?", "abxcdxe|*b*d*f", "abc|*?d", "ab|a*?b"})
     EXPECT_FALSE(matches(row)) << row;
   EXPECT_FALSE(IsNameMeetingRequire("ab\0"s, "ab")) << "the end of the pattern is no character";
-
-  std::string stars;
-  for (int i = 0; i < 240; ++i) stars += "a*";
-  EXPECT_FALSE(IsNameMeetingRequire(std::string(20'000, 'a'), stars + "?b")) << "and this takes milliseconds";
 }
 
 TEST(StringUtil, Replaces) {
-  struct Row {
-    std::string text, from, to;
-    unsigned start, maxCount;
-    std::string expected;
-    unsigned position;
-  };
-  const std::vector<Row> rows = {
-      {"aaa", "a", "aa", 0, 0, "aaaaaa", 0},
-      {"aaa", "a", "aa", 0, 2, "aaaaa", 0},
-      {"aaa", "a", "b", 1, 1, "aba", 1},
-      {"aaaa", "aa", "a", 0, 0, "aa", 0},  // what was put in is not searched again
-      {"abc", "x", "y", 0, 0, "abc", NO_REPLACEMENT},
-      {"abc", "c", "", 2, 0, "ab", 2},
-      {"abc", "a", "b", 4, 0, "abc", NO_REPLACEMENT},
-      {"abc", "", "x", 1, 2, "axxbc", 1},
-      {"abc", "", "x", 0, 0, "abc", NO_REPLACEMENT},  // would never end
-  };
-  for (const Row& row : rows) {
-    const std::pair<std::string, std::string> pair(row.from, row.to);
-    const auto check = [&row](auto&&... fromTo) {
-      std::string text = row.text;
-      EXPECT_EQ(ReplaceString(text, fromTo..., row.start, row.maxCount), row.position) << row.text;
-      EXPECT_EQ(text, row.expected);
+  // text from to start maxCount -> position result; "." is the empty text, -1 no replacement
+  for (const auto& row :
+       Rows("aaa a aa 0 0 -> 0 aaaaaa; aaa a aa 0 2 -> 0 aaaaa; aaa a b 1 1 -> 1 aba; "
+            "aaaa aa a 0 0 -> 0 aa; abc x y 0 0 -> -1 abc; abc c . 2 0 -> 2 ab; abc a b 4 0 -> -1 abc; "
+            "abc . x 1 2 -> 1 axxbc; abc . x 0 0 -> -1 abc")) {
+    Token words(row.first, ' ');
+    for (std::string& word : words) word = word == "." ? "" : word;
+    const auto check = [&](auto&&... fromTo) {
+      std::string text = words[0];
+      const unsigned at = ReplaceString(text, fromTo..., static_cast<unsigned>(words[3][0] - '0'),
+                                        static_cast<unsigned>(words[4][0] - '0'));
+      EXPECT_EQ(std::to_string(static_cast<int>(at)) + " " + text, row.second) << row.first;
     };
-    check(row.from.c_str(), row.to.c_str());
-    check(row.from, row.to);
+    const std::pair<std::string, std::string> pair(words[1], words[2]);
+    check(words[1].c_str(), words[2].c_str());
+    check(words[1], words[2]);
     check(pair);
-    check(std::vector{pair});
     check(std::list{pair});
-    if (row.from.size() == 1 && row.to.size() == 1) check(row.from[0], row.to[0]);
+    if (words[1].size() == 1 && words[2].size() == 1) check(words[1][0], words[2][0]);
   }
-  std::string self = "abab";
-  EXPECT_EQ(ReplaceString(self, self, self + "!", 0, 0), 0U);
-  EXPECT_EQ(self, "abab!");
 }
 
 TEST(StringUtil, ReplacesSeveralTextsInOnePass) {
   using Pairs = std::vector<std::pair<std::string, std::string>>;
-  struct Row {
-    Pairs pairs;
-    unsigned start, maxCount;
-    std::string expected;
-    unsigned position;
-  };
-  const std::vector<Row> rows = {
-      // in "ab abc b"
-      {{{"a", "b"}, {"b", "a"}}, 0, 0, "ba bac a", 0},
-      {{{"b", "1"}, {"ab", "2"}, {"abc", "3"}}, 0, 0, "2 2c 1", 0},  // the first start, then the first pair
-      {{{"abc", "3"}, {"ab", "2"}}, 0, 0, "2 3 b", 0},
-      {{{"abc", "3"}, {"b", "1"}}, 1, 2, "a1 3 b", 1},
-      {{{"x", "3"}}, 0, 0, "ab abc b", NO_REPLACEMENT},
-      {{}, 0, 0, "ab abc b", NO_REPLACEMENT}};
-  for (const Row& row : rows) {
+  const auto replaced = [](const Pairs& pairs, unsigned start, unsigned maxCount) {
     std::string text = "ab abc b";
-    EXPECT_EQ(ReplaceString(text, row.pairs, row.start, row.maxCount), row.position) << row.expected;
-    EXPECT_EQ(text, row.expected);
-  }
+    const unsigned position = ReplaceString(text, pairs, start, maxCount);
+    return std::to_string(static_cast<int>(position)) + " " + text;
+  };
+  EXPECT_EQ(replaced({{"a", "b"}, {"b", "a"}}, 0, 0), "0 ba bac a");
+  EXPECT_EQ(replaced({{"b", "1"}, {"ab", "2"}, {"abc", "3"}}, 0, 0), "0 2 2c 1")
+      << "first start, then first pair";
+  EXPECT_EQ(replaced({{"abc", "3"}, {"ab", "2"}}, 0, 0), "0 2 3 b");
+  EXPECT_EQ(replaced({{"abc", "3"}, {"b", "1"}}, 1, 2), "1 a1 3 b");
+  EXPECT_EQ(replaced({}, 0, 0), "-1 ab abc b");
   std::string text = "ab";
   EXPECT_EQ(ReplaceString(text, std::list<std::pair<std::string, std::string>>(), 0, 0), 0U);
 }
 
-TEST(StringUtil, EscapesAndChangesCase) {
-  std::string text = "''a'b";
-  InsertTransferChar(text, '\'', '\'');
-  EXPECT_EQ(text, "''''a''b");
-  EXPECT_EQ(StrToUpper("aZ1\xC3\xA4"), "AZ1\xC3\xA4");
-  EXPECT_EQ(StrToLower("aZ1"), "az1");
-  RWCString out = "old";
-  Str16ToStrChar("41 42", out);
-  EXPECT_TRUE(out.isNull());
+TEST(StringUtil, FindsAndEscapes) {
+  std::string out = "old";
+  EXPECT_FALSE(GetSubStr("<a", "<", ">", out));
+  EXPECT_FALSE(GetSubStr("><", "<", ">", out)) << "a close before the open does not count";
+  EXPECT_EQ(out, "old");
+  EXPECT_TRUE(GetSubStr("x'a'b'", "'", "'", out));
+  EXPECT_EQ(out, "a");
+  InsertTransferChar(out = "''a'b", '\'', '\'');
+  EXPECT_EQ(out, "''''a''b");
+  EXPECT_EQ(StrToUpper("aZ1\xC3") + StrToLower("aZ1\xC3"),
+            "AZ1\xC3"
+            "az1\xC3");
 }
 
 TEST(StringUtil, TracesWhyAFileCannotBeOpened) {
@@ -163,9 +131,196 @@ TEST(StringUtil, TracesWhyAFileCannotBeOpened) {
   EXPECT_TRUE(IsFileExist(name));
   EXPECT_FALSE(IsFileExist(name + ".not"));
   GetDefaultDebugInterface().Print(0, "end");
-  EXPECT_EQ(log.Count("Fail to open the file: " + name + ".not ,reason code is " + std::to_string(ENOENT)),
-            1);
-  EXPECT_EQ(log.Count("Fail to open"), 1);
+  EXPECT_EQ(log.Count("Fail to open the file: " + name + ".not ,reason code is 2 "), 1);
+}
+
+TEST(StringUtilNumbers, ToText) {
+  EXPECT_EQ(Num2Str(INT_MIN), "-2147483648");
+  EXPECT_EQ(IntToStr(-1, false) + IntToStr(0xABCDEF01, true), "-10xABCDEF01");
+  EXPECT_EQ(TEIP2Str(0x10A0000FFUL), "10.0.0.255") << "32 bits wide";
+  EXPECT_EQ(TENEID2Str(0x90001) + " " + TENEID2Str(0xFFFFFFFF), "9-1 65535-65535");
+}
+
+TEST(StringUtilNumbers, ABlankLeadsInEnglishOnly) {
+  const auto written = [](const char* language, bool noLead) {
+    const testkit::Language current(language);
+    return ConvertULONGToStr(0x1FFFFFFFFUL, noLead) + ConvertLONGToStr(-5, noLead) +
+           ConvertHEXToStr(0xAB, noLead);
+  };
+  EXPECT_EQ(written("en_US", false), " 4294967295 -5 ab");
+  EXPECT_EQ(written("en_US", true), "4294967295-5ab");
+  EXPECT_EQ(written("zh_CN", false), "4294967295-5ab");
+}
+
+TEST(StringUtilNumbers, FormatsIntoItsBuffer) {
+  std::string text = "7";
+  EXPECT_EQ(TEFormat(text, "%s-%d", text.c_str(), 1), 3);
+  EXPECT_EQ(text, "7-1");
+  for (const int length : {FORMAT_TEXT - 1, FORMAT_TEXT, 100'000}) {
+    EXPECT_EQ(TEFormat(text, "%0*d", length, 0), length);
+    EXPECT_EQ(text, std::string(FORMAT_TEXT - 1, '0'));
+  }
+}
+
+TEST(StringUtilNumbers, Bytes) {
+  const unsigned char bytes[] = {0x0A, 0xFF, 0x10};
+  const RWDBBlob blob(bytes, sizeof(bytes));
+  EXPECT_EQ(Blob2Str(blob, 0, 2) + Blob2Str(blob, 1, 0) + Blob2Str(blob, 1, 9), "0X0AFF0XFF100XFF10");
+  for (const unsigned offset : {3U, 4U, UINT_MAX}) EXPECT_EQ(Blob2Str(blob, offset, 1), "0X");
+
+  for (const auto& [hex, expected] :
+       Rows("414 -> A; 4 -> ; 4aFf -> J\xFF; g00g@9Gf:/ -> \xF0\xFF\xF9\xFF\xEF")) {
+    std::string out = "old";
+    HexToBinary(hex, out);
+    EXPECT_EQ(out, expected) << hex;
+  }
+}
+
+TEST(StringUtilNumbers, FromText) {
+  const auto read = [](const std::string& text, int base) {
+    int n = 99;
+    const bool result = StrToInt(text, n, base);
+    return (result ? "" : "bad ") + std::to_string(n);
+  };
+  for (const auto& [text, expected] :
+       Rows(" 12  -> 12;  -> bad 99;    -> bad 99; 12a -> bad 12; a -> bad 0; -7 -> -7; +7 -> 7; "
+            "1 2 -> bad 1; \t12 -> 12; 12\t -> bad 12; 2147483647 -> 2147483647; "
+            "2147483648 -> bad 2147483647; -99999999999999999999 -> bad -2147483648"))
+    EXPECT_EQ(read(text, 10), expected) << text;
+  EXPECT_EQ(read("0x1F", 16) + read("1f", 16) + read("0x10", 0), "313116");
+  EXPECT_EQ(read("1", 1), "bad 0") << "no such base";
+  EXPECT_EQ(read("1\0"s, 10), "bad 1");
+}
+
+TEST(StringUtilNumbers, IsInteger) {
+  for (const char* text : {"0", "-12", "- 12", "12 ", "-\v1", "12\n\t"}) EXPECT_TRUE(IsInteger(text)) << text;
+  // With blanks in front the positions of the trimmed text are looked up in the whole one.
+  for (const char* text : {"", " ", "-", "-  ", " -", "1a", "1 2", "--1", "+1", " 12", " -12", "\n1", "1.0"})
+    EXPECT_FALSE(IsInteger(text)) << text;
+  const testkit::LogCapture log;
+  EXPECT_FALSE(IsInteger(nullptr));
+  EXPECT_EQ(log.Count("ASSERT: file util/basicutil/stringutil, line "), 1);
+}
+
+TEST(StringUtilNumbers, Addresses) {
+  for (const auto& [text, expected] :
+       Rows("10.0.0.1 -> 0A000001;  10 .0. 0.001 -> 0A000001; 255.255.255.255 -> FFFFFFFF; "
+            " -> bad 00000000; 1.2.3 -> bad 00010203; 1.2.256.4 -> bad 00000102; "
+            "1.2.3.4.5 -> bad 01020304; 1.2.3.4. -> bad 01020304; .1.2.3 -> bad 00000000; "
+            "1..2.3.4 -> bad 00000001; 1.-2.3.4 -> bad 00000001; 1. .3.4 -> bad 00000001; "
+            "1.4294967297.3.4 -> bad 00000001")) {
+    unsigned ip = 99;
+    std::string found;
+    const bool result = TEStr2Ip(text.c_str(), ip);
+    TEFormat(found, "%s%08X", result ? "" : "bad ", ip);
+    EXPECT_EQ(found, expected) << text;
+  }
+}
+
+TEST(StringUtilNumbers, Identifiers) {
+  for (const auto& [text, expected] :
+       Rows("9-1 -> 0x90001; 0x90001 -> 0x90001; 589825 -> 0x90001;  -> bad; 9- -> bad; -1 -> bad; "
+            "1-65537 -> 0x10001; 1-131072 -> 0x30000; 9--1 -> 0xFFFFFFFF; 0X12 -> 0x0; 0x -> 0x0; "
+            "0xg -> bad; 9a-1b -> 0x90001; a-1 -> bad; 9-a -> bad; 12ab -> 0xC; "
+            "4294967295 -> 0xFFFFFFFF; 4294967296 -> bad; 0xFFFFFFFF -> 0xFFFFFFFF; "
+            "0x100000000 -> bad; 9-99999999999 -> bad")) {
+    unsigned long id = 99;
+    EXPECT_EQ(TEStr2NEID(text.c_str(), id) ? IntToStr(static_cast<long>(id), true) : "bad", expected) << text;
+    EXPECT_TRUE(expected != "bad" || id == 99) << text;
+  }
+  std::vector<RWCString> texts = {"9-1", "7"};
+  std::vector<unsigned long> ids = {1};
+  EXPECT_TRUE(TEVecStr2NEID(texts, ids));
+  EXPECT_EQ(ids, (std::vector<unsigned long>{0x90001, 7}));
+  texts[0] = "x";
+  EXPECT_FALSE(TEVecStr2NEID(texts, ids));
+  EXPECT_TRUE(ids.empty());
+}
+
+using Numbers = std::vector<int>;
+
+std::string Joined(const Numbers& numbers) {
+  RWCString text;
+  EXPECT_TRUE(NumListToStr(numbers, text));
+  return text.str();
+}
+
+TEST(StringUtilLists, AreWrittenInBothForms) {
+  const std::vector<std::pair<Numbers, std::string>> rows = {
+      {{}, "||"},
+      {{7}, "7|7|7"},
+      {{1, 2, 3, 5, 6, 9}, "1,2,3,5,6,9|1-3,5-6,9|1&&3&5&6&9"},
+      {{5, 1, 2, 2}, "5,1,2,2|5,1-2,2|5&1&2&2"},
+      {{-1, 0, 1}, "-1,0,1|-1-1|-1&&1"},
+      {{INT_MAX, INT_MIN}, "2147483647,-2147483648|2147483647,-2147483648|2147483647&-2147483648"}};
+  for (const auto& [numbers, expected] : rows) {
+    RWCString spans = "old", ofList = "old", ampersands = "old";
+    EXPECT_TRUE(NumListToStr2(numbers, spans));
+    EXPECT_TRUE(NumListToStr2(std::list<int>(numbers.begin(), numbers.end()), ofList));
+    EXPECT_EQ(ofList, spans);
+    TEVec2Str(numbers, ampersands);
+    EXPECT_EQ(Joined(numbers) + "|" + spans + "|" + ampersands, expected);
+  }
+}
+
+TEST(StringUtilLists, AmpersandsAreRead) {
+  for (const auto& [text, expected] :
+       Rows("1&3&&6 -> 1,3,4,5,6; 6&&3 -> 6,5,4,3; 1&&1 -> 1,1; 1&&&3 -> 1,2,3;  1 & 2 -> 1,2; "
+            "1&&3&&2 -> 1,2,3,2; 1&&2&5 -> 1,2,5;  -> bad ; &1 -> bad ; 1& -> bad ; & -> bad ; "
+            "1&a&2 -> bad 1; 1& &2 -> bad 1; 1&-2 -> bad 1; 1&2147483648 -> bad 1; "
+            "0&&2147483647 -> bad 0; 2147483647&&0 -> bad 2147483647")) {
+    Numbers numbers = {99};
+    const bool result = TEStr2Vec(text.c_str(), numbers);
+    EXPECT_EQ((result ? "" : "bad ") + Joined(numbers), expected) << text;
+    EXPECT_EQ(TEStr2Vec(RWCString(text), numbers), result);
+  }
+}
+
+TEST(StringUtilLists, AreNoLongerThanTheLimit) {
+  Numbers numbers;
+  EXPECT_TRUE(TEStr2Vec("1&&1000000", numbers) && numbers.size() == kLongestNumList);
+  EXPECT_FALSE(TEStr2Vec("1&&1000001", numbers));
+  EXPECT_FALSE(TEStr2Vec("1&&1000000&5", numbers));
+  EXPECT_TRUE(StrToNumList("1-1000000", numbers) && numbers.size() == kLongestNumList);
+  EXPECT_FALSE(StrToNumList("1-1000000,5", numbers));
+}
+
+TEST(StringUtilLists, Spans) {
+  for (const auto& [text, expected] :
+       Rows("7 -> 7,7;  1 - 3  -> 1,3; 3-1 -> bad 3,1; -5 -> bad 99,5; -0 -> bad 99,0; 5- -> bad 5,99; "
+            "1-2-3 -> bad 1,2; a -> bad 0,0; 1 2 -> bad 1,1; 1--2 -> bad 1,-2; "
+            "0123456789 -> 123456789,123456789; 2147483646-2147483647 -> 2147483646,2147483647; "
+            "2147483648 -> bad 2147483647,2147483647; \t9 -> 9,9; 9\t -> bad 9,9")) {
+    int from = 99, to = 99;
+    const bool result = GetSpan(RWCString(text), from, to);
+    EXPECT_EQ((result ? "" : "bad ") + Joined({from, to}), expected) << text;
+    Numbers numbers;
+    EXPECT_EQ(StrToNumList("8," + text, numbers), result) << text;
+    EXPECT_TRUE(numbers.front() == 8 && (!result || numbers.back() == to)) << text;
+    EXPECT_EQ(numbers.size(), result ? static_cast<std::size_t>(to - from) + 2 : 1) << text;
+  }
+  int a = 0, b = 0, c = 0;
+  EXPECT_TRUE(GetSpan(std::string("1- 22 --3"), a, b, c));
+  EXPECT_EQ((Numbers{a, b, c}), (Numbers{1, 22, -3}));
+  for (const std::string text : {"", "1-2", "1-2-", "-1-2-3", "1-2-3-4"})
+    EXPECT_FALSE(GetSpan(text, a, b, c)) << text;
+}
+
+TEST(StringUtilLists, RowsAreSortedByOneColumn) {
+  const auto sorted = [](int key) {
+    Numbers a = {3, 1, 3, -9, 1}, b = {1, 2, 3, 4, 2}, c = {5, 1, 4, 2, 0};
+    Numbers twoA = a, twoB = b;
+    TERela3WaySort(a, b, c, key);
+    TERela2WaySort(twoA, twoB, key);
+    EXPECT_EQ(twoA == a && twoB == b, key != 3) << key;
+    return Joined(a) + " " + Joined(b) + " " + Joined(c);
+  };
+  EXPECT_EQ(sorted(1), "-9,1,1,3,3 4,2,2,1,3 2,1,0,5,4");
+  EXPECT_EQ(sorted(2), "3,1,1,3,-9 1,2,2,3,4 5,1,0,4,2");
+  EXPECT_EQ(sorted(3), "1,1,-9,3,3 2,2,4,3,1 0,1,2,4,5");
+  Numbers longer = {2, 1}, shorter = {0};
+  TERela2WaySort(longer, shorter, 1);
+  EXPECT_EQ(longer, (Numbers{2, 1}));
 }
 
 }  // namespace
