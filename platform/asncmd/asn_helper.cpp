@@ -6,6 +6,7 @@
 
 #include "platform/asncmd/asn_buffers.h"
 #include "platform/asncmd/asn_checker.h"
+#include "platform/asncmd/asn_elements.h"
 #include "platform/asncmd/asn_encode.h"
 #include "platform/asncmd/asn_list_nodes.h"
 #include "platform/asncmd/asn_runtime.h"
@@ -31,13 +32,51 @@ std::uint32_t EncodeTo(const AsnType& msg, AsnWriteBuf& out) {
 namespace {
 
 std::uint32_t CopyOut(const AsnWriteBuf& out, unsigned char*& buffer, std::size_t& size) {
-  if (AllocationFails()) return VELA_ERR_MEMORY;
-  auto* copy = static_cast<unsigned char*>(std::malloc(out.Size()));
+  unsigned char* copy = CAsnHelper::AllocateAsnBuf(out.Size());
   if (copy == nullptr) return VELA_ERR_MEMORY;
   std::memcpy(copy, out.Data(), out.Size());
   buffer = copy;
   size = out.Size();
   return 0;
+}
+
+std::span<const unsigned char> Written(const AsnWriteBuf& out) {
+  return {reinterpret_cast<const unsigned char*>(out.Data()), out.Size()};
+}
+
+// Encodes with the list emptied. The list's place is where the encoding with its first element alone has an
+// element that is empty here.
+std::uint32_t EncodeEmptied(const AsnType& request, AsnProbeList& nodes, AsnWriteBuf& out,
+                            std::size_t& lengthOffset, std::size_t& lengthOctets) {
+  AsnWriteBuf withFirst(CAsnHelper::maxEncoding);
+  AsnProbeList aside;
+  const AsnNodeSwap swap(nodes, aside);
+  if (const std::uint32_t code = EncodeTo(request, out)) return code;
+  nodes.splice(nodes.begin(), aside, aside.begin());
+  const std::uint32_t code = EncodeTo(request, withFirst);
+  aside.splice(aside.begin(), nodes);
+  if (code != 0) return code;
+  const bool found = FindFilled(Written(out), Written(withFirst), lengthOffset, lengthOctets);
+  return found ? 0 : VELA_ERR_GENERAL;
+}
+
+// The same for a list that has no element to tell it by.
+std::uint32_t EncodeAroundProbe(const AsnType& request, AsnProbeList& nodes, AsnWriteBuf& out,
+                                std::size_t& lengthOffset, std::size_t& lengthOctets) {
+  try {
+    AsnProbeList probes;
+    const AsnListProbe& probe = probes.emplace_back(out);
+    {
+      const AsnNodeSwap swap(nodes, probes);
+      if (const std::uint32_t code = EncodeTo(request, out)) return code;
+    }
+    if (probe.Calls() != 1) return VELA_ERR_GENERAL;
+    lengthOctets = 1;
+    lengthOffset = out.Size() - probe.BytesBehind() - lengthOctets;
+    return 0;
+  } catch (const std::bad_alloc&) {
+    return VELA_ERR_MEMORY;
+  }
 }
 
 std::string AtByte(std::size_t offset, const char* what) {
@@ -81,22 +120,10 @@ std::uint32_t CAsnHelper::EncodeExcludeListField(const AsnType& request, const A
   size = lengthOffset = lengthOctets = 0;
   vela::AsnProbeList* nodes = vela::FindListNodes(listField);
   if (nodes == nullptr) return VELA_ERR_GENERAL;
-  vela::AsnWriteBuf out(std::size_t{16} << 20);
-  try {
-    vela::AsnProbeList probes;
-    probes.emplace_back(out);
-    const vela::AsnListProbe& probe = probes.front();
-    {
-      const vela::AsnNodeSwap swap(*nodes, probes);
-      if (const std::uint32_t code = vela::EncodeTo(request, out)) return code;
-    }
-    if (probe.Calls() != 1) return VELA_ERR_GENERAL;
-    lengthOffset = out.Size() - probe.BytesBehind() - 1;
-  } catch (const std::bad_alloc&) {
-    return VELA_ERR_MEMORY;
-  }
-  lengthOctets = 1;  // of an empty list
-  const std::uint32_t code = vela::CopyOut(out, buffer, size);
+  vela::AsnWriteBuf out(maxEncoding);
+  const auto encode = nodes->empty() ? vela::EncodeAroundProbe : vela::EncodeEmptied;
+  std::uint32_t code = encode(request, *nodes, out, lengthOffset, lengthOctets);
+  if (code == 0) code = vela::CopyOut(out, buffer, size);
   if (code != 0) lengthOffset = lengthOctets = 0;
   return code;
 }
@@ -110,6 +137,10 @@ std::size_t CAsnHelper::EncodeAsnLen(std::uint32_t length, unsigned char (&octet
   octets[0] = static_cast<unsigned char>(0x80 | count);
   for (std::size_t i = 1; i <= count; ++i) octets[i] = static_cast<unsigned char>(length >> 8 * (count - i));
   return count + 1;
+}
+
+unsigned char* CAsnHelper::AllocateAsnBuf(std::size_t size) {
+  return vela::AllocationFails() ? nullptr : static_cast<unsigned char*>(std::malloc(size));
 }
 
 void CAsnHelper::ReleaseAsnBuf(unsigned char* buffer) {

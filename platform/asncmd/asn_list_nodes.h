@@ -7,7 +7,8 @@
 // Reaching into a SEQUENCE OF without knowing what it holds. Internal.
 namespace vela {
 
-// Stands in a list for its elements: encodes as nothing, and notes where that is.
+// Stands in an empty list: encodes as nothing, and notes where that is. Only where the list calls its
+// elements' encoder as a virtual function: not when the compiler knows that their class has no derived ones.
 class AsnListProbe : public AsnType {
  public:
   AsnListProbe() = default;
@@ -35,7 +36,8 @@ class AsnListProbe : public AsnType {
 using AsnProbeList = std::list<AsnListProbe>;
 
 // The std::list inside a SEQUENCE OF of whatever element type; null when `field` is none. It may only be
-// swapped: links, header and swap of a std::list do not depend on what it holds.
+// swapped, spliced and asked whether it is empty: that needs only links and header, which do not depend on
+// what the list holds.
 AsnProbeList* FindListNodes(const AsnType& field);
 
 // Exchanges the elements of a list for those of another while it lives; never throws.

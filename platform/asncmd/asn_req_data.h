@@ -10,7 +10,7 @@ class VELA_EXPORT CAsnReqData {
  public:
   // Wraps an object; owns it when `own` is true.
   CAsnReqData(AsnType& request, int count, bool own);
-  // Takes over a buffer made by CAsnHelper.
+  // Takes over a buffer of CAsnHelper.
   CAsnReqData(unsigned char* buffer, std::size_t size, int count);
   ~CAsnReqData();
   CAsnReqData(const CAsnReqData&) = delete;
