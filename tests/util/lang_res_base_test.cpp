@@ -168,24 +168,21 @@ TEST_F(LangRes, NotesByLength) {
 
 TEST_F(LangRes, HeadingsOfNotes) {
   const std::string wide(239, 'w');
-  const struct {
-    std::string format;
-    std::string first;
-    std::string second;
-  } rows[] = {{"Note %d: ", "Note 1: ", "Note 2: "},
-              {"100%% %03d", "100% 001", "100% 002"},
-              {"%+-4.2ld|", "+01 |", "+02 |"},
-              {"none ", "none ", "none "},
-              {"%s%n", "%s%n", "%s%n"},
-              {"%d %d", "%d %d", "%d %d"},
-              {"%*d", "%*d", "%*d"},
-              {"%1000d", "%1000d", "%1000d"},
-              {"5%", "5%", "5%"},
-              {wide + "好%d", wide, wide},
-              {wide + "%2d", wide + " ", wide + " "}};
+  const std::vector<std::string> rows[] = {// format, heading of note 1, of note 2 (else: the format as it is)
+                                           {"Note %d: ", "Note 1: ", "Note 2: "},
+                                           {"100%% %03d", "100% 001", "100% 002"},
+                                           {"%+-4.2ld|", "+01 |", "+02 |"},
+                                           {wide + "好%d", wide, wide},
+                                           {wide + "%2d", wide + " ", wide + " "},
+                                           {"none "},
+                                           {"%s%n"},
+                                           {"%d %d"},
+                                           {"%*d"},
+                                           {"%1000d"},
+                                           {"5%"}};
   for (const auto& row : rows) {
     TELangResMgrBase mgr;
-    mgr.LoadLangFile(Write("note.txt", "NOTE = \"" + row.format + "\"\n").c_str());
+    mgr.LoadLangFile(Write("note.txt", "NOTE = \"" + row[0] + "\"\n").c_str());
     std::string begin(100, 'a');
     begin += "--";
     const std::string end(200, 'b');
@@ -193,8 +190,8 @@ TEST_F(LangRes, HeadingsOfNotes) {
     std::vector<RWCString> notes(1, "before");
     DivisionStr(&mgr, "--", text, notes);
     ASSERT_EQ(notes.size(), 3U) << "appended";
-    EXPECT_EQ(notes[1].data(), row.first + begin);
-    EXPECT_EQ(notes[2].data(), row.second + end);
+    EXPECT_EQ(notes[1].data(), row[row.size() / 2] + begin);
+    EXPECT_EQ(notes[2].data(), row.back() + end);
   }
   TELangResMgrBase mgr;
   RWCString text("a;b");
@@ -225,7 +222,7 @@ TEST(LangResThreaded, ReadersSeeWholeTables) {
     readers.emplace_back([&, key] {
       while (!done) missed += mgr.GetResourceStr(key).length() == 0;
     });
-  for (int i = 0; i < 50; ++i) EXPECT_EQ(mgr.Reload(), 0);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(mgr.Reload(), 0);
   done = true;
   for (std::thread& reader : readers) reader.join();
   EXPECT_EQ(missed, 0);
