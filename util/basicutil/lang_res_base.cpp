@@ -105,6 +105,11 @@ int TELangResMgrBase::LoadLangFileImpl(const char* file, bool dynamic) VELA_NO_T
   return LoadHeld(file, dynamic);
 }
 
+void TELangResMgrBase::LoadLangFiles(const std::vector<std::string>& files) {
+  const vela::MutexLock lock(m_mutex);
+  for (const std::string& file : files) LoadHeld(file.c_str(), false);
+}
+
 int TELangResMgrBase::LoadHeld(const char* file, bool dynamic) {
   if (!Check(file != nullptr, kUnit, "NULL != file")) return -1;
   bool whole = false;
@@ -146,7 +151,9 @@ void TELangResMgr::Destroy() {
 
 void TELangResMgr::LoadLangFile(const std::string& folder, const char** names) {
   if (!Check(names != nullptr, kUnit, "NULL != names")) return;
-  for (; *names != nullptr; ++names) LoadLangFileImpl((folder + *names).c_str(), false);
+  std::vector<std::string> files;
+  for (; *names != nullptr; ++names) files.push_back(folder + *names);
+  LoadLangFiles(files);
 }
 
 bool AppendRes(TELangResMgrBase* mgr, const char* key, int index, std::string& out) {

@@ -50,6 +50,8 @@ class BASIC_UTIL_EXPORT TELangResMgrBase {
   // For overrides of LoadDynLangFile too: takes the mutex unless this thread holds it already (in Reload).
   // `dynamic` files are not remembered.
   int LoadLangFileImpl(const char* file, bool dynamic);
+  // As LoadLangFile for each, with no other operation between them.
+  void LoadLangFiles(const std::vector<std::string>& files);
 
  private:
   class Holding;
