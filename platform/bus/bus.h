@@ -54,6 +54,9 @@ class VELA_EXPORT Bus {
 
   // Of any instance: whether there is one. Nobody is alive to a closed bus.
   virtual bool IsAlive(CProcID address) const = 0;
+  // Tells the lives of a process apart: never the same for two processes that held the address one after the
+  // other. 0 when nobody lives there. Of any instance, or of a bus that cannot tell: 1 when somebody does.
+  virtual std::uint64_t LifeOf(CProcID address) const;
   virtual std::vector<CProcID> LiveProcesses() const = 0;  // ascending, with the own one
   virtual BusStats Stats() const = 0;
 };

@@ -6,6 +6,10 @@ namespace vela {
 
 Bus::~Bus() = default;
 
+std::uint64_t Bus::LifeOf(CProcID address) const {
+  return IsAlive(address) ? 1 : 0;
+}
+
 BusResult CheckFrame(const VelaCmdMSG& frame, std::uint32_t maxFrameBytes) {
   if (frame.format != VELA_MSG_FORMAT || frame.length < 2) return BusResult::failed;
   return VelaFrameSize(frame) > maxFrameBytes ? BusResult::tooLarge : BusResult::ok;

@@ -18,6 +18,8 @@ class Inbox {
  public:
   explicit Inbox(std::uint32_t limit) : m_limit(limit) {}
 
+  std::uint64_t Life() const { return m_life; }
+
   BusResult Post(const VelaCmdMSG& frame) {
     {
       const MutexLock lock(m_mutex);
@@ -51,7 +53,10 @@ class Inbox {
   }
 
  private:
+  static inline std::atomic<std::uint64_t> s_lastLife{0};
+
   const std::uint32_t m_limit;
+  const std::uint64_t m_life = ++s_lastLife;
   Mutex m_mutex;
   CondVar m_arrived;
   std::deque<VelaMsgPtr> m_frames VELA_GUARDED_BY(m_mutex);
@@ -145,6 +150,11 @@ class InProcessBus final : public Bus {
     for (const CProcID live : LiveProcesses())
       if (IsMeantFor(address, live)) return true;
     return false;
+  }
+  std::uint64_t LifeOf(CProcID address) const override {
+    if (!IsInstanceAddress(address)) return Bus::LifeOf(address);
+    const auto inbox = m_open.load() ? m_hub->Find(address) : nullptr;
+    return inbox ? inbox->Life() : 0;
   }
   std::vector<CProcID> LiveProcesses() const override { return m_open.load() ? m_hub->All() : Instances(); }
   BusStats Stats() const override { return m_counters.Read(); }

@@ -326,6 +326,12 @@ class LocalBus final : public Bus {
     return false;
   }
 
+  std::uint64_t LifeOf(CProcID address) const override {
+    if (!IsInstanceAddress(address)) return Bus::LifeOf(address);
+    const std::shared_ptr<LocalFolder> folder = Folder();
+    return folder ? folder->Probe(address).Current() : 0;
+  }
+
   std::vector<CProcID> LiveProcesses() const override {
     const std::shared_ptr<LocalFolder> folder = Folder();
     return folder ? folder->Live() : Instances();

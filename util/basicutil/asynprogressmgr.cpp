@@ -6,12 +6,13 @@
 
 #include "asn1/progress.h"
 #include "platform/asncmd/asn_cmd.h"
+#include "platform/os/clock.h"
 #include "platform/os/mutex.h"
 #include "platform/os/os_types.h"
 #include "platform/os/singleton.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/assert_report.h"
-#include "util/basicutil/asynprogressmgr_internal.h"
+#include "util/basicutil/asynprogressmgr_impl.h"
 #include "util/basicutil/client_records.h"
 #include "util/basicutil/common.h"
 #include "util/basicutil/progress_report.h"
@@ -25,22 +26,10 @@ constexpr const char* UNIT = "asynprogressmgr";
 constexpr std::uint32_t MAX_SERIAL = 65535;
 constexpr int ABORT_ALL = 255;
 
-// Where 0 to 100 of a mission lie in the client's progress.
-struct Scale {
-  int base = 0;
-  float factor = 1.0F;
-};
-
-struct alignas(64) Mission {
-  AsynMission work;
-  Scale scale;
-  ClientMissionID client;  // its reply attribute is 0
-};
-
 // Has all lines of a mission brought from memory side by side.
-void Fetch(const Mission& mission) {
+void Fetch(const SpreadMission& mission) {
   constexpr std::size_t LINE = 64;
-  for (std::size_t at = 0; at < sizeof(Mission); at += LINE)
+  for (std::size_t at = 0; at < sizeof(AsynMission); at += LINE)
     __builtin_prefetch(reinterpret_cast<const char*>(&mission) + at);
 }
 
@@ -87,8 +76,8 @@ ClientMissionID AnyReply(ClientMissionID client) {
   return client;
 }
 
-Scale CurrentScale(const ClientMissionID& client) {
-  Scale scale;
+ClientScale CurrentScale(const ClientMissionID& client) {
+  ClientScale scale;
   if (ProgressMgr* mgr = ProgressMgr::Instance()) mgr->GetProgress(client, scale.base, scale.factor);
   return scale;
 }
@@ -106,54 +95,25 @@ bool SendAborts(VelaGnlTask& task, const AsynMission::Abort& abort) {
   return sent;
 }
 
-class AsynProgressMgrImpl : public AsynProgressMgr {
- public:
-  bool RegisterEx(const std::vector<ProcWeightPairEx>& processes, int clientMissionNo,
-                  unsigned long& missionId, SubMissionIds& subMissions) override;
-  bool Register(const std::vector<ProcWeightPair>& processes, int clientMissionNo,
-                unsigned long& missionId) override;
-  bool UnRegister(unsigned long missionId) override;
-  void MoveSubMission(unsigned long subMissionId, const CProcID& newProcess) override;
-  bool WriteProcProgress(unsigned long missionId, const CProcID& process, unsigned long subMissionId,
-                         unsigned long percent) override;
-  unsigned long GetMissionProgress(unsigned long missionId) override;
-  bool GetClientMissionID(unsigned long missionId, ClientMissionID& client) override;
-  bool FindMissionID(const ClientMissionID& client, unsigned long& missionId) override;
-  int MissionStop(const ClientMissionID& client) override;
-  void SetMissionData(unsigned long missionId, unsigned long value) override;
-  void EraseMissionData(unsigned long missionId) override;
-  unsigned long GetMissionData(unsigned long missionId) override;
-  void RegisterMissionCmd(unsigned long missionId, const MissionCmd& cmd) override;
-  void UnRegisterMissionCmd(unsigned long missionId) override;
-  void GetMissionCmd(unsigned long missionId, MissionCmd& cmd) override;
-  bool ResetMissionTimeout(unsigned long missionId, unsigned long timeOut, const CProcID& process) override;
-  bool IsClientMissionRegistered(const ClientMissionID& client,
-                                 bool takeLock) override VELA_NO_THREAD_SAFETY_ANALYSIS;
-  bool IsMissionRegistered(unsigned long missionId, bool takeLock) override VELA_NO_THREAD_SAFETY_ANALYSIS;
+// Notes the present life of one instance. Without a bus, and of any instance, there is none.
+void See(const CProcID& process, Lives& lives) {
+  const std::uint64_t life = process.IsAnyInstance() ? 0 : LifeOfProcess(process);
+  if (life != 0) lives[process] = life;
+}
 
- private:
-  // Null when the client has that mission already.
-  Mission* AddMissionLocked(const ClientMissionID& client, const Scale& scale, std::uint32_t& missionId)
-      VELA_REQUIRES(m_mutex);
-  std::uint32_t NextMissionIdLocked() VELA_REQUIRES(m_mutex);
-  bool RemoveMissionLocked(std::uint32_t missionId) VELA_REQUIRES(m_mutex);
-  Mission* FindLocked(std::uint32_t missionId) VELA_REQUIRES(m_mutex);
-  bool IsClientRegisteredLocked(const ClientMissionID& client) const VELA_REQUIRES(m_mutex) {
-    return m_missionOfClient.count(AnyReply(client)) != 0;
-  }
-  std::vector<AsynMission::Abort> StopMission(std::uint32_t missionId);
+// What was known of a sub-mission at processes that do not hold it any more.
+void ForgetMoved(SpreadMission& mission, std::uint32_t id) {
+  const auto moved = [&](const auto& entry) {
+    const auto& [holder, subMission] = entry.first;
+    return subMission == id && mission.work.Holder(holder, id) != holder;
+  };
+  std::erase_if(mission.watch->errors, moved);
+  std::erase_if(mission.watch->workers, moved);
+}
 
-  vela::Mutex m_mutex;
-  std::vector<std::unique_ptr<Mission>> m_missions VELA_GUARDED_BY(m_mutex);  // by serial number
-  // The keys have the reply attribute 0, which matches any: see AnyReply.
-  std::map<ClientMissionID, std::uint32_t, ClientMissionIDExactLess> m_missionOfClient
-      VELA_GUARDED_BY(m_mutex);
-  std::map<std::uint32_t, std::uint32_t> m_missionData VELA_GUARDED_BY(m_mutex);
-  std::map<std::uint32_t, MissionCmd> m_missionCmds VELA_GUARDED_BY(m_mutex);
-  std::uint16_t m_serial VELA_GUARDED_BY(m_mutex) = 0;
-};
+}  // namespace
 
-Mission* AsynProgressMgrImpl::FindLocked(std::uint32_t missionId) {
+SpreadMission* AsynProgressMgrImpl::FindLocked(std::uint32_t missionId) {
   const std::uint32_t serial = missionId >> 16;
   return (missionId & MAX_SERIAL) == 0 && serial < m_missions.size() ? m_missions[serial].get() : nullptr;
 }
@@ -167,20 +127,29 @@ std::uint32_t AsynProgressMgrImpl::NextMissionIdLocked() {
   return missionId;
 }
 
-Mission* AsynProgressMgrImpl::AddMissionLocked(const ClientMissionID& client, const Scale& scale,
-                                               std::uint32_t& missionId) {
+bool AsynProgressMgrImpl::IsClientRegisteredLocked(const ClientMissionID& client) const {
+  return m_missionOfClient.contains(AnyReply(client));
+}
+
+SpreadMission* AsynProgressMgrImpl::AddMissionLocked(const ClientMissionID& client, const ClientScale& scale,
+                                                     Lives lives, std::uint32_t& missionId) {
   if (IsClientRegisteredLocked(client)) return nullptr;
   missionId = NextMissionIdLocked();
   RemoveMissionLocked(missionId);
   m_missionOfClient[client] = missionId;
   if (m_missions.size() <= m_serial) m_missions.resize(m_serial + 1U);
-  std::unique_ptr<Mission>& mission = m_missions[m_serial];
-  mission = std::make_unique<Mission>(Mission{AsynMission(missionId), scale, client});
+  std::unique_ptr<SpreadMission>& mission = m_missions[m_serial];
+  mission = std::make_unique<SpreadMission>(
+      SpreadMission{AsynMission(missionId), scale, client, std::make_unique<MissionWatch>()});
+  mission->watch->owner = VelaGetCurrentTask()->GetName();
+  mission->watch->since = vela::NowSeconds();
+  mission->watch->lastTold = scale.base;
+  mission->watch->lives = std::move(lives);
   return mission.get();
 }
 
 bool AsynProgressMgrImpl::RemoveMissionLocked(std::uint32_t missionId) {
-  const Mission* mission = FindLocked(missionId);
+  const SpreadMission* mission = FindLocked(missionId);
   if (mission == nullptr) return false;
   m_missionOfClient.erase(mission->client);
   m_missions[missionId >> 16].reset();
@@ -195,11 +164,13 @@ bool AsynProgressMgrImpl::RegisterEx(const std::vector<ProcWeightPairEx>& proces
   if (!Check(total <= MAX_SERIAL, UNIT, "total <= MAX_SERIAL")) return false;
   ClientMissionID client;
   if (!CurrentClient(clientMissionNo, client)) return false;
-  const Scale scale = CurrentScale(client);
+  const ClientScale scale = CurrentScale(client);
+  Lives lives;
+  for (const ProcWeightPairEx& pair : processes) See(pair.process, lives);
 
   const vela::MutexLock lock(m_mutex);
   std::uint32_t id = 0;
-  Mission* mission = AddMissionLocked(client, scale, id);
+  SpreadMission* mission = AddMissionLocked(client, scale, std::move(lives), id);
   if (mission == nullptr) return false;
   for (const ProcWeightPairEx& pair : processes) {
     const std::vector<std::uint32_t> ids = SubMissionCounter::Instance().Draw(pair.count, id);
@@ -215,11 +186,13 @@ bool AsynProgressMgrImpl::Register(const std::vector<ProcWeightPair>& processes,
                                    unsigned long& missionId) {
   ClientMissionID client;
   if (!CurrentClient(clientMissionNo, client)) return false;
-  const Scale scale = CurrentScale(client);
+  const ClientScale scale = CurrentScale(client);
+  Lives lives;
+  for (const auto& [process, weight] : processes) See(process, lives);
 
   const vela::MutexLock lock(m_mutex);
   std::uint32_t id = 0;
-  Mission* mission = AddMissionLocked(client, scale, id);
+  SpreadMission* mission = AddMissionLocked(client, scale, std::move(lives), id);
   if (mission == nullptr) return false;
   for (const auto& [process, weight] : processes) mission->work.SetProcess(process, weight, 1, {{id}});
   missionId = id;
@@ -233,10 +206,16 @@ bool AsynProgressMgrImpl::UnRegister(unsigned long missionId) {
 
 void AsynProgressMgrImpl::MoveSubMission(unsigned long subMissionId, const CProcID& newProcess) {
   const std::uint32_t id = vela::Cut32(subMissionId);
+  Lives lives;
+  See(newProcess, lives);
   const auto move = [&] {
     const vela::MutexLock lock(m_mutex);
-    Mission* mission = FindLocked(id & 0xFFFF0000U);
-    return mission == nullptr || mission->work.Move(id, newProcess);
+    SpreadMission* mission = FindLocked(id & 0xFFFF0000U);
+    if (mission == nullptr) return true;
+    for (const auto& [process, life] : lives) mission->watch->lives[process] = life;
+    const bool agrees = mission->work.Move(id, newProcess);
+    ForgetMoved(*mission, id);
+    return agrees;
   };
   Check(move(), UNIT, "0 != count");
 }
@@ -246,7 +225,7 @@ bool AsynProgressMgrImpl::WriteProcProgress(unsigned long missionId, const CProc
   const std::uint32_t id = vela::Cut32(missionId);
   const auto write = [&] {
     const vela::MutexLock lock(m_mutex);
-    Mission* mission = FindLocked(id);
+    SpreadMission* mission = FindLocked(id);
     if (mission == nullptr) return false;
     Fetch(*mission);
     return mission->work.Write(process, vela::Cut32(subMissionId), vela::Cut32(percent));
@@ -256,18 +235,20 @@ bool AsynProgressMgrImpl::WriteProcProgress(unsigned long missionId, const CProc
   return false;
 }
 
+int AsynProgressMgrImpl::FigureLocked(const SpreadMission& mission) const {
+  const float scaled = static_cast<float>(mission.work.Progress()) * mission.scale.factor;
+  return std::max(0, TruncatePercent(scaled + static_cast<float>(mission.scale.base)));
+}
+
 unsigned long AsynProgressMgrImpl::GetMissionProgress(unsigned long missionId) {
   const vela::MutexLock lock(m_mutex);
-  const Mission* mission = FindLocked(vela::Cut32(missionId));
-  if (mission == nullptr) return 0;
-  const float scaled = static_cast<float>(mission->work.Progress()) * mission->scale.factor;
-  const std::int32_t progress = TruncatePercent(scaled + static_cast<float>(mission->scale.base));
-  return static_cast<unsigned long>(std::max(0, progress));
+  const SpreadMission* mission = FindLocked(vela::Cut32(missionId));
+  return mission == nullptr ? 0 : static_cast<unsigned long>(FigureLocked(*mission));
 }
 
 bool AsynProgressMgrImpl::GetClientMissionID(unsigned long missionId, ClientMissionID& client) {
   const vela::MutexLock lock(m_mutex);
-  const Mission* mission = FindLocked(vela::Cut32(missionId));
+  const SpreadMission* mission = FindLocked(vela::Cut32(missionId));
   if (mission == nullptr) return false;
   client = mission->client;
   return true;
@@ -283,7 +264,7 @@ bool AsynProgressMgrImpl::FindMissionID(const ClientMissionID& client, unsigned 
 
 std::vector<AsynMission::Abort> AsynProgressMgrImpl::StopMission(std::uint32_t missionId) {
   const vela::MutexLock lock(m_mutex);
-  Mission* mission = FindLocked(missionId);
+  SpreadMission* mission = FindLocked(missionId);
   return mission == nullptr ? std::vector<AsynMission::Abort>() : mission->work.Stop();
 }
 
@@ -367,6 +348,8 @@ bool AsynProgressMgrImpl::IsMissionRegistered(unsigned long missionId, bool take
   const vela::MutexLock lock(m_mutex);
   return FindLocked(vela::Cut32(missionId)) != nullptr;
 }
+
+namespace {
 
 vela::SingletonSlot<AsynProgressMgr> g_asynProgressMgr;
 

@@ -1,5 +1,6 @@
 #pragma once
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -19,6 +20,13 @@ class AsynMission {
     CProcID process;
     std::vector<std::uint32_t> subMissions;  // empty when the process had finished
   };
+  struct Part {
+    CProcID process;
+    float weight;
+    int percent;
+    std::uint32_t count;
+    bool stopped;
+  };
 
   explicit AsynMission(std::uint32_t id) : m_id(id) {}
 
@@ -31,6 +39,16 @@ class AsynMission {
   bool Move(std::uint32_t subMissionId, const CProcID& newProcess);
   // Marks what has not finished as stopped; one element for each process.
   std::vector<Abort> Stop();
+  // One process only. False when it is unknown.
+  bool Stop(const CProcID& process);
+
+  std::vector<Part> Parts() const;
+  // The sub-missions of a process that may still report; none when it is unknown or stopped.
+  std::vector<std::uint32_t> Unfinished(const CProcID& process) const;
+  // Under which address the mission knows the sub-mission that `process` runs: its own, or that of any
+  // instance.
+  std::optional<CProcID> Holder(const CProcID& process, std::uint32_t subMissionId);
+
   // The sum of the processes' shares, each cut to the whole percent.
   std::int64_t Progress() const { return m_total; }
 
@@ -60,6 +78,7 @@ class AsynMission {
   // Null when the process does not hold it, or the id is another mission's.
   SubMission* FindSubMission(const CProcID& process, std::uint32_t id);
   bool HoldsAny(const CProcID& process);
+  void Stop(Process& process);
   void Apply(Process& process, std::uint32_t subMissionId, std::uint32_t percent);
 
   std::int64_t m_total = 0;

@@ -139,19 +139,52 @@ bool AsynMission::Move(std::uint32_t subMissionId, const CProcID& newProcess) {
   return true;
 }
 
+void AsynMission::Stop(Process& process) {
+  m_total -= process.Share();
+  process.stopped = true;
+  m_total += process.Share();
+}
+
+bool AsynMission::Stop(const CProcID& process) {
+  Process* entry = FindProcess(process);
+  if (entry != nullptr) Stop(*entry);
+  return entry != nullptr;
+}
+
 std::vector<AsynMission::Abort> AsynMission::Stop() {
   std::vector<Abort> aborts;
   for (Process& process : m_processes) {
     Abort& abort = aborts.emplace_back(Abort{process.id, {}});
     if (process.stopped || process.percent == 100) continue;
-    m_total -= process.Share();
-    process.stopped = true;
-    m_total += process.Share();
+    Stop(process);
     for (const SubMission* held = LowerSubMission(process.id, 0);
          held != m_subMissions.end() && held->process == process.id; ++held)
       abort.subMissions.push_back(m_id + held->number);
   }
   return aborts;
+}
+
+std::vector<AsynMission::Part> AsynMission::Parts() const {
+  std::vector<Part> parts;
+  for (const Process& process : m_processes)
+    parts.push_back({process.id, process.weight, process.percent, process.count, process.stopped});
+  return parts;
+}
+
+std::vector<std::uint32_t> AsynMission::Unfinished(const CProcID& process) const {
+  std::vector<std::uint32_t> ids;
+  const auto runs = [&](const Process& entry) { return entry.id == process && !entry.stopped; };
+  if (std::none_of(m_processes.begin(), m_processes.end(), runs)) return ids;
+  for (const SubMission& held : m_subMissions)
+    if (held.process == process && held.percent < 100) ids.push_back(m_id + held.number);
+  return ids;
+}
+
+std::optional<CProcID> AsynMission::Holder(const CProcID& process, std::uint32_t subMissionId) {
+  if (FindSubMission(process, subMissionId) != nullptr) return process;
+  for (const Process& entry : m_processes)
+    if (Covers(entry.id, process) && FindSubMission(entry.id, subMissionId) != nullptr) return entry.id;
+  return std::nullopt;
 }
 
 }  // namespace NSTE_util
