@@ -1,0 +1,269 @@
+#include "util/basicutil/asynprogress_report.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <mutex>
+
+#include "asn1/progress.h"
+#include "platform/asncmd/asn_helper.h"
+#include "platform/bus/bus.h"
+#include "platform/task/te_task_creator.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_error.h"
+#include "platform/task/vela_task_mgr.h"
+#include "tests/platform/bus_member.h"
+#include "tests/util/mission_fixture.h"
+#include "util/basicutil/asynprogress_watch.h"
+
+using namespace mission_test;
+
+namespace {
+
+constexpr CProcID SELF(600, 3), A(500, 1), B(501, 1), ANY(502, 0), ONE_OF_ANY(502, 4);
+constexpr std::uint32_t COMMAND = 0x218005;
+
+using Ints = std::vector<int>;
+using Ids = std::vector<std::uint32_t>;
+
+vela::BusOptions Hub() {
+  vela::BusOptions options;
+  options.folder = "asyn";
+  return options;
+}
+
+template <class Message>
+Message Decoded(const std::string& payload) {
+  Message message;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(payload.data());
+  EXPECT_EQ(CAsnHelper::Decode({bytes, payload.size()}, message), 0U);
+  return message;
+}
+
+std::unique_ptr<BusMember> Worker(CProcID address) {
+  return std::make_unique<BusMember>(vela::MakeInProcessBus(Hub()), address);
+}
+
+class AsynReport : public MissionTest {
+ protected:
+  // A report of `process`, sent there by its one call and handled here as it arrives.
+  unsigned long Report(CProcID process, unsigned long id, int percent, const std::string& text = {},
+                       unsigned long errorCode = 0) {
+    const std::size_t before = m_frames.Frames().size();
+    EXPECT_EQ(errorCode == 0 ? SendSubMissionProgress(SELF, id, percent, text)
+                             : SendSubMissionFailure(SELF, id, errorCode, text),
+              0U);
+    const std::vector<testkit::Frame> frames = m_frames.Frames();
+    if (frames.size() != before + 1) return ~0UL;
+    const testkit::Frame& sent = frames.back();
+    EXPECT_EQ(CProcID(sent.header.dstProcId, sent.header.dstHandle), SELF);
+    const AsnSubMissionReport report = Decoded<AsnSubMissionReport>(sent.payload);
+    testkit::Request request;
+    request.srcProcId = process.Number();
+    request.srcHandle = process.Handle();
+    const testkit::CurrentTask task(request);
+    return TETaskCreator::Instance()->Find(sent.header.cmdCode)->handle(task.get(), &report);
+  }
+  // What the client was told since the last call.
+  Ints Told() {
+    Ints told;
+    for (const testkit::Frame& frame : m_frames.Frames()) {
+      if (frame.header.cmdCode != 0x208002) continue;
+      EXPECT_EQ(CProcID(frame.header.dstProcId, frame.header.dstHandle), CProcID(300, 2));
+      EXPECT_EQ(frame.header.sn, 0U);
+      const auto report = Decoded<AsnProgressReportEx>(frame.payload);
+      told.push_back(static_cast<int>(report.progress));
+      if (report.info != nullptr) m_texts.push_back(report.info->third.data());
+    }
+    m_frames.Clear();
+    return told;
+  }
+  unsigned long Add(const std::vector<ProcWeightPairEx>& processes, int missionNo = 1) {
+    unsigned long id = 0;
+    m_ids.clear();
+    EXPECT_TRUE(Asyn().RegisterEx(processes, missionNo, id, m_ids));
+    return id;
+  }
+
+  SubMissionIds m_ids;
+  std::vector<std::string> m_texts;
+};
+
+TEST_F(AsynReport, TellsTheClientWhenTheFigureRises) {
+  for (int i = 0; i < 0x8000; ++i) Asyn().UnRegister(Add({{A, 1.0F, 1}}));  // ids beyond 31 bits
+  TETaskContext context(m_task.get());
+  context.SetMissionID(1, false);
+  context.SendProgress(10);
+  context.SetProgressSpan(80);
+  m_frames.Clear();
+  const unsigned long id = Add({{A, 0.5F, 1}, {B, 0.25F, 1}, {ANY, 0.25F, 1}});
+  EXPECT_GT(id, 0x7FFFFFFFU);
+  const struct {
+    const char* why;
+    CProcID process;
+    unsigned long id;
+    int percent;
+    const char* text;
+    bool taken;
+    Ints told;
+  } rows[] = {
+      {"20 of 100, scaled by 0.8, from 10 on", A, m_ids[A][0], 40, "", true, {26}},
+      {"no rise", A, m_ids[A][0], 41, "", true, {}},
+      {"no rise, but a text", A, m_ids[A][0], 41, "half way", true, {26}},
+      {"the client's figure does not fall", A, m_ids[A][0], 10, "again", true, {26}},
+      {"one of any instance", ONE_OF_ANY, m_ids[ANY][0], 100, "", true, {34}},
+      {"another process' sub-mission", A, m_ids[B][0], 100, "", true, {}},
+      {"a process that takes no part", CProcID(504, 1), m_ids[B][0], 100, "", false, {}},
+      {"a mission that is not there", A, m_ids[A][0] - 0x10000, 100, "", false, {}},
+      {"beyond 100 counts as 100", B, m_ids[B][0], 999, "", true, {54}},
+      {"the end", A, m_ids[A][0], 100, "", true, {90}},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Report(row.process, row.id, row.percent, row.text) == 0, row.taken) << row.why;
+    EXPECT_EQ(Told(), row.told) << row.why;
+  }
+  EXPECT_EQ(m_texts, (std::vector<std::string>{"half way", "again"}));
+}
+
+TEST_F(AsynReport, FailureReachesTheOwnerWhoMayHandOverOrGoOn) {
+  const testkit::Clock clock(1000);
+  const unsigned long id = Add({{A, 0.5F, 2}, {B, 0.5F, 1}});
+  const Ids a = m_ids[A];
+  std::vector<PartFailure> failures;
+  EXPECT_FALSE(SetPartFailureHandler(id + 0x10000, {}));
+  EXPECT_TRUE(SetPartFailureHandler(id, [&](const PartFailure& failure) {
+    failures.push_back(failure);
+    throw std::runtime_error("of the owner");
+  }));
+  Report(A, a[0], 50);
+  Report(A, a[0], 0, "no\nlink", 7);
+  Report(A, a[0], 0, "again", 7);  // known already
+  Report(B, a[1], 0, "not mine", 7);
+  ASSERT_EQ(failures.size(), 1U);
+  EXPECT_EQ(failures[0].process, A);
+  EXPECT_EQ(failures[0].errorCode, 7U);
+  EXPECT_EQ(failures[0].subMissions, Ids{a[0]});
+  EXPECT_EQ(Told(), (Ints{12, 12}));
+  EXPECT_EQ(m_texts, std::vector<std::string>{"no\nlink"});
+  EXPECT_EQ(Traced("code:0x7, no\\x0Alink"), 1);
+  EXPECT_EQ(Traced("of the owner"), 1);
+
+  Report(A, a[0], 60);  // takes it back
+  EXPECT_TRUE(GetFailedParts(id).empty());
+  Report(A, a[0], 0, "no link", 8);
+  Report(A, a[1], 0, "no link", 9);
+  ASSERT_EQ(GetFailedParts(id).size(), 1U);
+  EXPECT_EQ(GetFailedParts(id)[0].subMissions, a);
+  EXPECT_EQ(ListMissions().at(0).parts.at(0).errorCode, 8U);
+
+  Asyn().MoveSubMission(a[0], B);  // hand over, with its 60 percent
+  EXPECT_EQ(GetFailedParts(id).at(0).subMissions, Ids{a[1]});
+  Told();
+  EXPECT_FALSE(GoOnWithout(id, CProcID(504, 1)));
+  EXPECT_TRUE(GoOnWithout(id, A));
+  EXPECT_EQ(Told(), Ints{25 + 22});
+  EXPECT_TRUE(GetFailedParts(id).empty());
+  EXPECT_NE(Report(A, a[1], 50), 0U);
+
+  testkit::Clock later(1090);
+  const MissionStatus status = ListMissions().at(0);
+  EXPECT_EQ(status.missionId, id);
+  EXPECT_EQ(status.age, 90);
+  EXPECT_EQ(status.owner, m_task.get()->GetName());
+  EXPECT_TRUE(status.parts[0].stopped);
+  EXPECT_EQ(status.parts[1].subMissions, 2U);
+}
+
+// The process with a bus; the frames that it sends are captured all the same.
+class AsynWatch : public AsynReport {
+ protected:
+  AsynWatch() {
+    EXPECT_NE(VelaAppMgr::Instance()->CreateTaskMgr({}), nullptr);
+    EXPECT_EQ(VelaAppMgr::Instance()->Start(vela::MakeInProcessBus(Hub()), SELF, 8), 0);
+  }
+  ~AsynWatch() override { VelaAppMgr::Destroy(); }
+};
+
+using AsynWatchThreaded = AsynWatch;
+
+TEST_F(AsynWatchThreaded, NoticesProcessesThatEndOrBeginAnew) {
+  auto a = Worker(A), b = Worker(B), any = Worker(ONE_OF_ANY), other = Worker(CProcID(502, 5));
+  const CProcID late(503, 1), never(504, 1);
+  const unsigned long id =
+      Add({{SELF, 0.1F, 1}, {A, 0.1F, 2}, {B, 0.1F, 1}, {ANY, 0.1F, 2}, {late, 0.1F, 1}, {never, 0.1F, 1}});
+  SubMissionIds ids = m_ids;
+  const auto l = Worker(late);
+  const auto failed = [id] {
+    std::map<CProcID, Ids> all;
+    for (const PartFailure& failure : GetFailedParts(id)) all[failure.process] = failure.subMissions;
+    return all;
+  };
+  EXPECT_EQ(CheckMissionProcesses(), 1);
+  EXPECT_EQ(failed(), (std::map<CProcID, Ids>{{never, ids[never]}}));
+
+  Report(A, ids[A][0], 100);
+  Report(B, ids[B][0], 100);
+  Report(ONE_OF_ANY, ids[ANY][1], 1);
+  b.reset();    // was done
+  any.reset();  // has one of the two; another instance may have the other
+  a.reset();
+  a = Worker(A);  // not the one that had the work
+  EXPECT_EQ(CheckMissionProcesses(), 2);
+  EXPECT_EQ(CheckMissionProcesses(), 0);
+  EXPECT_EQ(failed(), (std::map<CProcID, Ids>{{never, ids[never]}, {A, {ids[A][1]}}, {ANY, {ids[ANY][1]}}}));
+  EXPECT_EQ(GetFailedParts(id)[0].text, "process 500/1 has ended");
+
+  Report(A, ids[A][1], 3);  // the new one goes on
+  Asyn().MoveSubMission(ids[ANY][1], late);
+  EXPECT_EQ(CheckMissionProcesses(), 0);
+  EXPECT_EQ(failed(), (std::map<CProcID, Ids>{{never, ids[never]}}));
+  other.reset();
+  EXPECT_EQ(CheckMissionProcesses(), 1);
+  EXPECT_EQ(failed()[ANY], Ids{ids[ANY][0]});
+}
+
+TEST(AsynProcessesThreaded, ReportsComeOverTheBusAndTheDeathOfAProcessReachesTheOwner) {
+  testkit::LogCapture log;
+  VelaAppMgr* app = VelaAppMgr::Instance();
+  EXPECT_EQ(InitAsynProgressTask(1), -1);
+  ASSERT_NE(app->CreateTaskMgr({}), nullptr);
+  ASSERT_EQ(app->Start(vela::MakeInProcessBus(Hub()), SELF, 8), 0);
+  ASSERT_EQ(InitAsynProgressTask(1), 0);
+  BusMember client(vela::MakeInProcessBus(Hub()), CProcID(300, 2));
+  auto a = Worker(A);
+  unsigned long id = 0;
+  SubMissionIds ids;
+  std::promise<PartFailure> ended;
+  {
+    const testkit::CurrentTask task{FromClient()};
+    ASSERT_TRUE(Asyn().RegisterEx({{A, 1.0F, 1}}, 1, id, ids));
+  }
+  ASSERT_TRUE(SetPartFailureHandler(id, [&](const PartFailure& failure) {
+    Asyn().UnRegister(failure.missionId);
+    ended.set_value(failure);
+  }));
+
+  AsnSubMissionReport report;
+  report.subMissionID = static_cast<AsnIntType>(ids[A][0]);
+  report.progress = 40;
+  VelaMsgPtr frame = testkit::MakeFrame({.srcProcId = A.Number(),
+                                         .srcHandle = A.Handle(),
+                                         .cmdCode = COMMAND,
+                                         .kind = VELA_KIND_COMMAND,
+                                         .payload = testkit::Encoded(report)});
+  frame->dstProcId = SELF.Number();
+  frame->dstHandle = SELF.Handle();
+  ASSERT_EQ((*a)->Send(*frame), vela::BusResult::ok);
+  EXPECT_EQ(static_cast<int>(Decoded<AsnProgressReportEx>(client.Await(1).at(0).body).progress), 40);
+
+  a.reset();
+  const PartFailure failure = ended.get_future().get();
+  EXPECT_EQ(failure.process, A);
+  EXPECT_EQ(failure.errorCode, VELA_ERR_NO_RECEIVER);
+  EXPECT_NE(client.Await(2).at(1).body.find("process 500/1 has ended"), std::string::npos);
+  EXPECT_EQ(SendSubMissionProgress(A, id, 1), VELA_ERR_NO_RECEIVER);
+  VelaAppMgr::Destroy();
+  AsynProgressMgr::Destroy();
+}
+
+}  // namespace
