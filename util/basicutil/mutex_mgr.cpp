@@ -1,4 +1,3 @@
-#include <array>
 #include <new>
 #include <utility>
 
@@ -20,9 +19,39 @@ constexpr const char* kUnit = "mutex";
 constexpr int kLineOfObjectNotHeld = 369;
 constexpr int kLineOfOperNotRunning = 381;
 
-void Lower(std::optional<int>& smallest, int operCode) {
-  if (!smallest || operCode < *smallest) smallest = operCode;
-}
+// Who keeps an operation from starting, of those that run on its objects.
+class Judge {
+ public:
+  Judge(const MutexTable& table, int starting)
+      : m_table(table), m_global(table.global.contains(starting)), m_entry(table.stoppedBy.find(starting)) {}
+
+  bool IsRegistered() const { return m_entry != m_table.stoppedBy.end(); }
+  bool MayRefuse() const { return IsRegistered() || !m_table.global.empty(); }
+
+  void Weigh(int running) {
+    if (m_global) Lower(m_anyRunning, running);
+    if (m_table.global.contains(running)) Lower(m_globalRunning, running);
+    if (IsRegistered() && m_entry->second.contains(running)) Lower(m_stopping, running);
+  }
+
+  std::optional<int> Blocker() const {
+    if (m_anyRunning) return m_anyRunning;
+    return m_globalRunning ? m_globalRunning : m_stopping;
+  }
+
+ private:
+  static void Lower(std::optional<int>& smallest, int operCode) {
+    if (!smallest || operCode < *smallest) smallest = operCode;
+  }
+
+  const MutexTable& m_table;
+  bool m_global;
+  std::map<int, std::set<int>>::const_iterator m_entry;
+  // The smallest code for each reason to refuse, in the order in which they count.
+  std::optional<int> m_anyRunning;
+  std::optional<int> m_globalRunning;
+  std::optional<int> m_stopping;
+};
 
 }  // namespace
 
@@ -87,31 +116,18 @@ unsigned long TEMutexOperMgrImpl::Lock(int operCode, const Objects& objs) {
 
 template <class Objects>
 TEMutexOperMgrImpl::Answer TEMutexOperMgrImpl::Ask(int operCode, const Objects& objs) {
-  const bool global = m_table.global.contains(operCode);
-  const auto entry = m_table.stoppedBy.find(operCode);
-  const bool registered = entry != m_table.stoppedBy.end();
-
-  // The smallest code for each of the three reasons to refuse, in their order.
-  std::array<std::optional<int>, 3> smallest;
-  if (global || registered || !m_table.global.empty()) {
-    const auto weigh = [&](int running) {
-      if (global) Lower(smallest[0], running);
-      if (m_table.global.contains(running)) Lower(smallest[1], running);
-      if (registered && entry->second.contains(running)) Lower(smallest[2], running);
-    };
+  Judge judge(m_table, operCode);
+  const auto weigh = [&judge](int running) { judge.Weigh(running); };
+  if (judge.MayRefuse())
     for (const TEOperObject& object : objs) m_held.VisitConflicts(object, weigh);
-  }
 
   Answer answer;
-  for (const std::optional<int>& blocker : smallest) {
-    if (!blocker) continue;
-    const auto code = m_table.errorCodes.find(*blocker);
-    answer.blocker = blocker;
-    answer.withoutErrorCode = code == m_table.errorCodes.end();
-    answer.result = answer.withoutErrorCode ? OPER_REFUSED : code->second;
-    return answer;
-  }
-  answer.unregistered = !registered;
+  answer.blocker = judge.Blocker();
+  answer.unregistered = !answer.blocker && !judge.IsRegistered();
+  if (!answer.blocker) return answer;
+  const auto code = m_table.errorCodes.find(*answer.blocker);
+  answer.withoutErrorCode = code == m_table.errorCodes.end();
+  answer.result = answer.withoutErrorCode ? OPER_REFUSED : code->second;
   return answer;
 }
 
