@@ -45,13 +45,15 @@ bool RWDBDateTime::extract(std::tm& out, const RWZone& zone) const {
   out = {};
   out.tm_mday = 1;
   if (!m_valid) return false;
-  const VELATime t = vela::CivilTime(m_seconds + zone.offsetAt(m_seconds));
+  VELATime t;
+  const std::int32_t offset = zone.offsetAt(m_seconds);
+  vela::SetTime(t, m_seconds + offset, offset, zone.isDaylightAt(m_seconds));
   out.tm_year = t.year - 1900;
   out.tm_mon = t.month - 1;
   out.tm_mday = t.day;
   out.tm_hour = t.hour;
   out.tm_min = t.minute;
   out.tm_sec = t.second;
-  out.tm_isdst = zone.isDaylightAt(m_seconds) ? 1 : 0;
+  out.tm_isdst = t.dst;
   return true;
 }

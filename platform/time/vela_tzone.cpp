@@ -24,11 +24,20 @@ bool IsZone(std::int32_t offset) {
   return offset > -vela::kDaySeconds && offset < vela::kDaySeconds;
 }
 
-VELATime LocalRecord(std::int64_t utc, std::int32_t offset, bool dst) {
-  VELATime local = vela::CivilTime(utc + offset);
-  local.zone = offset;
-  local.dst = dst ? 1 : 0;
-  return local;
+// The record of a second of a zone, kept per thread: now is asked for many times in a second.
+const VELATime& LocalSecond(const vela::ZoneRules& rules, std::int64_t utc) {
+  struct Kept {
+    const vela::ZoneRules* rules;
+    std::int64_t utc;
+    VELATime local;
+  };
+  static constinit thread_local Kept kept{};
+  if (kept.rules == &rules && kept.utc == utc) return kept.local;
+  const vela::ZoneRules::Span& span = rules.At(utc);
+  kept.rules = &rules;
+  kept.utc = utc;
+  vela::SetTime(kept.local, utc + span.offset, span.offset, span.dst);
+  return kept.local;
 }
 
 // Of the spans that show the clock's time, the one with that offset.
@@ -76,15 +85,14 @@ VELATZone* VELATZone::instance() {
 int VELATZone::getServerUTCTime(VELATime& now) {
   const std::int64_t utc = vela::NowSeconds();
   if (Fails(vela::ZONE_SERVER_UTC) || !FitsLongTime(utc)) return -1;
-  now = vela::CivilTime(utc);
+  vela::SetTime(now, utc, 0, false);
   return 0;
 }
 
 int VELATZone::getServerLocalTime(VELATime& now) {
   const std::int64_t utc = vela::NowSeconds();
   if (Fails(vela::ZONE_SERVER_LOCAL) || !FitsLongTime(utc)) return -1;
-  const vela::ZoneRules::Span& span = vela::ServerZone().At(utc);
-  now = LocalRecord(utc, span.offset, span.dst);
+  now = LocalSecond(vela::ServerZone(), utc);
   return 0;
 }
 
@@ -93,7 +101,7 @@ int VELATZone::getUTCTime(const VELATime& local, VELATime& utc) const {
   const std::int64_t wall = vela::CivilSeconds(local);
   const std::int64_t seconds = wall - OffsetOf(vela::ServerZone(), local, wall);
   if (!FitsLongTime(seconds)) return -1;
-  utc = vela::CivilTime(seconds);
+  vela::SetTime(utc, seconds, 0, false);
   return 0;
 }
 
@@ -103,11 +111,9 @@ int VELATZone::getLocalTime(const VELATime& utc, VELATime& local) const {
   if (!FitsLongTime(seconds)) return -1;
   const vela::ZoneRules& rules = vela::ServerZone();
   const vela::ZoneRules::Span& span = rules.At(seconds);
-  if (span.offset == utc.zone || rules.Uses(utc.zone)) {
-    local = LocalRecord(seconds, span.offset, span.dst);
-  } else {
-    local = LocalRecord(seconds, utc.zone, false);
-  }
+  const bool servers = rules.Uses(utc.zone);
+  const std::int32_t offset = servers ? span.offset : utc.zone;
+  vela::SetTime(local, seconds + offset, offset, servers && span.dst);
   return 0;
 }
 
@@ -118,5 +124,7 @@ long VELATZone::toLongTime(const VELATime& t) {
 }
 
 VELATime VELATZone::toVELATime(long t) {
-  return FitsLongTime(t) ? vela::CivilTime(t) : VELATime();
+  VELATime utc;
+  if (FitsLongTime(t)) vela::SetTime(utc, t, 0, false);
+  return utc;
 }

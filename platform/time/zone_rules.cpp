@@ -68,6 +68,10 @@ ZoneRules::ZoneRules(std::string name, std::vector<Span> spans)
     if (!Uses(span.offset)) m_offsets.push_back(span.offset);
   }
   std::sort(m_offsets.begin(), m_offsets.end());
+  for (std::size_t slot = 0; slot < m_slots.size(); ++slot) {
+    const std::int64_t begin = (static_cast<std::int64_t>(slot) << kSlotBits) + INT32_MIN;
+    m_slots[slot] = static_cast<std::uint16_t>(Search(begin));
+  }
 }
 
 const ZoneRules* ZoneRules::Find(const std::string& name) {
@@ -83,11 +87,7 @@ const ZoneRules* ZoneRules::OfHost() {
   }
 }
 
-bool ZoneRules::Uses(std::int32_t offset) const {
-  return std::find(m_offsets.begin(), m_offsets.end(), offset) != m_offsets.end();
-}
-
-std::size_t ZoneRules::Index(std::int64_t utc) const {
+std::size_t ZoneRules::Search(std::int64_t utc) const {
   const auto next = std::upper_bound(m_spans.begin() + 1, m_spans.end(), utc,
                                      [](std::int64_t time, const Span& span) { return time < span.begin; });
   return static_cast<std::size_t>(next - m_spans.begin()) - 1;

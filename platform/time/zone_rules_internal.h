@@ -1,4 +1,6 @@
 #pragma once
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -33,7 +35,9 @@ class ZoneRules {
   const std::string& Name() const { return m_name; }
   const Span& At(std::int64_t utc) const { return m_spans[Index(utc)]; }
   // Whether the zone has the offset at any time.
-  bool Uses(std::int32_t offset) const;
+  bool Uses(std::int32_t offset) const {
+    return std::find(m_offsets.begin(), m_offsets.end(), offset) != m_offsets.end();
+  }
   // `wall`: the clock's time as if it were UTC.
   Shown AtWall(std::int64_t wall) const;
   // Of the spans with the flag, the one that ended last before `utc`, else the one that begins next; at most
@@ -41,12 +45,25 @@ class ZoneRules {
   const Span* Nearest(std::int64_t utc, bool dst) const;
 
  private:
-  std::size_t Index(std::int64_t utc) const;
+  // Long times fall into slots of 12 days each; the few changes inside one are walked.
+  static constexpr int kSlotBits = 20;
+  static std::size_t SlotOf(std::int32_t utc) {
+    return (static_cast<std::uint32_t>(utc) ^ 0x8000'0000U) >> kSlotBits;
+  }
+
+  std::size_t Index(std::int64_t utc) const {
+    if (utc != static_cast<std::int32_t>(utc)) return Search(utc);
+    std::size_t index = m_slots[SlotOf(static_cast<std::int32_t>(utc))];
+    while (index + 1 < m_spans.size() && m_spans[index + 1].begin <= utc) ++index;
+    return index;
+  }
+  std::size_t Search(std::int64_t utc) const;
   std::int64_t EndOf(std::size_t index) const;
 
   std::string m_name;
-  std::vector<Span> m_spans;            // ordered; the first begins before all time
-  std::vector<std::int32_t> m_offsets;  // ordered, each once
+  std::vector<Span> m_spans;                                   // ordered; the first begins before all time
+  std::array<std::uint16_t, 1 << (32 - kSlotBits)> m_slots{};  // the span at the slot's begin
+  std::vector<std::int32_t> m_offsets;                         // ordered, each once
 };
 
 // The server's zone: read from the configuration on first use.

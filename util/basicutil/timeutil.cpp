@@ -19,15 +19,16 @@ VELATime RecordOf(const std::tm& t) {
   return {Shifted(t.tm_year, 1900), Shifted(t.tm_mon, 1), t.tm_mday, t.tm_hour, t.tm_min, t.tm_sec};
 }
 
-std::tm BrokenDown(const VELATime& t) {
-  std::tm out{};
+// `out` is cleared. Read field by field (hence volatile): the service has just written these fields, and a
+// wider read would have to wait for them.
+void SetFields(std::tm& out, const VELATime& record) {
+  const volatile VELATime& t = record;
   out.tm_year = t.year - 1900;
   out.tm_mon = t.month - 1;
   out.tm_mday = t.day;
   out.tm_hour = t.hour;
   out.tm_min = t.minute;
   out.tm_sec = t.second;
-  return out;
 }
 
 void TraceFailure(const char* message, const VELATime& t, long longTime) {
@@ -54,7 +55,7 @@ std::tm LocalNow() {
 void GetSysTime(std::tm& utc) {
   utc = ClearedTime();
   VELATime now;
-  if (VELATZone::getServerUTCTime(now) == 0) utc = BrokenDown(now);
+  if (VELATZone::getServerUTCTime(now) == 0) SetFields(utc, now);
 }
 
 void GetSysTime(__int64& t) {
@@ -122,7 +123,8 @@ void TEUTC2UTC(std::tm utc, __int64& t) {
 }
 
 void TEUTC2UTC(__int64 t, std::tm& utc) {
-  utc = BrokenDown(VELATZone::toVELATime(t));
+  utc = ClearedTime();
+  SetFields(utc, VELATZone::toVELATime(t));
 }
 
 void TELOCAL2UTC(std::tm local, std::tm& utc) {
@@ -140,7 +142,7 @@ void TELOCAL2UTC(std::tm local, std::tm& utc) {
     TraceFailure("TELOCAL2UTC::getUTCTime is fail!", record, 0);
     return;
   }
-  utc = BrokenDown(converted);
+  SetFields(utc, converted);
 }
 
 void TEUTC2LOCAL(__int64 t, std::tm& local) {
@@ -158,7 +160,7 @@ void TEUTC2LOCAL(__int64 t, std::tm& local) {
     TraceFailure("TEUTC2LOCAL::getLocalTime is fail!", record, t);
     return;
   }
-  local = BrokenDown(converted);
+  SetFields(local, converted);
   local.tm_isdst = converted.dst;
 }
 
