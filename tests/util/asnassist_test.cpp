@@ -106,7 +106,7 @@ TEST(AsnSplit, EachPartIsTheRequestWithItsElementsWhereverTheListIs) {
     request.user = -1;
     request.text = SNACC::AsnOcts("behind");
     request.tagged = new AsnSplitNEList;
-    const auto lists = {&request.first, &request.scope.inner, request.tagged, &request.hidden};
+    const auto lists = {&request.first, &request.scope.inner, request.tagged, &request.hidden, &request.last};
     if (count < 100) {
       for (AsnSplitNEList* list : lists) Fill(*list, count);
       for (AsnSplitNEList* list : lists) ExpectSplit(request, *list);
