@@ -73,7 +73,7 @@ TEOperErrorLogGuard::TEOperErrorLogGuard() {
 }
 
 TEOperErrorLogGuard::~TEOperErrorLogGuard() {
-  if (TEOperErrorLogIF* log = TEOperErrorLogIF::Instance()) log->UnregisterFrame();
+  if (TEOperErrorLogIF* log = g_slot.Peek()) log->UnregisterFrame();
 }
 
 bool OpenContextErrFrame() {

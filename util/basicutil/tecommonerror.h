@@ -67,13 +67,16 @@ struct TEOpenErrFrame {
 //   3. otherwise it goes to the end of the innermost open transaction, or of the final errors.
 // Errors of open transactions are compared with nothing and handed out by nothing until they are committed.
 //
-// The operations from GetErrList on that fill a response replace what its error list holds, so filling twice
-// gives every error once. They write all errors, without GENERIC_ERROR where the frame holds two errors or
-// more and one that says more (a code other than 0 and GENERIC_ERROR, or a text). Absent fields are empty
-// ones. The error code that they write is the frame's own, 0 until SetErr or SetErrCode. Without a frame they
-// report and change nothing; a null response is reported as well. Both give false.
+// Handing out: all final errors in order, but without GENERIC_ERROR where the frame holds two errors or more
+// and one of them says more (a code other than 0 and GENERIC_ERROR, or a text). A response gets them instead
+// of what its list held, so that filling it twice gives every error once; empty texts and lists are absent
+// from it. Its error code is the frame's own: 0 until SetErr or SetErrCode, whatever was added. All errors
+// are written; an answer that is larger than its receiver's limits (AsnMaxElements; an error has up to 6
+// elements, and 4 for each object) is refused there as a whole.
 //
-// Where there is no memory for an error, that is reported and the result is false or -1.
+// Operations on a response without a frame, or without a response, report that, change nothing (a null
+// response still adds the error) and give false. Where memory is exhausted, that is reported and the result
+// is false.
 class BASIC_UTIL_EXPORT TEOperErrorLogIF {
  public:
   // Null only when the process ends.
