@@ -46,7 +46,7 @@ bool SameEntry::operator()(const ErrEntry* left, const ErrEntry* right) const {
 }
 
 void DropGenericErrors(ErrList& errors) {
-  if (errors.size() < 2 || std::none_of(errors.begin(), errors.end(), IsReal)) return;
+  if (std::none_of(errors.begin(), errors.end(), IsReal)) return;
   errors.remove_if([](const ErrEntry& entry) { return entry.result.m_nErrorCode == GENERIC_ERROR; });
 }
 
