@@ -69,7 +69,7 @@ HeldObjects::HeldObjects()
 std::size_t HeldObjects::Home(const TEOperObject& object) const {
   const std::uint64_t inner = static_cast<std::uint64_t>(object.m_nSecond) << 32 | object.m_nThird;
   const Wide product = static_cast<Wide>(m_seed ^ inner) *
-                                    (0x9E3779B97F4A7C15U ^ static_cast<std::uint64_t>(object.m_nFirst) << 16);
+                       (0x9E3779B97F4A7C15U ^ static_cast<std::uint64_t>(object.m_nFirst) << 16);
   return static_cast<std::size_t>(static_cast<std::uint64_t>(product) ^
                                   static_cast<std::uint64_t>(product >> 64)) &
          (m_places.size() - 1);
@@ -150,39 +150,39 @@ void HeldObjects::PruneShare(Place& place, int operCode) {
   if (place.others != nullptr && place.others->empty()) place.others.reset();
 }
 
-// Forgets the places of the object that nobody needs any more.
-void HeldObjects::Prune(const TEOperObject& object, int operCode) {
+// Counts so many objects less at the places of this one, and forgets the places that nobody needs any more.
+void HeldObjects::Reduce(int operCode, const TEOperObject& object, std::uint32_t by) {
   const Path path(object);
-  for (int i = 0; i < path.count; ++i) {
-    if (Place* place = Find(path.places[static_cast<std::size_t>(i)])) PruneShare(*place, operCode);
+  for (const TEOperObject& enclosing : path) {
+    Place* const place = Find(enclosing);
+    Share* const share = place != nullptr ? place->FindShare(operCode) : nullptr;
+    if (share == nullptr) continue;
+    share->within -= by;
+    if (enclosing == path.Own()) {
+      share->here -= by;
+      place->here -= by;
+    }
+    PruneShare(*place, operCode);
   }
   if (object == path.Own()) return;
   if (Place* place = Find(object)) PruneShare(*place, operCode);
 }
 
-void HeldObjects::Count(int operCode, const Path& path, int change) {
-  const auto by = static_cast<std::uint32_t>(change);
-  for (int i = 0; i < path.count; ++i) {
-    Place* const place = Find(path.places[static_cast<std::size_t>(i)]);
-    Share* const share = place->FindShare(operCode);
-    share->within += by;
-    if (i < path.count - 1) continue;
-    share->here += by;
-    place->here += by;
-  }
-}
-
 void HeldObjects::Add(int operCode, const TEOperObject& object, MutexGrant* grant) {
   MakeRoom();
   const Path path(object);
+  std::array<Share*, kLongestPath> shares{};
+  std::size_t made = 0;
   try {
-    for (int i = 0; i < path.count; ++i) MakeShare(path.places[static_cast<std::size_t>(i)], operCode);
+    for (const TEOperObject& enclosing : path) shares[made++] = &MakeShare(enclosing, operCode);
     MakeShare(object, operCode).grants.Push(grant);
   } catch (...) {
-    Prune(object, operCode);
+    Reduce(operCode, object, 0);
     throw;
   }
-  Count(operCode, path, 1);
+  for (std::size_t i = 0; i < made; ++i) ++shares[i]->within;
+  ++shares[made - 1]->here;
+  ++Find(path.Own())->here;
 }
 
 MutexGrant* HeldObjects::RemoveOldest(int operCode, const TEOperObject& object) {
@@ -190,22 +190,20 @@ MutexGrant* HeldObjects::RemoveOldest(int operCode, const TEOperObject& object) 
   Share* const share = place != nullptr ? place->FindShare(operCode) : nullptr;
   if (share == nullptr || share->grants.Empty()) return nullptr;
   MutexGrant* const grant = share->grants.PopOldest();
-  Count(operCode, Path(object), -1);
-  Prune(object, operCode);
+  Reduce(operCode, object, 1);
   return grant;
 }
 
 void HeldObjects::RemoveNewest(int operCode, const TEOperObject& object) {
   Find(object)->FindShare(operCode)->grants.PopNewest();
-  Count(operCode, Path(object), -1);
-  Prune(object, operCode);
+  Reduce(operCode, object, 1);
 }
 
 std::optional<std::pair<TEOperObject, const MutexGrant*>> HeldObjects::FindConflict(
     int operCode, const TEOperObject& wanted) const {
   const Path path(wanted);
-  for (int i = 0; i < path.count; ++i) {
-    const Place* const place = Find(path.places[static_cast<std::size_t>(i)]);
+  for (const TEOperObject& enclosing : path) {
+    const Place* const place = Find(enclosing);
     const Share* const share = place != nullptr ? place->FindShare(operCode) : nullptr;
     if (share != nullptr && !share->grants.Empty())
       return std::pair(place->object, static_cast<const MutexGrant*>(share->grants.Oldest()));

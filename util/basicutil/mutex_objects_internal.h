@@ -58,18 +58,15 @@ class HeldObjects {
   template <class Visit>
   void VisitConflicts(const TEOperObject& wanted, Visit&& visit) const {
     const Path path(wanted);
-    for (int i = 0; i < path.count - 1; ++i) {
-      const Place* place = Find(path.places[i]);
+    for (const TEOperObject& enclosing : path) {
+      const Place* place = Find(enclosing);
       if (place == nullptr) return;  // then there is nothing further inside either
-      if (place->here == 0) continue;
+      const bool own = enclosing == path.Own();
+      if (!own && place->here == 0) continue;
       place->ForEachShare([&](const Share& share) {
-        if (share.here != 0) visit(share.operCode);
+        if ((own ? share.within : share.here) != 0) visit(share.operCode);
       });
     }
-    if (const Place* place = Find(path.places[path.count - 1]))
-      place->ForEachShare([&](const Share& share) {
-        if (share.within != 0) visit(share.operCode);
-      });
   }
 
   // An object of the operation that is in conflict, with its oldest grant: the outermost enclosing one, else
@@ -117,10 +114,12 @@ class HeldObjects {
   // The places that enclose an object, from (0,0,0) to its own.
   struct Path {
     explicit Path(const TEOperObject& object);
-    TEOperObject Own() const { return places[static_cast<std::size_t>(count) - 1]; }
+    const TEOperObject& Own() const { return places[count - 1]; }
+    const TEOperObject* begin() const { return places.data(); }
+    const TEOperObject* end() const { return places.data() + count; }
 
     std::array<TEOperObject, 4> places;
-    int count;
+    std::size_t count;
   };
 
   std::size_t Home(const TEOperObject& object) const;
@@ -130,8 +129,7 @@ class HeldObjects {
   Place& Make(const TEOperObject& object);
   Share& MakeShare(const TEOperObject& object, int operCode);
   void PruneShare(Place& place, int operCode);
-  void Prune(const TEOperObject& object, int operCode);
-  void Count(int operCode, const Path& path, int change);
+  void Reduce(int operCode, const TEOperObject& object, std::uint32_t by);
   void Erase(Place& place);
 
   std::uint64_t m_seed;  // nobody outside can choose objects that meet in the table
