@@ -24,22 +24,19 @@ inline bool Load(const std::string& content) {
   return Mgr().LoadMutexFile(files::Write("mutex.cfg", content));
 }
 
-// How often the text stands in the log, held-back records included.
-inline int CountIn(const testkit::LogCapture& log, const std::string& text) {
-  WriteException("dump");
-  int count = 0;
-  for (const testkit::LogRecord& record : log.Records()) {
-    for (std::size_t at = record.text.find(text); at != std::string::npos;
-         at = record.text.find(text, at + 1))
-      ++count;
-  }
-  return count;
-}
-
 class MutexTest : public testing::Test {
  protected:
   ~MutexTest() override { TEMutexOperMgr::Destroy(); }
-  int Traced(const std::string& text) { return CountIn(m_log, text); }
+  // How often the text stands in the log, held-back records included.
+  int Traced(const std::string& text) {
+    WriteException("dump");
+    int count = 0;
+    for (const testkit::LogRecord& record : m_log.Records())
+      for (std::size_t at = record.text.find(text); at != std::string::npos;
+           at = record.text.find(text, at + 1))
+        ++count;
+    return count;
+  }
 
   testkit::LogCapture m_log;
 };

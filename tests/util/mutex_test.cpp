@@ -6,6 +6,8 @@
 
 #include "platform/task/vela_task.h"
 #include "tests/util/mutex_fixture.h"
+#include "util/basicutil/env_settings.h"
+#include "util/basicutil/mitlockerr.h"
 #include "util/basicutil/mutex_ne.h"
 #include "util/basicutil/progressmgr.h"
 #include "util/basicutil/taskcontext.h"
@@ -17,118 +19,82 @@ namespace {
 constexpr unsigned long kRefused = 1090646034;
 
 TEST_F(MutexTest, OverlapOfObjects) {
-  struct Row {
-    TEOperObject left, right;
-    bool conflict;
-  };
-  const Row rows[] = {
-      {{5, 0, 0}, {5, 7, 9}, true},         {{5, 0, 3}, {5, 7, 9}, true},  {{0, 4, 4}, {5, 7, 9}, true},
-      {{5, 1, 0}, {5, 2, 0}, false},        {{5, 1, 2}, {6, 1, 2}, false}, {{5, 1, 0}, {5, 1, 3}, true},
-      {{5, 1, 2}, {5, 1, 3}, false},        {{5, 1, 2}, {5, 1, 2}, true},  {{5, 0, 0}, {6, 0, 0}, false},
-      {{0, 0, 0}, {0, 0, 0}, true},         {{5, 1, 2}, {5, 2, 2}, false}, {{5, 2, 3}, {5, 0, 4}, true},
-      {{1UL << 32, 1, 1}, {9, 9, 9}, true},  // 32 bits: the first key is 0
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(row.left.IsConflict(row.right), row.conflict) << &row - rows;
-    EXPECT_EQ(row.right.IsConflict(row.left), row.conflict) << &row - rows;
-    // The manager must see the same, whichever of the two is held.
-    ASSERT_TRUE(Load("[MUTEX_TABLE]\n1:1:0"));
-    for (const auto& [held, wanted] : {std::pair(row.left, row.right), std::pair(row.right, row.left)}) {
-      const TEMutexOperGuard guard(1, held);
-      EXPECT_EQ(Mgr().LockOper(1, wanted), row.conflict ? kRefused : 0) << &row - rows;
-      if (!row.conflict) Mgr().UnlockOper(1, wanted);
-    }
-  }
+  using Pair = std::pair<TEOperObject, TEOperObject>;
+  for (const auto& [a, b] :
+       {Pair({5, 0, 0}, {5, 7, 9}), Pair({5, 0, 3}, {5, 7, 9}), Pair({0, 4, 4}, {5, 7, 9}),
+        Pair({5, 1, 0}, {5, 1, 3}), Pair({5, 1, 2}, {5, 1, 2}), Pair({1UL << 32, 1, 1}, {9, 9, 9})})
+    EXPECT_TRUE(a.IsConflict(b) && b.IsConflict(a)) << a.m_nFirst << " " << a.m_nSecond << " " << a.m_nThird;
+  for (const auto& [a, b] :
+       {Pair({5, 1, 0}, {5, 2, 0}), Pair({5, 1, 2}, {6, 1, 2}), Pair({5, 1, 2}, {5, 1, 3})})
+    EXPECT_FALSE(a.IsConflict(b) || b.IsConflict(a)) << a.m_nFirst << " " << a.m_nSecond << " " << a.m_nThird;
   EXPECT_LT(TEOperObject(0, 9, 9), TEOperObject(1, 0, 0));
-  EXPECT_LT(TEOperObject(1, 1, 0xFFFFFFFE), TEOperObject(1, 1, 0xFFFFFFFF));
-  EXPECT_FALSE(TEOperObject(1, 2, 3) < TEOperObject(1, 2, 3));
+  EXPECT_LT(TEOperObject(1, 1, 0x7FFFFFFF), TEOperObject(1, 1, 0x80000000));
 }
 
-// What a file allows: which operation keeps which from starting on the same object, and with what code.
-struct Probe {
-  int running, starting;
-  unsigned long result;
-};
+// Which of the operations 5 to 9 keeps which from starting on the same object, and with what code unless it
+// is the common one: "5>6 6>5=41".
+std::string WhoStopsWhom() {
+  std::string text;
+  for (int running = 5; running <= 9; ++running) {
+    const TEMutexOperGuard first(running, TEOperObject(1, 2, 3));
+    for (int starting = 5; starting <= 9; ++starting) {
+      EXPECT_EQ(TEMutexOperGuard(starting, TEOperObject(1, 2, 4)).GetResult(), 0) << "another object";
+      const unsigned long result = TEMutexOperGuard(starting, TEOperObject(1, 0, 0)).GetResult();
+      if (result == 0) continue;
+      text += (text.empty() ? "" : " ") + std::to_string(running) + ">" + std::to_string(starting);
+      if (result != kRefused) text += "=" + std::to_string(result);
+    }
+  }
+  return text;
+}
 
 TEST_F(MutexTest, WhatAFileSays) {
   std::string longest(1022, ' '), late(1018, ' ');
   longest.replace(0, 5, "5:6:1");
   late += "5:6:1";
   struct Row {
-    std::string file;
-    bool good;
-    std::vector<Probe> probes;
-    std::vector<std::string> traces;
+    std::string table;  // below its header
+    std::string says;
+    std::vector<std::string> traces;  // the wrong lines
   };
   const Row rows[] = {
-      {"[MUTEX_TABLE]\n2051:2052,2060-2062:1\n[MUTEX_ERRORCODE]\n2051:1090646035",
-       true,
-       {{2051, 2052, 1090646035},
-        {2051, 2061, 1090646035},
-        {2062, 2051, kRefused},
-        {2051, 2063, 0},
-        {2052, 2060, 0}},
-       {"Can't find match error of operation(2062)", "No Mutex Operations Register for: 2063"}},
-      {"[MUTEX_TABLE]\n5:6:0\n",
-       true,
-       {{5, 6, kRefused}, {6, 5, 0}},
-       {"No Mutex Operations Register for: 5"}},
-      {"[MUTEX_TABLE]\n0:7:0\n8:0:0",
-       true,
-       {{7, 9, kRefused}, {9, 7, kRefused}, {7, 7, kRefused}, {8, 9, kRefused}},
-       {}},
-      {"[MUTEX_TABLE]\n0:0:1",
-       true,
-       {{0, 0, 0}, {5, 6, 0}},
-       {"Calling TEMutexOperMgrImpl::RegisterMutex() with nOper1=0 and nOper2=0"}},
-      {"# note\r\n\r\n \t[MUTEX_TABLE]\t\r\n 5 : 6 , 7 : -1 \r\n",
-       true,
-       {{5, 6, kRefused}, {7, 5, kRefused}},
-       {}},
-      {"\xEF\xBB\xBF[MUTEX_TABLE]\n5::1\n5:,:0", true, {{5, 5, 0}}, {}},
-      {"5:6:1\n[MUTEX_TABLE]\n7:8:1",
-       false,
-       {{5, 6, 0}, {7, 8, kRefused}},
-       {"Format Error in line(1):\"5:6:1\""}},
-      {"[mutex_table]\n\n#\n[MUTEX_TABLE] x\n",
-       false,
-       {},
-       {"Format Error in line(1):\"[mutex_table]\"", "Format Error in line(4):\"[MUTEX_TABLE] x\""}},
-      {"[MUTEX_TABLE]\n5:6,x:1\n5:7:1:1\n5:8\nx:5:1\n5:9:x\n5:3-1:1\n99999999999:5:1\n5:4:1",
-       false,
-       {{5, 6, 0}, {5, 7, 0}, {5, 8, 0}, {5, 9, 0}, {5, 4, kRefused}},
-       {"line(2):\"5:6,x:1\"", "line(3)", "line(4)", "line(5)", "line(6)", "line(7)", "line(8)"}},
-      {"[MUTEX_ERRORCODE]\n5:41\n5:42\n6:-1\n7:0\n7:1:1\n8:\n[MUTEX_TABLE]\n5:5-6:1\n6:6:0\n7:7:0",
-       false,
-       {{5, 6, 41}, {6, 6, 0xFFFFFFFF}, {7, 7, kRefused}},
-       {"line(5):\"7:0\"", "line(6)", "line(7)"}},
-      {"[MUTEX_TABLE]\n" + longest + "\n5:9:1", true, {{5, 6, kRefused}, {9, 5, kRefused}}, {}},
-      {"[MUTEX_TABLE]\n" + longest + "0\n#" + longest + longest + "\n5:9:1\nx",
-       false,
-       {{5, 6, kRefused}, {9, 5, kRefused}},
-       {"Line(2) is too long, its end is ignored", "line(5)"}},
-      {"[MUTEX_TABLE]\n" + late, false, {{5, 6, 0}}, {"line(2):\"5:6:\""}},
-      {std::string("[MUTEX_TABLE]\n5:6:1\0\n7:8:1\n\x1b[2J", 31),
-       false,
-       {{5, 6, 0}, {7, 8, kRefused}},
-       {"line(2):\"5:6:1\\x00\"", "line(4):\"\\x1B[2J\""}},
-      {"", true, {{5, 5, 0}}, {}},
+      {"5:6,8-9:1\n[MUTEX_ERRORCODE]\n5:41\n5:7", "5>6=41 5>8=41 5>9=41 6>5 8>5 9>5", {}},
+      {"0:7:0", "5>7 6>7 7>5 7>6 7>7 7>8 7>9 8>7 9>7", {}},
+      {"0:0:1\n5::1\n6:,:0", "", {}},
+      {"# note\r\n\r\n \t5 : 6 , 7 : -1 \t\r\n", "5>6 5>7 6>5 7>5", {}},
+      {"5:6,x:1\n5:7:1:1\n5:8\nx:5:1\n5:9:x\n5:7-6:1\n99999999999:5:1\n5:5:0",
+       "5>5",
+       {"(2):\"5:6,x:1\"", "(3)", "(4)", "(5)", "(6)", "(7)", "(8)"}},
+      {"6:6:0\n7:7:0\n[MUTEX_ERRORCODE]\n6:-1\n7:0\n7:1:1\n7:", "6>6=4294967295 7>7", {"(6)", "(7)", "(8)"}},
+      {"[mutex_table]\n\n#\n[MUTEX_ERRORCODE] x\n5:6:0", "5>6", {"(2)", "(5):\"[MUTEX_ERRORCODE] x\""}},
+      {longest + "\n5:9:0", "5>6 5>9 6>5", {}},
+      {longest + "0\n#" + longest + longest + "\n5:9:0\nx", "5>6 5>9 6>5", {"(5):\"x\""}},
+      {late + "\n5:9:0", "5>9", {"(2):\"5:6:\""}},
+      {std::string("5:6:1\0\n7:8:0\n\x1b[2J", 17), "7>8", {"(2):\"5:6:1\\x00\"", "(4):\"\\x1B[2J\""}},
   };
   for (const Row& row : rows) {
     TEMutexOperMgr::Destroy();
     m_log.Clear();
-    EXPECT_EQ(Load(row.file), row.good) << row.file;
-    for (const Probe& probe : row.probes) {
-      const TEMutexOperGuard running(probe.running, TEOperObject(1, 2, 3));
-      EXPECT_EQ(running.GetResult(), 0);
-      EXPECT_EQ(TEMutexOperGuard(probe.starting, TEOperObject(1, 2, 4)).GetResult(), 0) << "other object";
-      const TEMutexOperGuard starting(probe.starting, TEOperObject(1, 0, 0));
-      EXPECT_EQ(starting.GetResult(), probe.result) << row.file << "\n"
-                                                    << probe.running << " " << probe.starting;
-    }
-    for (const std::string& trace : row.traces) EXPECT_GT(Traced(trace), 0) << row.file << "\n" << trace;
-    EXPECT_EQ(row.good, Traced("Format Error") == 0) << row.file;
+    EXPECT_EQ(Load("\xEF\xBB\xBF[MUTEX_TABLE]\n" + row.table), row.traces.empty()) << row.table;
+    EXPECT_EQ(Traced("Format Error in line"), static_cast<int>(row.traces.size())) << row.table;
+    for (const std::string& trace : row.traces)
+      EXPECT_EQ(Traced("Format Error in line" + trace), 1) << row.table << "\n" << trace;
+    EXPECT_EQ(WhoStopsWhom(), row.says) << row.table;
   }
+}
+
+TEST_F(MutexTest, Traces) {
+  EXPECT_FALSE(Load("5:6:1\n[MUTEX_TABLE]\n0:0:1\n#x" + std::string(2000, 'x') + "\n5:5:1" +
+                    std::string(1018, ' ') + "x"));
+  EXPECT_EQ(Traced("Format Error in line(1):\"5:6:1\""), 1) << "no section yet";
+  EXPECT_EQ(Traced("Calling TEMutexOperMgrImpl::RegisterMutex() with nOper1=0 and nOper2=0"), 1);
+  EXPECT_EQ(Traced("Line(5) is too long, its end is ignored"), 1);
+  const TEMutexOperGuard first(5, TEOperObject(1, 0, 0));
+  EXPECT_EQ(Mgr().LockOper(5, TEOperObject(1, 0, 0)), kRefused);
+  EXPECT_EQ(Traced("Can't find match error of operation(5)"), 1);
+  EXPECT_EQ(Traced("No Mutex Operations Register for"), 0);
+  EXPECT_EQ(Mgr().LockOper(9, TEOperObject(1, 0, 0)), 0);
+  EXPECT_EQ(Traced("No Mutex Operations Register for: 9"), 1);
 }
 
 TEST_F(MutexTest, FilesThatCannotBeReadAndFilesThatAdd) {
@@ -139,6 +105,7 @@ TEST_F(MutexTest, FilesThatCannotBeReadAndFilesThatAdd) {
     EXPECT_EQ(Traced("Open file(" + path + ") error! "), 1);
     m_log.Clear();
   }
+  EXPECT_TRUE(Mgr().LoadMutexFile(files::Root() + "conf/mutex.cfg")) << "as it ships";
   EXPECT_TRUE(Load("[MUTEX_TABLE]\n5:6:0"));
   EXPECT_TRUE(Load("[MUTEX_TABLE]\n6:5:0\n[MUTEX_ERRORCODE]\n5:9"));
   const TEMutexOperGuard guard(5, TEOperObject(1, 0, 0));
@@ -157,78 +124,35 @@ TEST_F(MutexTest, FilesThatCannotBeReadAndFilesThatAdd) {
   EXPECT_EQ(Mgr().LockOper(8, TEOperObject(1, 0, 0)), 0);
 }
 
-TEST_F(MutexTest, TheFileThatShipsIsUnderstood) {
-  EXPECT_TRUE(Mgr().LoadMutexFile(files::Root() + "conf/mutex.cfg"));
-}
-
-TEST_F(MutexTest, UnlockOfWhatIsNotHeld) {
-  const TEOperObject a(1, 1, 1), b(2, 2, 2);
-  const std::string object =
-      "ASSERT: file util/basicutil/mutex, line 369 assertion failed for '(listIter != "
-      "operIter->second.end())'.";
-  const std::string oper = "ASSERT: file util/basicutil/mutex, line 381 assertion failed for '(false)'.";
-  Mgr().LockOper(5, Objects{a, a});
-  Mgr().UnlockOper(6, a);
-  Mgr().UnlockOper(5, TEOperObject(1, 0, 0));
-  EXPECT_EQ(Traced(oper), 1);
-  EXPECT_EQ(Traced(object), 1);
-  EXPECT_EQ(Mgr().UnlockOper(5, Objects{a, b, a, a, b}), 0);
-  EXPECT_EQ(Traced(object), 2);
-  EXPECT_EQ(Traced(oper), 3);
-  EXPECT_FALSE(Mgr().HasRunningOper());
-}
-
-TEST_F(MutexTest, AListWithoutObjectsRunsUntilObjectsCameAndWent) {
-  EXPECT_EQ(Mgr().LockOper(5, Objects{}), 0);
-  Mgr().UnlockOper(5, Objects{});
-  EXPECT_TRUE(Mgr().IsOperRunning(5));
-  std::vector<TERunningOperObjects> running;
-  ASSERT_TRUE(GetRunningOpers(running));
-  EXPECT_EQ(running.size(), 1U);
-  { const TEMutexOperGuard guard(5, TEOperObject(1, 0, 0)); }
-  EXPECT_FALSE(Mgr().HasRunningOper());
-}
-
 TEST_F(MutexTest, GuardsReleaseWhatTheyWereGranted) {
   ASSERT_TRUE(Load("[MUTEX_TABLE]\n5:5:0\n[MUTEX_ERRORCODE]\n5:77"));
   const TEOperObject ne(1, 0, 0);
   {
     const TEMutexOperGuard first(5, ne);
-    {
-      const TEMutexOperGuard refused(5, Objects{TEOperObject(2, 0, 0), ne});
-      EXPECT_EQ(refused.GetResult(), 77);
-    }
+    EXPECT_EQ(TEMutexOperGuard(5, Objects{TEOperObject(2, 0, 0), ne}).GetResult(), 77);
     EXPECT_EQ(Mgr().LockOper(5, TEOperObject(2, 0, 0)), 0) << "nothing of the refused list is held";
     EXPECT_EQ(Mgr().LockOper(5, ne), 77) << "a refused guard releases nothing";
     EXPECT_EQ(Traced("ASSERT"), 0);
     const TEMutexOperGuard copy = first;  // NOLINT: copied to see it released twice
-    EXPECT_EQ(copy.GetResult(), 0);
   }
-  EXPECT_EQ(Traced("line 369"), 1) << "the second release finds nothing";
-  Mgr().UnlockOper(5, TEOperObject(2, 0, 0));
+  const std::string assert = "ASSERT: file util/basicutil/mutex, line ";
+  EXPECT_EQ(Traced(assert + "369 assertion failed for '(listIter != operIter->second.end())'."), 1)
+      << "the second release finds nothing";
+  EXPECT_EQ(Mgr().UnlockOper(5, Objects{{2, 0, 0}, {2, 0, 0}}), 0);
+  EXPECT_EQ(Traced(assert + "381 assertion failed for '(false)'."), 1);
   EXPECT_FALSE(Mgr().HasRunningOper());
 }
 
-class MutexNETest : public MutexTest {
- protected:
-  ~MutexNETest() override { ProgressMgr::Destroy(); }
-};
-
-TEST_F(MutexNETest, LocksForTheRequestOfTheTask) {
+TEST_F(MutexTest, NEGuardLocksForTheRequestOfTheTask) {
   ASSERT_TRUE(Load("[MUTEX_TABLE]\n5:6:1\n[MUTEX_ERRORCODE]\n5:77"));
   EXPECT_EQ(TEMutexOperNEGuard(1UL, true).GetResult(), 1090597505);
   EXPECT_EQ(TEMutexOperNEGuard(1UL, false).GetResult(), 0);
   const testkit::CurrentTask first({.cmdCode = 5, .payload = {}});
   const TEMutexOperNEGuard held(std::vector<unsigned long>{1, 2}, true);
-  EXPECT_EQ(held.GetResult(), 0);
-  EXPECT_TRUE(Mgr().IsOperRunning(5));
   const testkit::CurrentTask second({.cmdCode = 6, .payload = {}});
   EXPECT_EQ(TEMutexOperNEGuard(std::list<unsigned long>{2, 3}, true).GetResult(), 77);
-  EXPECT_EQ(TEMutexOperNEGuard(2UL, true).GetResult(), 77);
-  EXPECT_EQ(TEMutexOperNEGuard(2UL, false).GetResult(), 0);
   EXPECT_EQ(TEMutexOperGuard(6, TEOperObject(2, 1, 1)).GetResult(), 77) << "the whole NE is held";
   EXPECT_EQ(TEMutexOperNEGuard(std::list<unsigned long>{3, 4}, true).GetResult(), 0);
-  EXPECT_FALSE(Mgr().IsOperRunning(6)) << "and given back";
   EXPECT_EQ(TEMutexOperNEGuard(std::vector<unsigned long>{}, true).GetResult(), 0);
   EXPECT_TRUE(Mgr().IsOperRunning(6)) << "runs on without objects";
   EXPECT_EQ(Traced("ASSERT"), 0);
@@ -236,7 +160,7 @@ TEST_F(MutexNETest, LocksForTheRequestOfTheTask) {
   EXPECT_EQ(TEMutexOperNEGuard(3UL, true).GetResult(), 1090597505);
 }
 
-TEST_F(MutexNETest, TellsWhoBlocksAndWhatRuns) {
+TEST_F(MutexTest, TellsWhoBlocksAndWhatRuns) {
   ASSERT_TRUE(Load("[MUTEX_TABLE]\n5:6:1\n[MUTEX_ERRORCODE]\n5:77"));
   testkit::Clock clock(1000);
   const testkit::FrameCapture frames;
@@ -249,35 +173,46 @@ TEST_F(MutexNETest, TellsWhoBlocksAndWhatRuns) {
   clock.Advance(std::chrono::seconds(3));
   const TEMutexOperGuard other(8, Objects{{1, 1, 2}, {1, 1, 1}, {1, 1, 2}});
 
-  const Objects wanted{{6, 0, 0}, {8, 1, 0}, {7, 0, 0}};
-  const TEMutexOperGuard refused(6, wanted);
+  const TEMutexOperGuard refused(6, TEOperObject(8, 1, 0));
   TEBlockingOper blocker;
   ASSERT_TRUE(refused.GetBlocker(blocker));
-  EXPECT_EQ(blocker.m_nOperCode, 5);
-  EXPECT_EQ(blocker.m_nErrorCode, 77);
-  EXPECT_EQ(blocker.m_wantedObject, TEOperObject(8, 1, 0));
-  EXPECT_EQ(blocker.m_heldObject, TEOperObject(8, 0, 0));
+  EXPECT_EQ(std::tuple(blocker.m_nOperCode, blocker.m_nErrorCode, blocker.m_nProgress),
+            std::tuple(5, 77U, 40));
   EXPECT_EQ(blocker.m_since.time_since_epoch(), std::chrono::seconds(1000));
   EXPECT_EQ(blocker.m_age, std::chrono::seconds(3));
   EXPECT_EQ(blocker.m_wTaskID, task.get()->GetTaskId());
-  EXPECT_EQ(blocker.m_strTaskName, task.get()->GetName());
   EXPECT_EQ(blocker.m_nUserID, 33);
-  EXPECT_EQ(blocker.m_mission.m_nClientNo, 9);
-  EXPECT_EQ(blocker.m_mission.m_nMissionNo, 4);
-  EXPECT_EQ(blocker.m_nProgress, 40);
+  EXPECT_EQ(blocker.m_mission, MakeMissionKey(context.GetReqMsg(), 4));
 
   std::vector<TERunningOperObjects> running;
   ASSERT_TRUE(GetRunningOpers(running));
   ASSERT_EQ(running.size(), 2U);
   EXPECT_EQ(running[0].m_objects, (std::vector<TEOperObject>{{7, 0, 0}, {8, 0, 0}}));
-  EXPECT_EQ(running[0].m_nProgress, 40);
   EXPECT_EQ(running[1].m_nOperCode, 8);
   EXPECT_EQ(running[1].m_objects, (std::vector<TEOperObject>{{1, 1, 1}, {1, 1, 2}, {1, 1, 2}}));
 
   EXPECT_FALSE(held->GetBlocker(blocker)) << "it was granted";
   held.reset();
   EXPECT_FALSE(refused.GetBlocker(blocker)) << "nothing is in the way any more";
-  EXPECT_EQ(blocker.m_nOperCode, 5) << "untouched";
+}
+
+TEST(MitLockErrMgr, KeepsTheFirstTextOfAThreadWhileSwitchedOn) {
+  TEMitLockErrMgr& mgr = *TEMitLockErrMgr::Instance();
+  std::string info = "untouched";
+  mgr.InsertThrIDandInfo(1, "off");
+  g_bEnableMitLockErrMgr = true;
+  EXPECT_FALSE(mgr.FindThrInfo(1, info));
+  for (const char* text : {"first", "second"}) mgr.InsertThrIDandInfo(1, text);
+  g_bEnableMitLockErrMgr = false;
+  EXPECT_FALSE(mgr.FindThrInfo(1, info));
+  mgr.EraseThrIDandInfo(1);
+  EXPECT_EQ(info, "untouched");
+  g_bEnableMitLockErrMgr = true;
+  EXPECT_TRUE(mgr.FindThrInfo(1, info)) << "it was off when erased";
+  EXPECT_EQ(info, "first");
+  mgr.EraseThrIDandInfo(1);
+  EXPECT_FALSE(mgr.FindThrInfo(1, info));
+  TEMitLockErrMgr::Destroy();
 }
 
 }  // namespace
