@@ -4,19 +4,17 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 
+#include "apps/asn1/audit_codes.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/audit_options.h"
 #include "apps/velactl/audit_report.h"
-#include "apps/velactl/audit_session.h"
-#include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inventory.h"
+#include "apps/velactl/request_session.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_fwd.h"
-#include "platform/os/vela_os.h"
 
 namespace velactl {
 namespace {
@@ -26,7 +24,7 @@ void SetOcts(AsnOcts& octs, const std::string& text) {
 }
 
 void FillRequest(const AuditOptions& options, const std::vector<InventoryRow>& rows, AsnAuditReq& request) {
-  request.missionID = static_cast<AsnIntType>((VelaGetTickCount() & 0x3FFFFFFF) + 1);
+  request.missionID = static_cast<AsnIntType>(NewMissionID());
   request.userID = static_cast<AsnIntType>(getuid() & 0x7FFFFFFF);
   request.timeOut = static_cast<AsnIntType>(options.timeOut);
   for (const InventoryRow& row : rows) {
@@ -61,30 +59,20 @@ std::string WhyIncomplete(const AsnAuditRsp& response) {
 }
 
 int Audit(const AuditOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
-  AuditSession::HoldSignals();
-  ClientProcess process;
-  std::string error;
-  if (!process.Start(argv0, error)) return Fail(error);
-  const auto server = ClientProcess::FindServer(options.process, options.handle);
-  if (!server) {
-    const std::string handle = options.handle != 0 ? "/" + std::to_string(options.handle) : "";
-    return Fail(
-        apps::Text("CLIENT_NO_SERVER", {std::to_string(options.process) + handle, vela::InstallRoot()}));
-  }
-
   AsnAuditReq request;
   FillRequest(options, rows, request);
   AsnAuditRsp response;
-  AuditSession session(request, *server, options.json);
-  const std::uint32_t result = session.Run(response);
-  if (session.ServerGone() && result != 0) return Fail(apps::Text("SERVER_ENDED", {AddressText(*server)}));
-  if (result != 0) return Fail(WhyFailed(result, *server));
-
-  const std::string text =
-      options.json ? AuditJson(response, options.file, rows) : AuditTable(response, rows);
-  const bool printed =
-      std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
-  if (!printed) return Fail(apps::Text("AUDIT_NOT_WRITTEN"));
+  std::string error = AskServer(argv0, options.server,
+                                {.command = AUDIT_COMMAND,
+                                 .message = request,
+                                 .missionID = static_cast<std::int32_t>(request.missionID),
+                                 .sending = apps::Text("AUDIT_SENDING", {std::to_string(rows.size())}),
+                                 .complete = [&] { return static_cast<AsnIntType>(response.errorCode) == 0; },
+                                 .quiet = options.json},
+                                response);
+  if (!error.empty()) return Fail(error);
+  if (!Print(options.json ? AuditJson(response, options.file, rows) : AuditTable(response, rows)))
+    return Fail(apps::Text("CLIENT_NOT_WRITTEN"));
   error = WhyIncomplete(response);
   return error.empty() ? EXIT_SUCCESS : Fail(error);
 }

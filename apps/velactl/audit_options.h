@@ -1,15 +1,15 @@
 #pragma once
-#include <cstdint>
 #include <string>
 #include <vector>
+
+#include "apps/velactl/options.h"
 
 namespace velactl {
 
 struct AuditOptions {
   std::string file;
-  std::uint16_t process = 100;
-  std::uint16_t handle = 0;  // 0: any instance
-  int timeOut = 0;           // seconds for the whole audit; 0: none
+  ServerChoice server;
+  int timeOut = 0;  // seconds for the whole audit; 0: none
   bool json = false;
   bool help = false;
 };

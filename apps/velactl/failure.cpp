@@ -13,6 +13,10 @@ int Fail(const std::string& reason) {
   return EXIT_FAILURE;
 }
 
+bool Print(const std::string& text) {
+  return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+}
+
 std::string AddressText(CProcID process) {
   return std::to_string(process.Number()) + "/" + std::to_string(process.Handle());
 }

@@ -9,6 +9,9 @@ namespace velactl {
 // Says why on standard error; the exit code of a command that failed.
 int Fail(const std::string& reason);
 
+// To standard output, at once; false when it cannot be written.
+bool Print(const std::string& text);
+
 // "100/1"
 std::string AddressText(CProcID process);
 

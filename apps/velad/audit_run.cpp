@@ -4,12 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <map>
-#include <thread>
 
 #include "apps/common/texts.h"
-#include "platform/bus/bus.h"
-#include "platform/message/te_cmd_msg.h"
-#include "platform/task/vela_app_mgr.h"
 #include "util/basicutil/progress_api.h"
 #include "util/basicutil/progressmgr.h"
 #include "util/basicutil/taskcontext.h"
@@ -22,8 +18,21 @@ constexpr int kFormSpan = 5;
 constexpr int kTypeSpan = 90;
 constexpr int kCompareSpan = 5;
 
-constexpr std::chrono::milliseconds kLookAtClient{500};
-constexpr std::chrono::microseconds kLongestNap{10000};  // between two looks at the cancel state
+std::uint32_t CodeOf(RequestEnd end) {
+  switch (end) {
+    case RequestEnd::none:
+      return 0;
+    case RequestEnd::canceled:
+      return AUDIT_ERR_CANCELED;
+    case RequestEnd::stopping:
+      return AUDIT_ERR_STOPPING;
+    case RequestEnd::timeOut:
+      return AUDIT_ERR_TIMEOUT;
+    case RequestEnd::clientGone:
+      return AUDIT_ERR_CLIENT_GONE;
+  }
+  return AUDIT_ERR_CANCELED;
+}
 
 }  // namespace
 
@@ -56,7 +65,7 @@ class AuditRun::Step {
 
 AuditRun::AuditRun(NSTE_util::TETaskContext& context, const std::vector<NERecord>& records,
                    const NETypes& types, std::uint32_t pauseMicroseconds)
-    : m_context(context), m_records(records), m_types(types), m_pause(pauseMicroseconds) {}
+    : m_context(context), m_watch(context), m_records(records), m_types(types), m_pause(pauseMicroseconds) {}
 
 void AuditRun::Run() {
   if (CheckForms() && CheckTypes() && CompareAll())
@@ -128,32 +137,12 @@ void AuditRun::Report() {
 }
 
 bool AuditRun::Ended() {
-  if (m_context.IsCanceled())
-    m_errorCode = VelaIsExit() ? AUDIT_ERR_STOPPING : AUDIT_ERR_CANCELED;
-  else if (m_context.IsTimeOut())
-    m_errorCode = AUDIT_ERR_TIMEOUT;
-  else if (ClientGone())
-    m_errorCode = AUDIT_ERR_CLIENT_GONE;
+  m_errorCode = CodeOf(m_watch.Ended());
   return m_errorCode != 0;
 }
 
-bool AuditRun::ClientGone() {
-  const auto now = std::chrono::steady_clock::now();
-  const TECmdMsg* request = m_context.GetReqMsg();
-  if (now < m_nextLook || request == nullptr) return false;
-  m_nextLook = now + kLookAtClient;
-  const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
-  const VelaCmdMSG& header = request->Header();
-  return bus != nullptr && !bus->IsAlive(CProcID(header.srcProcId, header.srcHandle));
-}
-
-void AuditRun::Pause() {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::microseconds(m_pause);
-  while (m_pause != 0 && !m_context.IsCanceled() && !m_context.IsTimeOut()) {
-    const auto left = end - std::chrono::steady_clock::now();
-    if (left <= left.zero()) return;
-    std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, kLongestNap));
-  }
+void AuditRun::Pause() const {
+  if (m_pause != 0) m_watch.PauseUntil(std::chrono::steady_clock::now() + std::chrono::microseconds(m_pause));
 }
 
 }  // namespace velad

@@ -1,11 +1,11 @@
 #pragma once
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "apps/velad/audit_rules.h"
+#include "apps/velad/request_watch.h"
 
 namespace NSTE_util {
 class TETaskContext;
@@ -37,14 +37,13 @@ class AuditRun {
   bool CompareAll();
   void Report();  // the new findings, to the context
   bool Ended();
-  bool ClientGone();
-  void Pause();
+  void Pause() const;
 
   NSTE_util::TETaskContext& m_context;
+  RequestWatch m_watch;
   const std::vector<NERecord>& m_records;
   const NETypes& m_types;
   std::uint32_t m_pause;
-  std::chrono::steady_clock::time_point m_nextLook;  // at the client
   std::vector<Finding> m_findings;
   std::size_t m_reported = 0;
   std::size_t m_checked = 0;

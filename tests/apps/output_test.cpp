@@ -89,8 +89,8 @@ TEST(AuditOptionsTest, CommandLines) {
     EXPECT_EQ(ParseAuditOptions(c.arguments, options, error), *c.error == '\0') << error;
     EXPECT_NE(error.find(c.error), std::string::npos) << error;
     if (c.arguments.size() != 5) continue;
-    EXPECT_EQ(options.process, 7);
-    EXPECT_EQ(options.handle, 9);
+    EXPECT_EQ(options.server.process, 7);
+    EXPECT_EQ(options.server.handle, 9);
     EXPECT_EQ(options.timeOut, 5);
     EXPECT_TRUE(options.json);
   }

@@ -80,7 +80,7 @@ TEST(ProgramsTest, AnAuditThatEndsEarlySaysWhyAndShowsWhatItFound) {
       {"server killed",
        {},
        [](Child& server, Child&) { server.Signal(SIGKILL); },
-       "server process 100/1 ended during the audit; start it again",
+       "server process 100/1 ended before it answered; start it again",
        false,
        false},
   };

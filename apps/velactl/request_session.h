@@ -1,48 +1,71 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <thread>
 
 #include "apps/velactl/progress_bar.h"
-#include "asn1/audit.h"
 #include "platform/message/proc_id.h"
+
+namespace SNACC {
+class AsnType;
+}
 
 namespace velactl {
 
-// One audit under way: the request is sent and awaited in a thread of its own, while the caller's thread
-// shows the progress on standard error and serves the signals.
+struct ServerChoice;
+
+// A request that is a mission of this client: it reports progress and can be cancelled.
+struct MissionRequest {
+  std::uint32_t command;
+  const SNACC::AsnType& message;
+  std::int32_t missionID;
+  std::string sending;             // the first step that is shown
+  std::function<bool()> complete;  // asked with the answer there: whether all of it was done
+  bool quiet = false;              // progress only on a terminal
+};
+
+// A number for the missions of this client, above 0.
+std::int32_t NewMissionID();
+
+// Sends the request as a process of its own (ClientProcess) and waits for the answer. Empty, or why there is
+// none.
+std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequest& request,
+                      SNACC::AsnType& response);
+
+// One request under way: it is sent and awaited in a thread of its own, while the caller's thread shows the
+// progress on standard error and serves the signals.
 //
 //   event            | first                               | again
 //   -----------------+-------------------------------------+------------------------------
 //   SIGINT, SIGTERM  | cancels the mission, waits on       | the process ends at once (130)
 //   server is gone   | waits for an answer still under way | gives up
-class AuditSession {
+class RequestSession {
  public:
-  // `request` must outlive the session. `quiet`: progress only on a terminal.
-  AuditSession(const AsnAuditReq& request, CProcID server, bool quiet);
-  ~AuditSession();
-  AuditSession(const AuditSession&) = delete;
-  AuditSession& operator=(const AuditSession&) = delete;
+  // `request` must outlive the session.
+  RequestSession(const MissionRequest& request, CProcID server);
+  ~RequestSession();
+  RequestSession(const RequestSession&) = delete;
+  RequestSession& operator=(const RequestSession&) = delete;
 
   // Blocks the signals that Run serves; before any thread is made.
   static void HoldSignals();
 
   // 0 and the answer in `response`, or the code of a failure.
-  std::uint32_t Run(AsnAuditRsp& response);
+  std::uint32_t Run(SNACC::AsnType& response);
   bool ServerGone() const { return m_gone; }
 
  private:
-  void Ask(AsnAuditRsp& response);
+  void Ask(SNACC::AsnType& response);
   void Abort();
   void ServeReports();
   void ServeSignals();
   void WatchServer();
   void Show(const std::string& bytes) const;
 
-  const AsnAuditReq& m_request;
+  const MissionRequest& m_request;
   const CProcID m_server;
-  const std::int32_t m_missionID;
   const int m_signals;
   const bool m_silent;
   ProgressBar m_bar;

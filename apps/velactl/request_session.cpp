@@ -1,4 +1,4 @@
-#include "apps/velactl/audit_session.h"
+#include "apps/velactl/request_session.h"
 
 #include <poll.h>
 #include <signal.h>
@@ -8,12 +8,14 @@
 
 #include <cstdlib>
 
-#include "apps/asn1/audit_codes.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/client_process.h"
+#include "apps/velactl/failure.h"
 #include "apps/velactl/inbox.h"
+#include "apps/velactl/options.h"
 #include "asn1/progress.h"
 #include "platform/asncmd/asn_cmd.h"
+#include "platform/os/vela_os.h"
 #include "platform/task/vela_task.h"
 
 namespace velactl {
@@ -51,27 +53,47 @@ std::size_t TerminalColumns() {
 
 }  // namespace
 
-void AuditSession::HoldSignals() {
+std::int32_t NewMissionID() {
+  return static_cast<std::int32_t>((VelaGetTickCount() & 0x3FFFFFFF) + 1);
+}
+
+std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequest& request,
+                      SNACC::AsnType& response) {
+  RequestSession::HoldSignals();
+  ClientProcess process;
+  std::string error;
+  if (!process.Start(argv0, error)) return error;
+  const auto server = ClientProcess::FindServer(choice.process, choice.handle);
+  if (!server) {
+    const std::string handle = choice.handle != 0 ? "/" + std::to_string(choice.handle) : "";
+    return apps::Text("CLIENT_NO_SERVER", {std::to_string(choice.process) + handle, vela::InstallRoot()});
+  }
+  RequestSession session(request, *server);
+  const std::uint32_t result = session.Run(response);
+  if (session.ServerGone() && result != 0) return apps::Text("SERVER_ENDED", {AddressText(*server)});
+  return result != 0 ? WhyFailed(result, *server) : std::string();
+}
+
+void RequestSession::HoldSignals() {
   const sigset_t signals = ServedSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-AuditSession::AuditSession(const AsnAuditReq& request, CProcID server, bool quiet)
+RequestSession::RequestSession(const MissionRequest& request, CProcID server)
     : m_request(request),
       m_server(server),
-      m_missionID(static_cast<std::int32_t>(request.missionID)),
       m_signals(SignalDescriptor()),
-      m_silent(quiet && TerminalColumns() == 0),
+      m_silent(request.quiet && TerminalColumns() == 0),
       m_bar(TerminalColumns()) {}
 
-AuditSession::~AuditSession() {
+RequestSession::~RequestSession() {
   if (m_asker.joinable()) m_asker.join();
   if (m_aborter.joinable()) m_aborter.join();
   close(m_signals);
 }
 
-std::uint32_t AuditSession::Run(AsnAuditRsp& response) {
-  Show(m_bar.Update(0, apps::Text("AUDIT_SENDING", {std::to_string(m_request.records.size())})));
+std::uint32_t RequestSession::Run(SNACC::AsnType& response) {
+  Show(m_bar.Update(0, m_request.sending));
   m_asker = std::thread([this, &response] { Ask(response); });
   pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals, POLLIN, 0}};
   while (!m_done.load(std::memory_order_acquire)) {
@@ -81,25 +103,25 @@ std::uint32_t AuditSession::Run(AsnAuditRsp& response) {
   }
   m_asker.join();
   ServeReports();
-  Show(m_bar.Finish(m_result == 0 && static_cast<AsnIntType>(response.errorCode) == 0));
+  Show(m_bar.Finish(m_result == 0 && m_request.complete()));
   return m_result;
 }
 
-void AuditSession::Ask(AsnAuditRsp& response) {
-  VelaGnlTask task("audit");
+void RequestSession::Ask(SNACC::AsnType& response) {
+  VelaGnlTask task("request");
   const VelaCurrentTaskScope current(&task);
-  CAsnPhyCmd command(AUDIT_COMMAND, m_request, m_server, kSilenceSeconds, 0, 0);
+  CAsnPhyCmd command(m_request.command, m_request.message, m_server, kSilenceSeconds, 0, 0);
   m_result = command.Exec(&task, response);
   m_done.store(true, std::memory_order_release);
   Inbox::Instance().Wake();
 }
 
-void AuditSession::Abort() {
+void RequestSession::Abort() {
   VelaGnlTask task("abort");
   const VelaCurrentTaskScope current(&task);
   AsnAbortMissionReq request;
   request.scope = kAbortScopeAll;
-  request.missionID = static_cast<AsnIntType>(m_missionID);
+  request.missionID = static_cast<AsnIntType>(m_request.missionID);
   AsnAbortMissionRsp response;
   std::uint32_t result =
       CAsnPhyCmd(kAbortCommand, request, m_server, kAbortSeconds, 0, 0).Exec(&task, response);
@@ -109,19 +131,19 @@ void AuditSession::Abort() {
   Inbox::Instance().Wake();
 }
 
-void AuditSession::ServeReports() {
+void RequestSession::ServeReports() {
   for (const ProgressReport& report : Inbox::Instance().Take()) {
-    if (report.missionID != m_missionID || report.from != m_server) continue;
+    if (report.missionID != m_request.missionID || report.from != m_server) continue;
     if (m_requestSn == 0) m_requestSn = report.sn;
     CAsnCmd::ResetTimeout(m_requestSn, m_server, kSilenceSeconds, 0);
     Show(m_bar.Update(report.percent, report.step));
   }
   if (!m_abortDone.exchange(false, std::memory_order_acquire)) return;
   if (m_abortResult.load(std::memory_order_relaxed) != 0)
-    Show(m_bar.Note("velactl: " + apps::Text("AUDIT_CANCEL_REFUSED")));
+    Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCEL_REFUSED")));
 }
 
-void AuditSession::ServeSignals() {
+void RequestSession::ServeSignals() {
   signalfd_siginfo info{};
   while (read(m_signals, &info, sizeof info) == sizeof info) {
     if (info.ssi_signo == SIGWINCH) {
@@ -130,24 +152,24 @@ void AuditSession::ServeSignals() {
     }
     if (m_aborting) {
       Show(m_bar.Finish(false));
-      Show("velactl: " + apps::Text("AUDIT_LEFT") + '\n');
+      Show("velactl: " + apps::Text("CLIENT_LEFT") + '\n');
       _exit(130);
     }
     m_aborting = true;
-    Show(m_bar.Note("velactl: " + apps::Text("AUDIT_CANCELLING")));
+    Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCELLING")));
     m_aborter = std::thread([this] { Abort(); });
   }
 }
 
 // An answer may still be under way when the server is gone already, hence several looks.
-void AuditSession::WatchServer() {
+void RequestSession::WatchServer() {
   m_missed = ClientProcess::IsAlive(m_server) ? 0 : m_missed + 1;
   if (m_missed < kLooksUntilGone || m_gone) return;
   m_gone = true;
   CAsnCmd::Destroy();
 }
 
-void AuditSession::Show(const std::string& bytes) const {
+void RequestSession::Show(const std::string& bytes) const {
   std::size_t done = 0;
   while (!m_silent && done < bytes.size()) {
     const ssize_t written = write(STDERR_FILENO, bytes.data() + done, bytes.size() - done);

@@ -1,0 +1,43 @@
+#include "apps/velad/request_watch.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "platform/bus/bus.h"
+#include "platform/message/te_cmd_msg.h"
+#include "platform/task/vela_app_mgr.h"
+#include "util/basicutil/taskcontext.h"
+
+namespace velad {
+namespace {
+
+constexpr std::chrono::milliseconds kLookAtClient{500};
+constexpr std::chrono::microseconds kLongestNap{10000};  // between two looks at the cancel state
+
+}  // namespace
+
+RequestEnd RequestWatch::Ended() {
+  if (m_context.IsCanceled()) return VelaIsExit() ? RequestEnd::stopping : RequestEnd::canceled;
+  if (m_context.IsTimeOut()) return RequestEnd::timeOut;
+  return ClientGone() ? RequestEnd::clientGone : RequestEnd::none;
+}
+
+bool RequestWatch::ClientGone() {
+  const auto now = std::chrono::steady_clock::now();
+  const TECmdMsg* request = m_context.GetReqMsg();
+  if (now < m_nextLook || request == nullptr) return false;
+  m_nextLook = now + kLookAtClient;
+  const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
+  const VelaCmdMSG& header = request->Header();
+  return bus != nullptr && !bus->IsAlive(CProcID(header.srcProcId, header.srcHandle));
+}
+
+void RequestWatch::PauseUntil(std::chrono::steady_clock::time_point end) const {
+  while (!m_context.IsCanceled() && !m_context.IsTimeOut()) {
+    const auto left = end - std::chrono::steady_clock::now();
+    if (left <= left.zero()) return;
+    std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, kLongestNap));
+  }
+}
+
+}  // namespace velad

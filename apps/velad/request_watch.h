@@ -1,0 +1,30 @@
+#pragma once
+#include <chrono>
+
+namespace NSTE_util {
+class TETaskContext;
+}
+
+namespace velad {
+
+enum class RequestEnd { none, canceled, stopping, timeOut, clientGone };
+
+// Tells the handler of a long request whether to go on. For the thread of the request.
+class RequestWatch {
+ public:
+  // The context, with its mission set, must outlive the watch.
+  explicit RequestWatch(const NSTE_util::TETaskContext& context) : m_context(context) {}
+
+  // Why it is to end; cheap enough for every step. The client is looked at twice a second.
+  RequestEnd Ended();
+  // Sleeps; comes back early when the mission is cancelled or timed out.
+  void PauseUntil(std::chrono::steady_clock::time_point end) const;
+
+ private:
+  bool ClientGone();
+
+  const NSTE_util::TETaskContext& m_context;
+  std::chrono::steady_clock::time_point m_nextLook;  // at the client
+};
+
+}  // namespace velad
