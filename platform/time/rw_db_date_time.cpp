@@ -30,8 +30,7 @@ bool RWZone::isDaylightAt(std::int64_t moment) const {
 }
 
 std::int64_t RWZone::momentOf(std::int64_t wall) const {
-  const vela::ZoneRules::Shown shown = RulesOf(m_local).AtWall(wall);
-  return wall - (shown.first != nullptr ? shown.first : shown.before)->offset;
+  return wall - RulesOf(m_local).AtWall(wall).Plain().offset;
 }
 
 RWDBDateTime::RWDBDateTime(int year, int month, int day, int hour, int minute, int second,

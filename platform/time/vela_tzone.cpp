@@ -1,7 +1,6 @@
 #include "platform/time/vela_tzone.h"
 
 #include <atomic>
-#include <optional>
 
 #include "platform/os/clock.h"
 #include "platform/time/civil_internal.h"
@@ -53,19 +52,13 @@ bool IsServersNow(const vela::ZoneRules& rules, const VELATime& local) {
   return now.offset == local.zone && now.dst == (local.dst != 0);
 }
 
-const vela::ZoneRules::Span* ByRules(const vela::ZoneRules::Shown& shown, bool dst) {
-  if (shown.first == nullptr) return shown.before;
-  const bool second = shown.second != nullptr && shown.first->dst != dst && shown.second->dst == dst;
-  return second ? shown.second : shown.first;
-}
-
 // The offset with which a local record is to be read; `wall` is its time as if it were UTC.
 std::int32_t OffsetOf(const vela::ZoneRules& rules, const VELATime& local, std::int64_t wall) {
   if (!rules.Uses(local.zone)) return local.zone;
-  const bool dst = local.dst != 0;
   const vela::ZoneRules::Shown shown = rules.AtWall(wall);
   const vela::ZoneRules::Span* const fitting = WithOffset(shown, local.zone);
-  if (fitting == nullptr) return ByRules(shown, dst)->offset;
+  if (fitting == nullptr) return shown.Plain().offset;
+  const bool dst = local.dst != 0;
   if (fitting->dst == dst || IsServersNow(rules, local)) return local.zone;
   const vela::ZoneRules::Span* const meant = rules.Nearest(wall - local.zone, dst);
   return meant != nullptr ? meant->offset : local.zone;

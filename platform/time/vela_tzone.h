@@ -33,10 +33,9 @@ class VELA_EXPORT VELATZone {
   // The moment of a local time. An offset that the zone has at the record's time counts, so what getLocalTime
   // gave comes back exactly, also in the hour that the clock shows twice. Only when the flag says the
   // opposite of the rules, and the pair is not what the server has now, the flag wins: the clock is read with
-  // the offset that the zone last had with that flag, at most a year away. An offset of the other season is
-  // replaced by the rules; in the hour shown twice the flag then chooses, else the first time counts. A time
-  // that the clock skips is read with the offset before the change.
-  // 0, or -1.
+  // the offset that the zone last had with that flag, at most a year away. An offset that the zone has at
+  // other times is replaced by the one of the rules: the first of two, and the one before the change for a
+  // time that the clock skips. 0, or -1.
   int getUTCTime(const VELATime& local, VELATime& utc) const;
   // `utc.zone` names the zone; `local` gets the offset and the flag in force at that moment. 0, or -1.
   int getLocalTime(const VELATime& utc, VELATime& local) const;

@@ -23,6 +23,9 @@ class ZoneRules {
     const Span* first = nullptr;
     const Span* second = nullptr;
     const Span* before = nullptr;
+
+    // How a time is read when nothing else is known.
+    const Span& Plain() const { return first != nullptr ? *first : *before; }
   };
 
   ZoneRules(std::string name, std::vector<Span> spans);
