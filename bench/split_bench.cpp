@@ -1,5 +1,6 @@
 // Splitting a request of many NEs into 8: beside decoding, regrouping and encoding it with the ASN.1 runtime,
-// and the split of its bytes beside walking over the elements once and copying them.
+// and the split of its bytes beside walking over the elements once and copying them. With 100 NEs the entries
+// of the result alone, four allocations each, take more than three times that.
 #include "bench/bench_util.h"
 
 #include <malloc.h>
