@@ -1,6 +1,8 @@
 #pragma once
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <memory>
 #include <span>
 #include <type_traits>
 #include <vector>
@@ -14,9 +16,9 @@ class FewRows {
  public:
   static_assert(std::is_trivially_copyable_v<T>);
 
-  T* begin() { return m_size <= N ? m_few : m_many.data(); }
+  T* begin() { return m_size <= N ? m_few : m_many->data(); }
   T* end() { return begin() + m_size; }
-  const T* begin() const { return m_size <= N ? m_few : m_many.data(); }
+  const T* begin() const { return m_size <= N ? m_few : m_many->data(); }
   const T* end() const { return begin() + m_size; }
   std::size_t size() const { return m_size; }
 
@@ -29,30 +31,30 @@ class FewRows {
       std::copy_backward(m_few + at, m_few + m_size, m_few + size);
       std::copy(elements.begin(), elements.end(), m_few + at);
     } else {
-      if (m_size <= N) m_many.assign(m_few, m_few + m_size);
-      m_many.insert(m_many.begin() + at, elements.begin(), elements.end());
+      if (m_size <= N) m_many = std::make_unique<std::vector<T>>(m_few, m_few + m_size);
+      m_many->insert(m_many->begin() + at, elements.begin(), elements.end());
     }
-    m_size = size;
+    m_size = static_cast<std::uint32_t>(size);
     return begin() + at;
   }
 
   template <class Condition>
   void EraseIf(Condition condition) {
-    const auto left = static_cast<std::size_t>(std::remove_if(begin(), end(), condition) - begin());
+    const std::ptrdiff_t left = std::remove_if(begin(), end(), condition) - begin();
     if (m_size > N) {
-      m_many.resize(left);
-      if (left <= N) {
-        std::copy(m_many.begin(), m_many.end(), m_few);
-        m_many.clear();
+      m_many->resize(static_cast<std::size_t>(left));
+      if (m_many->size() <= N) {
+        std::copy(m_many->begin(), m_many->end(), m_few);
+        m_many.reset();
       }
     }
-    m_size = left;
+    m_size = static_cast<std::uint32_t>(left);
   }
 
  private:
-  std::size_t m_size = 0;
+  std::uint32_t m_size = 0;
   T m_few[N] = {};
-  std::vector<T> m_many;  // all of them, when there are more
+  std::unique_ptr<std::vector<T>> m_many;  // all of them, when there are more; small: rarely there
 };
 
 }  // namespace NSTE_util
