@@ -19,8 +19,9 @@ struct Entry {
   std::map<std::uint32_t, unsigned> subMissions;
 
   void Report(std::uint32_t id, unsigned value) {
-    if (count == 0 || subMissions.empty()) weight = 0;
-    if (weight == 0 || value > 100 || !subMissions.contains(id)) return;
+    const bool reports = count != 0 && !subMissions.empty();
+    if (!reports) weight = 0;
+    if (!reports || value > 100 || !subMissions.contains(id)) return;
     subMissions[id] = value;
     unsigned sum = 0;
     for (const auto& each : subMissions) sum += each.second;
