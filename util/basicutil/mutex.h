@@ -85,7 +85,8 @@ class BASIC_UTIL_EXPORT TEMutexOperMgr {
   //   5:6,8-10:0   operations 6, 8, 9 and 10 may not start while 5 runs on the same objects; with 1 in place
   //                of 0, nor 5 while one of them runs. A code of 0 (0:7:0) makes the other exclude
   //                everything.
-  //   5:1090646035 the code with which others are refused because of 5; the first one read stays
+  //   5:1090646035 the code with which others are refused because of 5; the first one read stays, and 0 would
+  //                look like a grant: such a line is wrong
   // Numbers are decimal. Blanks at both ends of a line are dropped, lines that begin with "#" skipped. Of a
   // line that is longer than 1022 bytes the rest is ignored (and traced, unless it is a comment or blank); it
   // still counts as one line. A zero byte makes a line wrong.

@@ -28,7 +28,7 @@ void GrantQueue::Push(MutexGrant* grant) {
 MutexGrant* GrantQueue::PopOldest() {
   MutexGrant* const oldest = m_oldest;
   m_oldest = nullptr;
-  if (m_later == nullptr) return oldest;
+  if (m_later == nullptr || m_later->empty()) return oldest;
   m_oldest = m_later->front();
   m_later->pop_front();
   if (m_later->empty()) m_later.reset();
@@ -36,7 +36,7 @@ MutexGrant* GrantQueue::PopOldest() {
 }
 
 void GrantQueue::PopNewest() {
-  if (m_later == nullptr) {
+  if (m_later == nullptr || m_later->empty()) {
     m_oldest = nullptr;
     return;
   }

@@ -39,6 +39,7 @@ struct BASIC_UTIL_EXPORT TEBlockingOper : TERunningOper {
 
 // The operation because of which LockOper would refuse now. False, and `blocker` untouched, when it would
 // grant: whoever was refused may try again. Nothing is locked, and nothing traced.
+// A wanted object with keys of 0 may have to be compared with everything that is held.
 BASIC_UTIL_EXPORT bool FindBlockingOper(int operCode, const std::list<TEOperObject>& objs,
                                         TEBlockingOper& blocker);
 
