@@ -23,12 +23,13 @@ bool AllDigits(std::string_view text) {
 // Goes back only to the last "*": what an earlier one could take in addition, the last one can take as well.
 bool Matches(std::string_view name, std::string_view pattern) {
   std::size_t n = 0;
-  std::size_t p = 0;
-  const auto atStar = [&] { return p < pattern.size() && pattern[p] == '*'; };
-  const auto fits = [&] { return p < pattern.size() && (pattern[p] == '?' || pattern[p] == name[n]); };
-  for (; n < name.size() && !atStar(); ++n, ++p)
-    if (!fits()) return false;
+  for (; n < std::min(name.size(), pattern.size()) && pattern[n] != '*'; ++n)
+    if (pattern[n] != name[n] && pattern[n] != '?') return false;
+  std::size_t p = n;
+  if (p == pattern.size()) return n == name.size();
 
+  const auto atStar = [&] { return p < pattern.size() && pattern[p] == '*'; };
+  const auto fits = [&] { return p < pattern.size() && (pattern[p] == name[n] || pattern[p] == '?'); };
   std::size_t behindStar = 0;
   std::size_t retryAt = 0;
   while (n < name.size()) {
@@ -115,7 +116,7 @@ std::string StrToLower(std::string s) {
 }
 
 bool IsNameMeetingRequire(std::string name, std::string pattern) {  // NOLINT: by value by interface
-  return pattern.empty() || Matches(name, pattern);
+  return pattern.empty() || name == pattern || Matches(name, pattern);
 }
 
 bool IsFileExist(const std::string& path) {
