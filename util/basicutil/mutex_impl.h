@@ -64,7 +64,7 @@ class TEMutexOperMgrImpl : public TEMutexOperMgr {
     int userID = -1;
     ClientMissionID mission;
   };
-  // What the mutex file knows of a code whose lock was asked for.
+  // The answer to a wanted lock, and what is to be traced about it once the mutex is free.
   struct Answer {
     std::uint32_t result = 0;
     std::optional<int> blocker;

@@ -2,7 +2,6 @@
 #include <utility>
 
 #include "platform/os/clock.h"
-#include "platform/os/vela_os.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/assert_report.h"
