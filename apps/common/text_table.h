@@ -21,6 +21,7 @@ inline constexpr BuiltInText kTexts[] = {
     {"CONFIG_CLIENT_NUMBER", "ProcNumber = 3003 belongs to the clients"},
     // Start of velad.
     {"SERVER_NO_LOG", "the log cannot be opened in {1}"},
+    {"SERVER_NO_LOCKS", "{1} cannot be read, or a line of it is wrong; operations would not exclude each other. The log names the lines"},
     {"SERVER_NO_WORKERS", "the worker threads cannot be started"},
     {"SERVER_NO_TASKS", "the service tasks cannot be started"},
     {"SERVER_ADDRESS_TAKEN", "the address {1} is taken by another process; give this one its own ProcHandle"},
@@ -64,7 +65,7 @@ inline constexpr BuiltInText kTexts[] = {
     {"SERVER_FAILED", "server process {1} failed with code {2}; look into its log"},
     {"AUDIT_NOTHING_SENT", "{1}; nothing was sent"},
     {"AUDIT_TOO_MANY", "{1}: {2} NEs are more than one request can carry; split the file"},
-    {"AUDIT_SENDING", "Sending {1} NEs"},
+    {"CLIENT_SENDING", "Sending {1} NEs"},
     {"CLIENT_CANCELLING", "cancelling; Ctrl-C again leaves at once"},
     {"CLIENT_CANCEL_REFUSED", "the server did not take the cancel; Ctrl-C again leaves without its answer"},
     {"CLIENT_LEFT", "left without the server's answer"},
@@ -104,6 +105,43 @@ inline constexpr BuiltInText kTexts[] = {
     {"ERR42010107", "version {1} is below {2}, the lowest supported one of {3}"},
     {"ERR42010108", "identifier {1} is also that of {2}"},
     {"ERR42010109", "address {1} is also that of {2}"},
+    // Operations on NEs on the server.
+    {"FAULTS_BAD_LINE", "{1}:{2}: no such place or fault, or one that has a fault already"},
+    {"PLACE_BOARD", "{1}, slot {2}"},
+    {"PLACE_PORT", "{1}, slot {2}, port {3}"},
+    {"OPER_CONFIGURING", "Configuring {1}"},
+    {"OPER_INSPECTING", "Inspecting {1}"},
+    {"OPER_CONFIGURE", "a configuration"},
+    {"OPER_INSPECT", "an inspection"},
+    {"LOCK_BLOCKER", "{1} of user {2} at process {3} has been at work there since {4}"},
+    {"LOCK_PROGRESS", "{1}, {2}% done"},
+    {"LOCK_BLOCKER_GONE", "the operation that was in the way has ended meanwhile"},
+    // Operations on NEs on the client.
+    {"OPER_TWO_LISTS", "one list of NEs at a time, without blanks"},
+    {"OPER_BAD_NE", "'{1}' is neither an NE like 9-1 nor a range like 9-1..9-8"},
+    {"OPER_TOO_MANY_NES", "more than {1} NEs"},
+    {"OPER_BAD_SECONDS", "--seconds takes a number from 0 to {1}"},
+    {"OPER_NO_NES", "no NEs are named"},
+    {"OPER_HEAD_CODE", "CODE"},
+    {"OPER_HEAD_POSITION", "POSITION"},
+    {"OPER_HEAD_TEXT", "TEXT"},
+    {"OPER_SUMMARY", "{1} NEs asked for, {2} with errors, {3} errors"},
+    {"OPER_REFUSED", "refused with code {1}: {2}; nothing was done, repeat the request"},
+    {"OPER_REFUSED_AT", "refused with code {1} because of {2}: {3}; nothing was done. Wait for its end or leave {2} out, then repeat the request"},
+    // Results of operations on NEs, by code. {1} of {2} NEs were worked on.
+    {"ERR42010201", "the operation was cancelled after {1} of {2} NEs"},
+    {"ERR42010202", "the time-out ended the operation after {1} of {2} NEs"},
+    {"ERR42010203", "the server was told to end after {1} of {2} NEs"},
+    {"ERR42010205", "the client has died after {1} of {2} NEs"},
+    {"ERR42010206", "1 to {1} NEs can be worked on at a time, and 0-0 is none"},
+    {"ERR42010207", "some NEs have errors; mend what they say, then repeat the request for them"},
+    {"ERR42010208", "{1} more errors did not fit into the answer"},
+    // Errors of NEs, boards and ports, by code. {1}: what the port carries.
+    {"ERR42010221", "the connection to the NE broke; nothing is known of its boards"},
+    {"ERR42010222", "there is no board in the slot"},
+    {"ERR42010223", "the board's memory is full"},
+    {"ERR42010224", "the port carries {1}"},
+    {"ERR42010225", "the port does not answer"},
     // Help, a line for each numbered key of a resource file.
     {"VELAD_HELP",
      "velad - a server process of the network-management platform\n"
@@ -112,7 +150,8 @@ inline constexpr BuiltInText kTexts[] = {
      "\n"
      "  -f FILE     the configuration file, by default velad.cfg. Looked for as ../conf/FILE from the folder of\n"
      "              the program, then as $VELA_ROOT/conf/FILE, then as FILE itself. Its keys: ProcNumber and\n"
-     "              ProcHandle (the address), WorkerThreads, QueueLimit, StopSeconds, LogDirectory.\n"
+     "              ProcHandle (the address), WorkerThreads, QueueLimit, StopSeconds, MutexFile,\n"
+     "              LogDirectory.\n"
      "  --help      this text\n"
      "  --version   the version\n"
      "\n"
@@ -124,9 +163,11 @@ inline constexpr BuiltInText kTexts[] = {
      "\n"
      "usage: velactl COMMAND ...\n"
      "\n"
-     "  audit FILE  check an inventory of NEs; see velactl audit --help\n"
-     "  --help      this text\n"
-     "  --version   the version\n"
+     "  audit FILE     check an inventory of NEs; see velactl audit --help\n"
+     "  configure NES  configure NEs; see velactl configure --help\n"
+     "  inspect NES    look at NEs; see velactl inspect --help\n"
+     "  --help         this text\n"
+     "  --version      the version\n"
      "\n"
      "VELA_ROOT names the installation root, the same as the server's.\n"},
     {"AUDIT_HELP",
@@ -143,6 +184,23 @@ inline constexpr BuiltInText kTexts[] = {
      "Prints the faults to standard output, the progress to standard error. Ctrl-C cancels the audit and prints\n"
      "what was found so far; a second one leaves at once. Exit code 0 when the audit ran to its end, 1 when not\n"
      "(the reason is on standard error), 130 after a second Ctrl-C.\n"},
+    {"OPER_HELP",
+     "velactl configure, velactl inspect - work on NEs through a server\n"
+     "\n"
+     "usage: velactl configure NES [--seconds N] [--process N[/HANDLE]] [--timeout S] [--json]\n"
+     "       velactl inspect NES ...\n"
+     "\n"
+     "  NES         NEs and ranges of them: 9-1,9-5..9-8\n"
+     "  --seconds   how long the work takes at least, 0 to 86400; by default 0\n"
+     "  --process   number of the server process, and which instance of it; by default 100 and any\n"
+     "  --timeout   seconds after which the operation ends with what it has done\n"
+     "  --json      print the result as JSON\n"
+     "\n"
+     "An NE is configured by one request at a time; inspections get in nobody's way. Who excludes whom stands in\n"
+     "conf/mutex.cfg. Prints the errors of NEs, boards and ports to standard output, the progress to standard\n"
+     "error. Ctrl-C cancels the operation; a second one leaves at once. Exit code 0 when all was done without\n"
+     "errors, 2 when the request was refused because of an operation on the same NEs, 1 when anything else went\n"
+     "wrong (the reason is on standard error), 130 after a second Ctrl-C.\n"},
 };
 // clang-format on
 

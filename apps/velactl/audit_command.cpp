@@ -66,7 +66,7 @@ int Audit(const AuditOptions& options, const std::vector<InventoryRow>& rows, ch
                                 {.command = AUDIT_COMMAND,
                                  .message = request,
                                  .missionID = static_cast<std::int32_t>(request.missionID),
-                                 .sending = apps::Text("AUDIT_SENDING", {std::to_string(rows.size())}),
+                                 .sending = apps::Text("CLIENT_SENDING", {std::to_string(rows.size())}),
                                  .complete = [&] { return static_cast<AsnIntType>(response.errorCode) == 0; },
                                  .quiet = options.json},
                                 response);

@@ -7,6 +7,7 @@
 #include "apps/common/texts.h"
 #include "apps/velactl/audit_command.h"
 #include "apps/velactl/failure.h"
+#include "apps/velactl/ne_oper_command.h"
 
 namespace {
 
@@ -14,7 +15,9 @@ struct Command {
   const char* name;
   int (*run)(char* argv0, const std::vector<std::string>& arguments);
 };
-constexpr Command kCommands[] = {{"audit", velactl::AuditCommand}};
+constexpr Command kCommands[] = {{"audit", velactl::AuditCommand},
+                                 {"configure", velactl::ConfigureCommand},
+                                 {"inspect", velactl::InspectCommand}};
 
 }  // namespace
 

@@ -9,6 +9,7 @@
 #include "apps/common/program_log.h"
 #include "apps/common/texts.h"
 #include "apps/common/watched_bus.h"
+#include "apps/velad/ne_oper_locks.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"
@@ -84,6 +85,8 @@ void HoldEndSignals() {
 int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   if (!apps::StartLog(argv0, name, LogFolder(config)))
     return Fail(apps::Text("SERVER_NO_LOG", {LogProcess::Directory()}));
+  std::string error;
+  if (!LoadOperLocks(config.mutexFile, error)) return Fail(error);
   if (!MakeTaskMgrs(config)) return Fail(apps::Text("SERVER_NO_WORKERS"));
   VelaAppMgr* app = VelaAppMgr::Instance();
   vela::BusResult result = vela::BusResult::failed;

@@ -39,6 +39,12 @@ class KeyReader {
   std::string m_error;
 };
 
+// A path below the root unless it is absolute; an empty one stays empty.
+std::string Path(const std::string& file, const char* key, const std::string& root, std::string missing) {
+  VelaGetRegString(file.c_str(), key, missing);
+  return missing.empty() || missing.front() == '/' ? missing : root + missing;
+}
+
 }  // namespace
 
 bool FindConfig(const std::string& name, const std::string& processPath, const std::string& root,
@@ -64,9 +70,8 @@ bool LoadConfig(const std::string& file, const std::string& root, ServerConfig& 
   if (number == 0) keys.Fail(apps::Text("CONFIG_NO_PROCESS"));
   if (number == VELA_CLIENT_GROUP) keys.Fail(apps::Text("CONFIG_CLIENT_NUMBER"));
   config.address = CProcID(static_cast<std::uint16_t>(number), static_cast<std::uint16_t>(handle));
-  if (VelaGetRegString(file.c_str(), "LogDirectory", config.logDirectory) == 1 &&
-      !config.logDirectory.empty() && config.logDirectory.front() != '/')
-    config.logDirectory.insert(0, root);
+  config.logDirectory = Path(file, "LogDirectory", root, "");
+  config.mutexFile = Path(file, "MutexFile", root, "conf/mutex.cfg");
   error = keys.Error();
   return error.empty();
 }

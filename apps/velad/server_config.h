@@ -13,6 +13,7 @@ struct ServerConfig {
   unsigned workerThreads = 4;
   unsigned queueLimit = 1000;
   int stopSeconds = 10;
+  std::string mutexFile;     // full path
   std::string logDirectory;  // full path; empty: the one that the library chooses
 };
 

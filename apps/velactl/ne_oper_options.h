@@ -1,0 +1,24 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "apps/velactl/options.h"
+
+namespace velactl {
+
+struct NEOperOptions {
+  std::vector<std::uint32_t> nes;
+  ServerChoice server;
+  int timeOut = 0;  // seconds for the whole operation; 0: none
+  int seconds = 0;  // how long the work takes at least
+  bool json = false;
+  bool help = false;
+};
+
+// Reads what follows "velactl <verb>". False with `error`.
+bool ParseNEOperOptions(std::string_view verb, const std::vector<std::string>& arguments,
+                        NEOperOptions& options, std::string& error);
+
+}  // namespace velactl

@@ -1,0 +1,70 @@
+#include "apps/velad/ne_oper_locks.h"
+
+#include <cstdio>
+#include <ctime>
+
+#include "apps/asn1/ne_oper_codes.h"
+#include "apps/common/texts.h"
+#include "util/basicutil/common.h"
+#include "util/basicutil/mutex_ne.h"
+#include "util/basicutil/mutex_query.h"
+#include "util/basicutil/stringutil.h"
+#include "util/basicutil/tecommonerror.h"
+#include "util/basicutil/timeutil.h"
+
+namespace velad {
+namespace {
+
+std::string OperationName(int operCode) {
+  switch (static_cast<std::uint32_t>(operCode)) {
+    case NE_CONFIGURE_COMMAND:
+      return apps::Text("OPER_CONFIGURE");
+    case NE_INSPECT_COMMAND:
+      return apps::Text("OPER_INSPECT");
+    default:
+      break;
+  }
+  char code[16];
+  std::snprintf(code, sizeof code, "0x%06X", static_cast<unsigned>(operCode));
+  return code;
+}
+
+std::string LocalTime(vela::WallTime time) {
+  std::tm local{};
+  NSTE_util::TEUTC2LOCAL(std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count(), local);
+  return NSTE_util::DateTime2TEStr(local);
+}
+
+std::string BlockerText(const NSTE_util::TEBlockingOper& blocker) {
+  const std::string client =
+      std::to_string(blocker.m_mission.m_wProcID) + "/" + std::to_string(blocker.m_mission.m_wProcHandle);
+  const std::string text =
+      apps::Text("LOCK_BLOCKER", {OperationName(blocker.m_nOperCode), std::to_string(blocker.m_nUserID),
+                                  client, LocalTime(blocker.m_since)});
+  return blocker.m_nProgress < 0 ? text
+                                 : apps::Text("LOCK_PROGRESS", {text, std::to_string(blocker.m_nProgress)});
+}
+
+}  // namespace
+
+bool LoadOperLocks(const std::string& file, std::string& error) {
+  NSTE_util::TEMutexOperMgr* const locks = NSTE_util::TEMutexOperMgr::Instance();
+  if (locks != nullptr && locks->LoadMutexFile(file)) return true;
+  error = apps::Text("SERVER_NO_LOCKS", {file});
+  // Also lets out what was held back about the lines.
+  NSTE_util::WriteException((error + '\n').c_str());
+  return false;
+}
+
+void AddRefusal(NSTE_util::TEOperErrorLogIF& errors, const NSTE_util::TEMutexOperNEGuard& locks) {
+  errors.SetErrCode(locks.GetResult());
+  NSTE_util::TEBlockingOper blocker;
+  if (!locks.GetBlocker(blocker)) {
+    errors.AddErr({}, locks.GetResult(), apps::Text("LOCK_BLOCKER_GONE"), {});
+    return;
+  }
+  errors.AddErr({blocker.m_wantedObject}, locks.GetResult(), BlockerText(blocker),
+                NSTE_util::TENEID2Str(blocker.m_wantedObject.m_nFirst));
+}
+
+}  // namespace velad
