@@ -1,6 +1,6 @@
 #!/bin/sh
 # The demonstration, part by part (apps/demo/): a server, an audit with its progress, a second one cancelled halfway,
-# an orderly end; then a short audit in each other language. Each part leaves no server behind.
+# an orderly end; NEs under locks; then a short audit in each other language. Each part leaves no server behind.
 # usage: demo.sh BIN [--language LANGUAGE]   BIN: the folder of velad and velactl; en_US unless a language is named
 # Exit code 0 only if all of it was right.
 set -u
@@ -53,5 +53,6 @@ mkfifo "$root/ready" "$root/progress" || fail "no pipes"
 speak "$language"
 
 . "$parts/audit.sh"
+. "$parts/locks.sh"
 . "$parts/languages.sh"
 printf '\ndemo: all right\n'
