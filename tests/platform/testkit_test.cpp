@@ -7,11 +7,13 @@
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task.h"
 #include "platform/text/vela_msg.h"
+#include "platform/time/vela_tzone.h"
 
 namespace {
 
 TEST(Testkit, GuardsPutEverythingBack) {
   const std::string language = VELAcommon::VELAMsg::getLanguage();
+  const std::string zone = vela::ServerZoneName();
   {
     const testkit::CurrentTask task;
     const testkit::ProcessAddress outer(51, 3, 1);
@@ -19,6 +21,8 @@ TEST(Testkit, GuardsPutEverythingBack) {
     const testkit::LogCapture log;
     testkit::Clock clock(1000, 5);
     const testkit::Language chinese("zh_CN");
+    const testkit::Zone kolkata("Asia/Kolkata");
+    const testkit::ZoneFaults fails;
     const testkit::OsFaults faults([](vela::OsCall, const char*) { return vela::OsFault{ENOMEM, -1}; });
     clock.Advance(std::chrono::seconds(2));
     EXPECT_EQ(vela::Now().time_since_epoch().count(), 1002000005);
@@ -31,6 +35,8 @@ TEST(Testkit, GuardsPutEverythingBack) {
   EXPECT_EQ(VelaGetProcId(), 0);
   EXPECT_GT(vela::NowSeconds(), 1002);
   EXPECT_EQ(VELAcommon::VELAMsg::getLanguage(), language);
+  EXPECT_EQ(vela::ServerZoneName(), zone);
+  EXPECT_EQ(VELATZone::toLongTime({1970}), 0);
   VelaMsgPtr frame = testkit::MakeFrame({.kind = VELA_KIND_COMMAND, .payload = {}});
   frame->dstProcId = 99;
   EXPECT_EQ(VelaAppMgr::Instance()->VelaOutSendMsg(frame.release(), 0), 0) << "frames are still captured";

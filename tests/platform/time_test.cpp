@@ -12,10 +12,8 @@
 namespace {
 
 VELATime Record(const char* text, std::int32_t zone = 0, std::int32_t dst = 0) {
-  VELATime t;
+  VELATime t{1900, 1, 1, 0, 0, 0, zone, dst};
   std::sscanf(text, "%d-%d-%d %d:%d:%d", &t.year, &t.month, &t.day, &t.hour, &t.minute, &t.second);
-  t.zone = zone;
-  t.dst = dst;
   return t;
 }
 
@@ -73,8 +71,7 @@ TEST(Time, LocalTimesAreThoseOfTheSystem) {
 }
 
 TEST(Time, ReadingsOfLocalRecords) {
-  constexpr std::int32_t est = -18'000, edt = -14'400;
-  constexpr std::int64_t winter = 1'705'314'605, summer = 1'719'829'805;  // now
+  constexpr long est = -18'000, edt = -14'400, winter = 1'705'314'605, summer = 1'719'829'805;
   const std::tuple<const char*, std::int64_t, VELATime, std::string, const char*> rows[] = {
       {"America/New_York", winter, Record("2024-07-01 14:00:00", est), "2024-07-01 18:00:00", "other season"},
       {"America/New_York", summer, Record("2024-01-01 14:00:00", edt, 1), "2024-01-01 19:00:00", "and back"},
@@ -85,7 +82,6 @@ TEST(Time, ReadingsOfLocalRecords) {
       {"America/New_York", summer, Record("2024-07-01 14:00:00", 3600, 1), "2024-07-01 13:00:00", "fixed"},
       {"Asia/Kolkata", summer, Record("2024-07-01 14:00:00", 19'800, 1), "2024-07-01 08:30:00", "never now"},
       {"Europe/Istanbul", summer, Record("2015-07-01 14:00:00", 10'800), "2015-07-01 11:00:00", "now's pair"},
-      {"Australia/Lord_Howe", winter, Record("2024-01-15 23:00:00", 39'600), "2024-01-15 12:30:00", "half"},
       {"UTC", summer, Record("2024-02-20 12:00:00", 86'400), "", "no zone"},
       {"UTC", summer, Record("2038-01-19 03:14:07", -1), "", "beyond the long times"},
   };
@@ -102,7 +98,6 @@ TEST(Time, LocalTimeOfTheRecordsZone) {
   const testkit::Zone zone("Europe/Berlin");
   const std::pair<VELATime, VELATime> rows[] = {
       {Record("2024-07-01 12:00:00", 3600), Record("2024-07-01 14:00:00", 7200, 1)},
-      {Record("2024-01-01 12:00:00", 7200, 1), Record("2024-01-01 13:00:00", 3600)},
       {Record("2024-07-01 12:00:00", 19'800, 1), Record("2024-07-01 17:30:00", 19'800)}};
   VELATime local;
   for (const auto& [utc, expected] : rows) {

@@ -148,8 +148,7 @@ TEST(TimeUtil, TextsOfDates) {
   const std::map<std::string, std::string> accepted = {
       {"2024-01-02", "2024-01-02 00:00:00"},
       {"2024-01-02 ", "2024-01-02 00:00:00"},
-      {" 2024 - 01-2  3: 04 : 05 ", "2024-01-02 03:04:05"},
-      {"0002024-02-29 23:59:59-", "2024-02-29 23:59:59"},
+      {" 02024 - 02-29  3: 04 : 05 -", "2024-02-29 03:04:05"},
       {"1969-12-31 23:59:58", "1969-12-31 23:59:58"},
   };
   for (const auto& [text, expected] : accepted) {
@@ -190,7 +189,6 @@ TEST(TimeUtil, WhatAFailingServiceLeaves) {
       {ZONE_TO_LOCAL, [] { return ToLocal(kNow); }, kCleared, "TEUTC2LOCAL::getLocalTime" + now + moment},
       {ZONE_TO_UTC, DstInformation, "1, 0",
        "NMDstInformation::getUTCTime is fail!: 2024/7/1/6:30:5/zone=-14400/isdst=0/longtime=1719829805"},
-      {ZONE_ALL, [] { return Made<std::string>(GetSysTime); }, kCleared + "+00:00", "TEUTC2UTC::"},
       {ZONE_ALL, [] { return Made<std::string>(GetSysTimeForFileName); }, "00000001_000000+0000", ""},
       {0, [] { return ToLocal(4'294'967'296); }, kCleared, "TEUTC2LOCAL::getLocalTime is fail!: 1900/1/1/"},
   };
