@@ -38,6 +38,9 @@ using MissionCmd = std::pair<std::uint32_t, std::int32_t>;
 //   at 100     | takes the percent   | nothing                    | weight x 100
 //   stopped    | false               | nothing                    | weight x 100
 //
+// How the others report is in asynprogress_report.h; what happens when one of them ends, and a list of all
+// missions, in asynprogress_watch.h.
+//
 // Thread-safe: one lock guards everything and is not held while something is sent, traced or asked elsewhere.
 class BASIC_UTIL_EXPORT AsynProgressMgr {
  public:
