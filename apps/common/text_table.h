@@ -142,6 +142,36 @@ inline constexpr BuiltInText kTexts[] = {
     {"ERR42010223", "the board's memory is full"},
     {"ERR42010224", "the port carries {1}"},
     {"ERR42010225", "the port does not answer"},
+    // Missions that are spread over processes.
+    {"SPREAD_BAD_ON_FAILURE", "--on-failure takes go-on, move or stop"},
+    {"SPREAD_STILL", "nothing has moved for {1} seconds; Ctrl-C stops the mission"},
+    {"SPREAD_PART_DONE", "done"},
+    {"SPREAD_PART_CHECKED", "checked, the result is awaited"},
+    {"SPREAD_PART_FAILED", "failed: {1}"},
+    {"SPREAD_PART_STOPPED", "stopped"},
+    {"SPREAD_PART_ENDED", "server process {1} is not running (any more)"},
+    {"SPREAD_PART_REFUSED", "server process {1} cannot be reached, code {2}"},
+    {"SPREAD_PART_SILENT", "server process {1} gave no sign of life for {2} seconds"},
+    {"SPREAD_PART_STOPPING", "server process {1} was told to end"},
+    {"SPREAD_HEAD_PROCESS", "PROCESS"},
+    {"SPREAD_HEAD_RECORDS", "NES"},
+    {"SPREAD_HEAD_CHECKED", "CHECKED"},
+    {"SPREAD_HEAD_MOVED", "MOVED"},
+    {"SPREAD_HEAD_STATE", "STATE"},
+    {"MISSIONS_NONE", "no missions are under way"},
+    {"MISSIONS_HEAD_MISSION", "MISSION"},
+    {"MISSIONS_HEAD_OWNER", "OWNER"},
+    {"MISSIONS_HEAD_CLIENT", "CLIENT"},
+    {"MISSIONS_HEAD_DONE", "DONE"},
+    {"MISSIONS_HEAD_AGE", "AGE"},
+    {"MISSIONS_HEAD_PARTS", "PARTS"},
+    {"MISSIONS_AGE", "{1} s"},
+    {"MISSIONS_STOPPED", "stopped"},
+    // Why such a mission was refused, or is incomplete, by code.
+    {"ERR42011001", "server process {1} knows no processes to spread a mission over; set SpreadProcesses in its configuration"},
+    {"ERR42011002", "server process {1} runs this mission already"},
+    {"ERR42011003", "parts of the mission have failed; {1} of {2} records were checked, repeat the request for the rest"},
+    {"ERR42011005", "there is nothing to check"},
     // Help, a line for each numbered key of a resource file.
     {"VELAD_HELP",
      "velad - a server process of the network-management platform\n"
@@ -164,6 +194,8 @@ inline constexpr BuiltInText kTexts[] = {
      "usage: velactl COMMAND ...\n"
      "\n"
      "  audit FILE     check an inventory of NEs; see velactl audit --help\n"
+     "  spread FILE    the same on several processes at once; see velactl spread --help\n"
+     "  missions       list missions that are spread over processes; see velactl missions --help\n"
      "  configure NES  configure NEs; see velactl configure --help\n"
      "  inspect NES    look at NEs; see velactl inspect --help\n"
      "  --help         this text\n"
@@ -201,6 +233,31 @@ inline constexpr BuiltInText kTexts[] = {
      "error. Ctrl-C cancels the operation; a second one leaves at once. Exit code 0 when all was done without\n"
      "errors, 2 when the request was refused because of an operation on the same NEs, 1 when anything else went\n"
      "wrong (the reason is on standard error), 130 after a second Ctrl-C.\n"},
+    {"SPREAD_HELP",
+     "velactl spread - check an inventory of NEs on several server processes at once\n"
+     "\n"
+     "usage: velactl spread FILE [--process N[/HANDLE]] [--on-failure WHAT] [--timeout S] [--json]\n"
+     "\n"
+     "  FILE          CSV as for velactl audit\n"
+     "  --process     number of the server process that owns the mission, and which instance of it; by default 101\n"
+     "                and any. The processes that share the work stand in its configuration (SpreadProcesses)\n"
+     "  --on-failure  when one of them ends or fails: go-on without its part (the default), move the part to\n"
+     "                another one, or stop everything\n"
+     "  --timeout     seconds after which the mission ends with what it has found\n"
+     "  --json        print the result as JSON\n"
+     "\n"
+     "Prints the faults and what each process did to standard output, the progress to standard error. Ctrl-C stops\n"
+     "the mission in all processes and prints what was found so far; a second one leaves at once. Exit code 0 when\n"
+     "all was checked, 1 when not (the reason is on standard error), 130 after a second Ctrl-C.\n"},
+    {"MISSIONS_HELP",
+     "velactl missions - list the missions that a server process has spread over others\n"
+     "\n"
+     "usage: velactl missions [--process N[/HANDLE]]\n"
+     "\n"
+     "  --process   number of the server process, and which instance of it; by default 101 and any\n"
+     "\n"
+     "Each line: the mission, the task that owns it, its client, how much is done, its age, and its parts: the\n"
+     "process, how far it is, and the code of what went wrong there.\n"},
 };
 // clang-format on
 

@@ -8,6 +8,7 @@
 #include "apps/velactl/audit_command.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/ne_oper_command.h"
+#include "apps/velactl/spread_command.h"
 
 namespace {
 
@@ -17,7 +18,9 @@ struct Command {
 };
 constexpr Command kCommands[] = {{"audit", velactl::AuditCommand},
                                  {"configure", velactl::ConfigureCommand},
-                                 {"inspect", velactl::InspectCommand}};
+                                 {"inspect", velactl::InspectCommand},
+                                 {"spread", velactl::SpreadCommand},
+                                 {"missions", velactl::MissionsCommand}};
 
 }  // namespace
 

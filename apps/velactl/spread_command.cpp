@@ -1,0 +1,113 @@
+#include "apps/velactl/spread_command.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+
+#include "apps/common/texts.h"
+#include "apps/velactl/client_process.h"
+#include "apps/velactl/failure.h"
+#include "apps/velactl/inventory.h"
+#include "apps/velactl/request_session.h"
+#include "apps/velactl/spread_options.h"
+#include "apps/velactl/spread_report.h"
+#include "apps/velactl/spread_session.h"
+#include "asn1/spread.h"
+#include "platform/asncmd/asn_checker.h"
+#include "platform/asncmd/asn_runtime.h"
+#include "platform/os/vela_os.h"
+
+namespace velactl {
+namespace {
+
+void SetOcts(AsnOcts& octs, const std::string& text) {
+  octs.Set(text.data(), text.size());
+}
+
+void FillRequest(const SpreadOptions& options, const std::vector<InventoryRow>& rows, AsnSpreadReq& request) {
+  request.missionID = NewMissionID();
+  request.userID = static_cast<AsnIntType>(getuid() & 0x7FFFFFFF);
+  request.timeOut = options.timeOut;
+  request.onFailure = static_cast<AsnIntType>(options.onFailure);
+  for (const InventoryRow& row : rows) {
+    AsnSpreadNE& record = *request.records.append();
+    SetOcts(record.identifier, row.identifier);
+    SetOcts(record.name, row.name);
+    SetOcts(record.type, row.type);
+    SetOcts(record.address, row.address);
+    SetOcts(record.version, row.version);
+  }
+}
+
+// Whether the server's limits let one request carry them; an upper bound of its size.
+bool FitsOneRequest(const std::vector<InventoryRow>& rows) {
+  constexpr std::size_t elementsEach = 6;
+  constexpr std::size_t headersEach = 34;
+  std::size_t bytes = 64;
+  for (const InventoryRow& row : rows)
+    bytes += headersEach + row.identifier.size() + row.name.size() + row.type.size() + row.address.size() +
+             row.version.size();
+  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
+  return bytes <= limits.maxBytes && rows.size() * elementsEach + 8 <= limits.maxElements;
+}
+
+int Spread(const SpreadOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
+  RequestSession::HoldSignals();
+  ClientProcess process;
+  std::string error;
+  if (!process.Start(argv0, error)) return Fail(error);
+  const auto owner = ClientProcess::FindServer(options.server.process, options.server.handle);
+  if (!owner) {
+    const std::string handle = options.server.handle != 0 ? "/" + std::to_string(options.server.handle) : "";
+    return Fail(apps::Text("CLIENT_NO_SERVER",
+                           {std::to_string(options.server.process) + handle, vela::InstallRoot()}));
+  }
+  AsnSpreadReq request;
+  FillRequest(options, rows, request);
+  SpreadSession session(request, *owner, options.json);
+  const auto end = session.Run(error);
+  if (!end) return Fail(error);
+  if (!Print(options.json ? SpreadJson(*end, options.file, rows) : SpreadTable(*end, rows)))
+    return Fail(apps::Text("CLIENT_NOT_WRITTEN"));
+  if (static_cast<AsnIntType>(end->errorCode) == 0) return EXIT_SUCCESS;
+  const std::string reason = end->reason.data();
+  return Fail(reason.empty() ? apps::Text("AUDIT_ENDED_EARLY") : reason);
+}
+
+}  // namespace
+
+int SpreadCommand(char* argv0, const std::vector<std::string>& arguments) {
+  SpreadOptions options;
+  std::string error;
+  if (!ParseSpreadOptions(arguments, options, error)) return Fail(error);
+  if (options.help) return std::fputs(apps::HelpText("SPREAD_HELP").c_str(), stdout) < 0;
+  std::vector<InventoryRow> rows;
+  if (!ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
+  if (!FitsOneRequest(rows))
+    return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
+  return Spread(options, rows, argv0);
+}
+
+int MissionsCommand(char* argv0, const std::vector<std::string>& arguments) {
+  SpreadOptions options;
+  std::string error;
+  if (!ParseMissionsOptions(arguments, options, error)) return Fail(error);
+  if (options.help) return std::fputs(apps::HelpText("MISSIONS_HELP").c_str(), stdout) < 0;
+  AsnMissionListReq request;
+  request.userID = static_cast<AsnIntType>(getuid() & 0x7FFFFFFF);
+  AsnMissionListRsp list;
+  error = AskServer(argv0, options.server,
+                    {.command = MISSION_LIST_COMMAND,
+                     .message = request,
+                     .missionID = NewMissionID(),
+                     .sending = {},
+                     .complete = [] { return true; },
+                     .quiet = true},
+                    list);
+  if (!error.empty()) return Fail(error);
+  return Print(MissionTable(list)) ? EXIT_SUCCESS : Fail(apps::Text("CLIENT_NOT_WRITTEN"));
+}
+
+}  // namespace velactl

@@ -1,0 +1,121 @@
+// The owner's side of spread missions: takes the client's request and what the workers report, and lists the
+// missions.
+#include <utility>
+
+#include "apps/common/texts.h"
+#include "apps/velad/server.h"
+#include "apps/velad/server_config.h"
+#include "apps/velad/spread_book.h"
+#include "apps/velad/spread_result.h"
+#include "asn1/progress.h"
+#include "asn1/spread.h"
+#include "platform/os/clock.h"
+#include "platform/task/te_task_creator.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_task.h"
+#include "util/basicutil/asynprogress_watch.h"
+#include "util/basicutil/msg_if.h"
+#include "util/basicutil/taskcontext.h"
+
+namespace velad {
+namespace {
+
+constexpr std::uint32_t kProgressReport = 0x208002;
+
+CProcID Source(const VelaGnlTask* task) {
+  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
+  return {header.srcProcId, header.srcHandle};
+}
+
+SpreadOrder Order(const VelaGnlTask* task, const AsnSpreadReq& request) {
+  SpreadOrder order;
+  order.client = NSTE_util::MakeMissionKey(task->GetCurReqMsg(), static_cast<int>(request.missionID));
+  order.userID = static_cast<int>(request.userID);
+  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(request.timeOut));
+  if (seconds > 0) order.deadline = vela::NowSeconds() + seconds;
+  const auto onFailure = static_cast<int>(request.onFailure);
+  if (onFailure == static_cast<int>(OnPartFailure::move) ||
+      onFailure == static_cast<int>(OnPartFailure::stop))
+    order.onFailure = static_cast<OnPartFailure>(onFailure);
+  order.records = ReadRecords(request.records);
+  return order;
+}
+
+unsigned long HandleSpread(VelaGnlTask* task, const AsnType* msg) {
+  const auto& request = static_cast<const AsnSpreadReq&>(*msg);
+  NSTE_util::TETaskContext context(task);
+  context.SetUserID(static_cast<int>(request.userID));
+  const SpreadConfig config = LoadSpreadConfig(ConfigFile());
+  std::uint32_t code = SPREAD_ERR_TWICE;
+  if (const SpreadOrder order = Order(task, request); !SpreadBook::Instance().Has(order.client)) {
+    context.SetMissionID(static_cast<int>(request.missionID), false);
+    code = SpreadBook::Instance().Start(order, config);
+  }
+  AsnSpreadRsp response;
+  response.errorCode = static_cast<AsnIntType>(code);
+  const std::string reason = apps::ErrorText(code, {VelaAddressText({VelaGetProcId(), VelaGetProcHandle()})});
+  response.reason.Set(reason.data(), reason.size());
+  return NSTE_util::CfgSendRsp(task, response);
+}
+
+unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
+  const auto& report = static_cast<const AsnProgressReportEx&>(*msg);
+  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(report.missionID));
+  if (const auto mission = SpreadBook::Instance().Find(id))
+    mission->OnProgress(Source(task), id, static_cast<int>(report.progress));
+  return 0;
+}
+
+unsigned long HandlePieceEnd(VelaGnlTask* task, const AsnType* msg) {
+  const auto& end = static_cast<const AsnSpreadPieceEnd&>(*msg);
+  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(end.subMissionID));
+  if (const auto mission = SpreadBook::Instance().Find(id)) mission->OnEnd(Source(task), end);
+  return 0;
+}
+
+void Fill(const NSTE_util::MissionStatus& status, AsnMission& mission) {
+  mission.missionID = static_cast<AsnIntType>(status.missionId);
+  mission.clientMission = status.client.m_nMissionNo;
+  mission.client = status.client.m_wProcID;
+  mission.clientHandle = status.client.m_wProcHandle;
+  mission.owner.Set(status.owner.data(), status.owner.size());
+  mission.percent = static_cast<AsnIntType>(status.percent);
+  mission.age = static_cast<AsnIntType>(status.age);
+  for (const NSTE_util::MissionPart& part : status.parts) {
+    AsnMissionPart& one = *mission.parts.append();
+    one.process = part.process.Number();
+    one.handle = part.process.Handle();
+    one.percent = part.percent;
+    one.pieces = static_cast<AsnIntType>(part.subMissions);
+    one.stopped = part.stopped ? 1 : 0;
+    one.errorCode = static_cast<AsnIntType>(part.errorCode);
+  }
+}
+
+unsigned long HandleList(VelaGnlTask* task, const AsnType*) {
+  AsnMissionListRsp response;
+  for (const NSTE_util::MissionStatus& status : NSTE_util::ListMissions())
+    Fill(status, *response.missions.append());
+  return NSTE_util::CfgSendRsp(task, response);
+}
+
+template <class Message>
+AsnType* New() {
+  return new Message;
+}
+
+const TETaskHandlerStru kHandlers[] = {
+    {SPREAD_COMMAND, kMainTaskMgr, "spread", New<AsnSpreadReq>, New<AsnSpreadRsp>, HandleSpread},
+    {kProgressReport, kServiceTaskMgr, "spreadProgress", New<AsnProgressReportEx>, nullptr, HandleProgress},
+    {SPREAD_PIECE_END_COMMAND, kServiceTaskMgr, "spreadPieceEnd", New<AsnSpreadPieceEnd>, nullptr,
+     HandlePieceEnd},
+    {MISSION_LIST_COMMAND, kServiceTaskMgr, "missionList", New<AsnMissionListReq>, New<AsnMissionListRsp>,
+     HandleList},
+};
+const TEAutoRegisterTask registerSpread(&kHandlers[0]);
+const TEAutoRegisterTask registerProgress(&kHandlers[1]);
+const TEAutoRegisterTask registerPieceEnd(&kHandlers[2]);
+const TEAutoRegisterTask registerList(&kHandlers[3]);
+
+}  // namespace
+}  // namespace velad

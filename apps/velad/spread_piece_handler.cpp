@@ -1,0 +1,82 @@
+// The worker's side of spread missions: checks one piece and sends what it has found to the owner.
+#include <string>
+#include <vector>
+
+#include "apps/asn1/audit_codes.h"
+#include "apps/asn1/spread_codes.h"
+#include "apps/common/texts.h"
+#include "apps/velad/ne_types.h"
+#include "apps/velad/server.h"
+#include "apps/velad/server_config.h"
+#include "apps/velad/spread_config.h"
+#include "apps/velad/spread_result.h"
+#include "apps/velad/spread_work.h"
+#include "asn1/spread.h"
+#include "platform/log/log_process.h"
+#include "platform/os/clock.h"
+#include "platform/os/vela_os.h"
+#include "platform/task/te_task_creator.h"
+#include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_task.h"
+#include "util/basicutil/asynprogress_report.h"
+#include "util/basicutil/msg_if.h"
+#include "util/basicutil/taskcontext.h"
+
+namespace velad {
+namespace {
+
+std::uint32_t EndCode(RequestEnd end) {
+  if (end == RequestEnd::none) return 0;
+  return end == RequestEnd::timeOut ? AUDIT_ERR_TIMEOUT : AUDIT_ERR_CANCELED;
+}
+
+unsigned long SendEnd(VelaGnlTask* task, CProcID owner, std::uint32_t id, const SpreadWork& work) {
+  AsnSpreadPieceEnd end;
+  end.subMissionID = static_cast<AsnIntType>(id);
+  end.checked = static_cast<AsnIntType>(work.Checked());
+  end.errorCode = static_cast<AsnIntType>(EndCode(work.End()));
+  end.omitted = static_cast<AsnIntType>(FillFindings(work.Findings(), end.findings));
+  return task->AsnSendNBC(owner, 0, SPREAD_PIECE_END_COMMAND, end, VELA_MSG_FORMAT);
+}
+
+unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
+  const auto& request = static_cast<const AsnSpreadPieceReq&>(*msg);
+  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(request.subMissionID));
+  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
+  const CProcID owner(header.srcProcId, header.srcHandle);
+  NSTE_util::TETaskContext context(task);
+  context.SetUserID(static_cast<int>(request.userID));
+  context.SetMissionID(static_cast<int>(id), false);
+  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(request.timeOut));
+  if (seconds > 0) context.SetTimeOut(vela::NowSeconds() + seconds);
+
+  NETypes types;
+  std::string reason;
+  if (!LoadNETypes(vela::InstallRoot() + "conf/ne_types.cfg", types, reason))
+    return NSTE_util::SendSubMissionFailure(owner, id, AUDIT_ERR_NO_TYPES, reason);
+  const SpreadConfig config = LoadSpreadConfig(ConfigFile());
+  const std::vector<NERecord> records = ReadRecords(request.records);
+  const std::string what =
+      "piece of " + std::to_string(records.size()) + " NEs for " + VelaAddressText(owner);
+  LogProcess::Info(what + ": begins");
+  SpreadWork work(context, static_cast<int>(id), records, types, config.recordMicroseconds);
+  work.Run();
+  if (config.answerMicroseconds != 0) work.Rest(config.answerMicroseconds);
+  LogProcess::Info(what + ": ends after " + std::to_string(work.Checked()));
+  if (work.End() == RequestEnd::stopping)
+    return NSTE_util::SendSubMissionFailure(
+        owner, id, AUDIT_ERR_STOPPING,
+        apps::Text("SPREAD_PART_STOPPING", {VelaAddressText({VelaGetProcId(), VelaGetProcHandle()})}));
+  return SendEnd(task, owner, id, work);
+}
+
+const TETaskHandlerStru kPiece = {SPREAD_PIECE_COMMAND,
+                                  kMainTaskMgr,
+                                  "spreadPiece",
+                                  []() -> AsnType* { return new AsnSpreadPieceReq; },
+                                  nullptr,
+                                  HandlePiece};
+const TEAutoRegisterTask registerPiece(&kPiece);
+
+}  // namespace
+}  // namespace velad
