@@ -23,6 +23,8 @@ std::unique_ptr<AsnType> NewRequest(std::uint32_t cmdCode) {
       return std::make_unique<AsnProgressReportEx>();
     case 0x218004:
       return std::make_unique<AsnParallelTaskProgressReport>();
+    case 0x218005:
+      return std::make_unique<AsnSubMissionReport>();
     case 0x208001:
       return std::make_unique<AsnAbortMissionReq>();
     case 0x203107:

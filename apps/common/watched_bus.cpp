@@ -16,6 +16,7 @@ class WatchedBus : public vela::Bus {
   vela::BusResult Send(const VelaCmdMSG& frame) override { return m_bus->Send(frame); }
   void Close() override { m_bus->Close(); }
   bool IsAlive(CProcID address) const override { return m_bus->IsAlive(address); }
+  std::uint64_t LifeOf(CProcID address) const override { return m_bus->LifeOf(address); }
   std::vector<CProcID> LiveProcesses() const override { return m_bus->LiveProcesses(); }
   vela::BusStats Stats() const override { return m_bus->Stats(); }
 

@@ -6,6 +6,6 @@
 
 class VELA_EXPORT TimeFormatter {
  public:
-  // "2026-11-21 15:04:05.123456" in the server's zone. Thread-safe.
+  // "2026-11-21 15:04:05.123456" in the server's zone (platform/time/vela_tzone.h). Thread-safe.
   static std::string getFormatTime(std::int64_t seconds, std::int32_t microseconds);
 };

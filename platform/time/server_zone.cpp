@@ -1,6 +1,7 @@
 #include "platform/time/server_zone.h"
 
 #include <atomic>
+#include <memory>
 
 #include "platform/config/vela_config.h"
 #include "platform/log/log_process.h"
@@ -11,6 +12,7 @@ namespace vela {
 namespace {
 
 std::atomic<const ZoneRules*> g_zone{nullptr};
+std::atomic<const std::string*> g_problem{nullptr};  // to be reported once
 
 struct Choice {
   const ZoneRules* zone;
@@ -34,14 +36,23 @@ Choice ConfiguredZone() {
 
 }  // namespace
 
-const ZoneRules& ServerZone() {
+const ZoneRules& ServerZoneUnreported() {
   const ZoneRules* zone = g_zone.load(std::memory_order_acquire);
   if (zone != nullptr) [[likely]]
     return *zone;
-  const Choice choice = ConfiguredZone();
+  Choice choice = ConfiguredZone();
   if (!g_zone.compare_exchange_strong(zone, choice.zone, std::memory_order_acq_rel)) return *zone;
-  if (!choice.problem.empty()) LogProcess::Error(choice.problem);
+  if (!choice.problem.empty()) delete g_problem.exchange(new std::string(std::move(choice.problem)));
   return *choice.zone;
+}
+
+const ZoneRules& ServerZone() {
+  const ZoneRules& zone = ServerZoneUnreported();
+  if (g_problem.load(std::memory_order_relaxed) != nullptr) [[unlikely]] {
+    const std::unique_ptr<const std::string> problem(g_problem.exchange(nullptr));
+    if (problem) LogProcess::Error(*problem);
+  }
+  return zone;
 }
 
 std::string ServerZoneName() {

@@ -69,7 +69,9 @@ class ZoneRules {
   std::vector<std::int32_t> m_offsets;                         // ordered, each once
 };
 
-// The server's zone: read from the configuration on first use.
+// The server's zone: read from the configuration on first use. A problem of that is logged by the next call
+// of the first form; the second, which the log itself uses, leaves it to that call.
 const ZoneRules& ServerZone();
+const ZoneRules& ServerZoneUnreported();
 
 }  // namespace vela

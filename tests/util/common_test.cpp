@@ -213,29 +213,6 @@ TEST(DebugMgr, ReloadReadsTheSwitchFile) {
   EXPECT_EQ(manager.Reload(), 0);
 }
 
-TEST(DebugMgr, ListsOfNumbers) {
-  const struct {
-    const char* text;
-    bool result;
-    std::vector<int> numbers;
-  } rows[] = {
-      {"1-3, 5", true, {1, 2, 3, 5}}, {"", true, {}},
-      {",, 4 ,", true, {4}},          {"1 - 2", true, {1, 2}},
-      {"2,-1,3", false, {2}},         {"1,3-2", false, {1}},
-      {"1,2x", false, {1}},           {"7-", false, {}},
-      {"1-2-3", false, {}},           {"2147483647", true, {2147483647}},
-      {"2147483648", false, {}},      {"8,0-2147483647", false, {8}},
-  };
-  for (const auto& row : rows) {
-    std::vector<int> numbers{99};
-    std::list<int> list{99};
-    EXPECT_EQ(StrToNumList(row.text, numbers), row.result) << row.text;
-    EXPECT_EQ(numbers, row.numbers) << row.text;
-    EXPECT_EQ(StrToNumList(row.text, list), row.result) << row.text;
-    EXPECT_EQ(list, std::list<int>(row.numbers.begin(), row.numbers.end())) << row.text;
-  }
-}
-
 namespace {
 
 class Echo : public TEDebugCommand {

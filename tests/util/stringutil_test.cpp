@@ -286,7 +286,10 @@ TEST(StringUtilLists, Spans) {
     const bool result = GetSpan(RWCString(text), from, to);
     EXPECT_EQ((result ? "" : "bad ") + Joined({from, to}), expected) << text;
     Numbers numbers;
-    EXPECT_EQ(StrToNumList("8," + text, numbers), result) << text;
+    std::list<int> list{99};
+    EXPECT_EQ(StrToNumList("8, ," + text, numbers), result) << text;
+    EXPECT_EQ(StrToNumList("8, ," + text, list), result) << text;
+    EXPECT_EQ(list, std::list<int>(numbers.begin(), numbers.end())) << text;
     EXPECT_TRUE(numbers.front() == 8 && (!result || numbers.back() == to)) << text;
     EXPECT_EQ(numbers.size(), result ? static_cast<std::size_t>(to - from) + 2 : 1) << text;
   }

@@ -104,9 +104,8 @@ BASIC_UTIL_EXPORT bool AppendResAndTrimAChar(const char* key, int index, std::st
 // - A heading is the text of key NOTE with the number of the note, from 1, in place of its one directive like
 //   %d (flags "-+ 0", width, precision, one of "diuxXo"); "%%" is a percent sign. A text with any other or a
 //   second directive is traced and stands as it is. Longer headings are cut to 240 bytes.
-// - A segment ends with the next `separator`; one above 233 bytes loses its end. A note takes segments as
-// long
-//   as they fit.
+// - A segment ends with the next `separator`; one above 233 bytes loses its end. A note takes segments
+//   as long as they fit.
 // - What follows the last separator closes the text: one note with the content gathered so far when both are
 //   below 233 bytes, else one for each of them (of which the first may be empty). Above 240 bytes it is
 //   dropped, together with the content gathered so far.

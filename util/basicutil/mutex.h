@@ -46,13 +46,10 @@ class BASIC_UTIL_EXPORT TEOperObject {
 // Which operations exclude which, and which run now. Any thread; one mutex is held for the whole of each
 // operation, so that test and grant are one step, and while nothing else is called.
 //
-//   operation of a code | LockOper granted    | LockOper refused | UnlockOper of what it holds | of anything
-//   else
-//   --------------------+---------------------+------------------+-----------------------------+-----------------
-//   not running         | running             | not running      | -                           | assertion
-//   report running             | running, with more  | running as before| one less; with the last one,|
-//   assertion report
-//                       |                     |                  | not running                 |
+//   a code that is | LockOper granted   | refused   | UnlockOper of what it holds
+//   ---------------+--------------------+-----------+--------------------------------------
+//   not running    | running            | unchanged | -
+//   running        | running, with more | unchanged | one less; not running behind the last
 //
 // An operation is refused, in this order, when it excludes all others and one of them runs on its objects;
 // when one runs there that excludes all others; when one runs there that the mutex file sets against it. The

@@ -8,6 +8,7 @@
 #include "platform/text/rw_cstring.h"
 #include "platform/text/rwdb_blob.h"
 #include "util/basicutil/export.h"
+#include "util/basicutil/timeutil.h"  // times and their texts
 #include "util/basicutil/token.h"
 
 // Numbers, identifiers and lists as text and back; trimming, splitting, matching and replacing. Everything
