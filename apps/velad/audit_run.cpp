@@ -141,7 +141,7 @@ bool AuditRun::Ended() {
   return m_errorCode != 0;
 }
 
-void AuditRun::Pause() const {
+void AuditRun::Pause() {
   if (m_pause != 0) m_watch.PauseUntil(std::chrono::steady_clock::now() + std::chrono::microseconds(m_pause));
 }
 

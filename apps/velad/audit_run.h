@@ -37,7 +37,7 @@ class AuditRun {
   bool CompareAll();
   void Report();  // the new findings, to the context
   bool Ended();
-  void Pause() const;
+  void Pause();
 
   NSTE_util::TETaskContext& m_context;
   RequestWatch m_watch;

@@ -112,8 +112,9 @@ bool LoadNEFaults(const std::string& file, NEFaults& faults, std::string& reason
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(VELA_OS::fopen(file.c_str(), "r"),
                                                            VELA_OS::fclose);
   if (!in) {
+    if (errno == ENOENT) return true;
     reason = file + ": " + std::strerror(errno);
-    return errno == ENOENT;
+    return false;
   }
   char key[VELA_LINE_TEXT];
   char value[VELA_LINE_TEXT];

@@ -51,14 +51,16 @@ void NEOperRun::Run() {
     WorkOn(static_cast<std::uint32_t>(m_nes[m_nesDone]));
     if (m_end != RequestEnd::none) return EndEarly();
   }
+  Report(static_cast<std::uint32_t>(m_nes.back()));
   if (m_failed) m_errors.SetErrCode(NE_OPER_ERR_FAILED);
 }
 
 void NEOperRun::WorkOn(std::uint32_t ne) {
   m_errors.AddErrTransStart();
   for (std::uint32_t slot = 1; slot <= NEFaults::kSlots && !Ended(); ++slot) {
+    Report(ne);
     if (!WorkOnBoard(ne, slot)) m_failed = true;
-    BoardDone(ne);
+    BoardDone();
   }
   const NEFault* lost = m_end == RequestEnd::none ? m_faults.OfNE(ne) : nullptr;
   if (lost == nullptr) {
@@ -102,12 +104,17 @@ bool NEOperRun::Ended() {
   return m_end != RequestEnd::none;
 }
 
-void NEOperRun::BoardDone(std::uint32_t ne) {
-  const std::size_t boards = m_nes.size() * NEFaults::kSlots;
+void NEOperRun::BoardDone() {
   ++m_boardsDone;
-  m_watch.PauseUntil(m_begin + m_duration * static_cast<std::int64_t>(m_boardsDone) /
-                                   static_cast<std::int64_t>(boards));
-  const auto percent = static_cast<int>(m_boardsDone * 100 / boards);
+  m_watch.PauseUntil(m_begin + m_duration * static_cast<std::int64_t>(m_boardsDone) / Boards());
+}
+
+std::int64_t NEOperRun::Boards() const {
+  return static_cast<std::int64_t>(m_nes.size() * NEFaults::kSlots);
+}
+
+void NEOperRun::Report(std::uint32_t ne) {
+  const auto percent = static_cast<int>(static_cast<std::int64_t>(m_boardsDone) * 100 / Boards());
   if (percent == m_percent) return;
   m_percent = percent;
   const std::string name = PlaceText({.ne = ne});

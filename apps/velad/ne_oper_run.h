@@ -36,7 +36,9 @@ class NEOperRun {
   bool Ask(std::uint32_t ne, std::uint32_t slot, bool again);
   void AddErr(const NEPlace& place, const NEFault& fault);
   bool Ended();
-  void BoardDone(std::uint32_t ne);
+  void Report(std::uint32_t ne);  // when the percentage has changed
+  void BoardDone();
+  std::int64_t Boards() const;
   void EndEarly();
 
   NSTE_util::TETaskContext& m_context;

@@ -25,15 +25,16 @@ RequestEnd RequestWatch::Ended() {
 bool RequestWatch::ClientGone() {
   const auto now = std::chrono::steady_clock::now();
   const TECmdMsg* request = m_context.GetReqMsg();
-  if (now < m_nextLook || request == nullptr) return false;
+  if (m_gone || now < m_nextLook || request == nullptr) return m_gone;
   m_nextLook = now + kLookAtClient;
   const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
   const VelaCmdMSG& header = request->Header();
-  return bus != nullptr && !bus->IsAlive(CProcID(header.srcProcId, header.srcHandle));
+  m_gone = bus != nullptr && !bus->IsAlive(CProcID(header.srcProcId, header.srcHandle));
+  return m_gone;
 }
 
-void RequestWatch::PauseUntil(std::chrono::steady_clock::time_point end) const {
-  while (!m_context.IsCanceled() && !m_context.IsTimeOut()) {
+void RequestWatch::PauseUntil(std::chrono::steady_clock::time_point end) {
+  while (Ended() == RequestEnd::none) {
     const auto left = end - std::chrono::steady_clock::now();
     if (left <= left.zero()) return;
     std::this_thread::sleep_for(std::min<std::chrono::nanoseconds>(left, kLongestNap));

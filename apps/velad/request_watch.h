@@ -17,14 +17,15 @@ class RequestWatch {
 
   // Why it is to end; cheap enough for every step. The client is looked at twice a second.
   RequestEnd Ended();
-  // Sleeps; comes back early when the mission is cancelled or timed out.
-  void PauseUntil(std::chrono::steady_clock::time_point end) const;
+  // Sleeps; comes back early when the request is to end.
+  void PauseUntil(std::chrono::steady_clock::time_point end);
 
  private:
   bool ClientGone();
 
   const NSTE_util::TETaskContext& m_context;
   std::chrono::steady_clock::time_point m_nextLook;  // at the client
+  bool m_gone = false;
 };
 
 }  // namespace velad

@@ -1,0 +1,128 @@
+#include "apps/velad/ne_oper_request.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "apps/asn1/ne_oper_codes.h"
+#include "apps/common/texts.h"
+#include "apps/velad/ne_faults.h"
+#include "apps/velad/ne_oper_locks.h"
+#include "asn1/error.h"
+#include "asn1/ne_oper.h"
+#include "platform/asncmd/asn_checker.h"
+#include "platform/log/log_process.h"
+#include "platform/os/clock.h"
+#include "platform/os/vela_os.h"
+#include "platform/task/vela_error.h"
+#include "platform/task/vela_task.h"
+#include "util/basicutil/msg_if.h"
+#include "util/basicutil/mutex_ne.h"
+#include "util/basicutil/taskcontext.h"
+#include "util/basicutil/tecommonerror.h"
+
+namespace velad {
+namespace {
+
+using NSTE_util::TEOperErrorLogIF;
+
+std::int64_t Value(const AsnInt& value) {
+  return static_cast<AsnIntType>(value);
+}
+
+// Each NE once. Empty when one of them is none, or there are too many.
+std::vector<unsigned long> WantedNEs(const AsnNEOperReq& request) {
+  std::vector<unsigned long> nes;
+  std::set<std::uint32_t> known;
+  for (const AsnInt& id : request.nes) {
+    const auto ne = static_cast<std::uint32_t>(Value(id));
+    if (ne == 0) return {};
+    if (known.insert(ne).second) nes.push_back(ne);
+  }
+  return nes.size() <= NE_OPER_MOST_NES ? nes : std::vector<unsigned long>();
+}
+
+// Ends the operation as a whole, with one error that says why.
+void FailAll(TEOperErrorLogIF& errors, std::uint32_t code, const std::string& text) {
+  errors.SetErrCode(code);
+  errors.AddErr({}, code, text, {});
+}
+
+// The locks are given back before the answer is sent: whoever has it may ask again at once.
+void Operate(NSTE_util::TETaskContext& context, TEOperErrorLogIF& errors, const AsnNEOperReq& request,
+             NEOper oper) {
+  const std::vector<unsigned long> nes = WantedNEs(request);
+  if (nes.empty())
+    return FailAll(errors, NE_OPER_ERR_BAD_NES,
+                   apps::ErrorText(NE_OPER_ERR_BAD_NES, {std::to_string(NE_OPER_MOST_NES)}));
+  NEFaults faults;
+  std::string reason;
+  if (!LoadNEFaults(vela::InstallRoot() + "conf/ne_faults.cfg", faults, reason))
+    return FailAll(errors, NE_OPER_ERR_FAULTS, reason);
+
+  const NSTE_util::TEMutexOperNEGuard locks(nes, true);
+  if (locks.GetResult() != 0) return AddRefusal(errors, locks);
+  NEOperRun run(context, errors, oper, nes, faults,
+                std::clamp<std::int64_t>(Value(request.seconds), 0, NE_OPER_MOST_SECONDS));
+  run.Run();
+}
+
+// Keeps the answer within the limits that the client checks it against; what is left out is counted.
+void FitAnswer(AsnErrRsp& response) {
+  constexpr std::size_t elementsEach = 12;
+  constexpr std::size_t bytesEach = 96;
+  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
+  std::size_t fitting = 0;
+  std::size_t elements = 2 * elementsEach;
+  std::size_t bytes = 1024;
+  for (const AsnErrInfo& error : response.errors) {
+    elements += elementsEach;
+    bytes += bytesEach + (error.errorText != nullptr ? error.errorText->Len() : 0) +
+             (error.position != nullptr ? error.position->Len() : 0);
+    if (elements > limits.maxElements || bytes > limits.maxBytes) break;
+    ++fitting;
+  }
+  const std::size_t omitted = response.errors.size() - fitting;
+  if (omitted == 0) return;
+  while (response.errors.size() > fitting) response.errors.pop_back();
+  AsnErrInfo& note = *response.errors.append();
+  note.errorCode = static_cast<AsnIntType>(NE_OPER_ERR_OMITTED);
+  const std::string text = apps::ErrorText(NE_OPER_ERR_OMITTED, {std::to_string(omitted)});
+  note.errorText = new AsnOcts(text.data(), text.size());
+}
+
+void LogEnd(const std::string& what, const AsnErrRsp& response) {
+  char code[16];
+  std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(Value(response.errorCode)));
+  LogProcess::Info(what + ": ended with code " + code + ", " + std::to_string(response.errors.size()) +
+                   " errors");
+}
+
+}  // namespace
+
+unsigned long ServeNEOper(VelaGnlTask* task, const AsnNEOperReq& request, NEOper oper) {
+  NSTE_util::TETaskContext context(task);
+  const NSTE_util::TEOperErrorLogGuard frame;
+  TEOperErrorLogIF* errors = TEOperErrorLogIF::Instance();
+  if (errors == nullptr) return VELA_ERR_STOPPING;
+  // Before the locks are taken, so that whoever is refused is told whom to ask.
+  context.SetUserID(static_cast<int>(Value(request.userID)));
+  context.SetMissionID(static_cast<int>(Value(request.missionID)), false);
+  if (Value(request.timeOut) > 0) context.SetTimeOut(vela::NowSeconds() + Value(request.timeOut));
+  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
+  context.SetMissionDesc(std::string(oper == NEOper::configure ? "configuration" : "inspection") + " of " +
+                         std::to_string(request.nes.size()) + " NEs for " + std::to_string(header.srcProcId) +
+                         "/" + std::to_string(header.srcHandle));
+  LogProcess::Info(context.GetMissionDesc() + ": begins");
+  Operate(context, *errors, request, oper);
+
+  AsnErrRsp response;
+  if (!errors->GetErrList(&response)) return VELA_ERR_GENERAL;
+  FitAnswer(response);
+  LogEnd(context.GetMissionDesc(), response);
+  return NSTE_util::CfgSendRsp(task, response);
+}
+
+}  // namespace velad
