@@ -1,0 +1,12 @@
+# Gives the type AsnFileContent of the generated HEADER its class.
+file(READ ${HEADER} text)
+set(include "#include \"asn-listset.h\"\n")
+set(plain "typedef AsnOcts AsnFileContent;")
+if(text MATCHES "${plain}")
+  string(REPLACE "${include}" "${include}#include \"platform/asncmd/csm_buffer.h\"\n" text "${text}")
+  string(REPLACE "${plain}" "typedef ::CSM_Buffer AsnFileContent;" text "${text}")
+  file(WRITE ${HEADER} "${text}")
+endif()
+if(NOT text MATCHES "typedef ::CSM_Buffer AsnFileContent;")
+  message(FATAL_ERROR "${HEADER}: no place for the class of AsnFileContent")
+endif()
