@@ -108,8 +108,8 @@ SNACC::AsnLen CSM_Buffer::BEncContent(SNACC::AsnBuf& out) const {
 SNACC::AsnLen CSM_Buffer::BEnc(SNACC::AsnBuf& out) const {
   SNACC::AsnLen length = BEncContent(out);
   length += SNACC::BEncDefLen(out, length);
-  length += BEncTag1(out, SNACC::UNIV, SNACC::PRIM, SNACC::OCTETSTRING_TAG_CODE);
-  return length;
+  out.PutByteRvs(SNACC::OCTETSTRING_TAG_CODE);  // universal and primitive: no further bits
+  return length + 1;
 }
 
 void CSM_Buffer::BDecContent(const SNACC::AsnBuf& in, SNACC::AsnTag tag, SNACC::AsnLen length,
