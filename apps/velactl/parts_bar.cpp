@@ -55,10 +55,17 @@ std::string PartsBar::Update(int percent, std::string_view part, std::string_vie
 }
 
 std::string PartsBar::Show(bool always) {
-  if (m_columns != 0) return Erase() + Draw();
+  if (m_columns != 0) return Redraw({});
   if (!always && m_percent < m_lastLine + kLineEvery && (m_percent < 100 || m_lastLine == 100)) return {};
   m_lastLine = m_percent;
   return PlainLine();
+}
+
+std::string PartsBar::Redraw(const std::string& above) {
+  std::string text = Erase();
+  text += above;
+  text += Draw();
+  return text;
 }
 
 std::string PartsBar::PlainLine() const {
@@ -73,8 +80,7 @@ std::string PartsBar::PlainLine() const {
 
 std::string PartsBar::Note(std::string_view line) {
   if (m_drawn == 0) return std::string(line) + '\n';
-  const std::string erase = Erase();
-  return erase + std::string(line) + '\n' + Draw();
+  return Redraw(std::string(line) + '\n');
 }
 
 std::string PartsBar::Finish(bool complete) {

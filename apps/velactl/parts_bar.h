@@ -35,6 +35,8 @@ class PartsBar {
   bool Raise(int percent);
   std::string Show(bool always);
   std::string PlainLine() const;
+  // With lines that stay above it.
+  std::string Redraw(const std::string& above);
   std::string Draw();
   std::string Erase();
   std::string Bar() const;

@@ -61,8 +61,10 @@ unsigned long HandleSpread(VelaGnlTask* task, const AsnType* msg) {
 unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
   const auto& report = static_cast<const AsnProgressReportEx&>(*msg);
   const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(report.missionID));
-  if (const auto mission = SpreadBook::Instance().Find(id))
-    mission->OnProgress(Source(task), id, static_cast<int>(report.progress));
+  const auto mission = SpreadBook::Instance().Find(id);
+  // Who was given up goes on in vain.
+  if (mission == nullptr || !mission->OnProgress(Source(task), id, static_cast<int>(report.progress)))
+    AbortPiece(Source(task), id);
   return 0;
 }
 

@@ -44,6 +44,14 @@ std::string WhyNotSent(std::uint32_t code, CProcID process) {
 
 }  // namespace
 
+void AbortPiece(CProcID process, std::uint32_t id) {
+  AsnAbortMissionReq request;
+  request.scope = kAbortAll;
+  request.missionID = static_cast<AsnIntType>(id);
+  VelaGnlTask sender("SpreadMission");
+  sender.AsnSendNBC(process, 0, kAbortCommand, request, VELA_MSG_FORMAT);
+}
+
 SpreadMission::SpreadMission(SpreadOrder order, SpreadConfig config)
     : m_order(std::move(order)),
       m_config(std::move(config)),
@@ -117,16 +125,17 @@ void SpreadMission::HandOut(std::uint32_t id, Piece& piece) {
     Fail(id, piece, code, WhyNotSent(code, piece.process));
 }
 
-void SpreadMission::OnProgress(CProcID source, std::uint32_t id, int percent) {
+bool SpreadMission::OnProgress(CProcID source, std::uint32_t id, int percent) {
   const vela::MutexLock lock(m_mutex);
   Piece* piece = FindAwaited(source, id);
-  if (piece == nullptr) return;
+  if (piece == nullptr) return false;
   piece->lastSign = std::chrono::steady_clock::now();
   const int before = PartPercent(source);
   piece->percent = std::clamp(percent, piece->percent, kWorkDone);
   NSTE_util::AsynProgressMgr::Instance()->WriteProcProgress(m_id, source, id,
                                                             static_cast<unsigned long>(piece->percent));
   if (PartPercent(source) > before) Tell(source);
+  return true;
 }
 
 void SpreadMission::OnEnd(CProcID source, const AsnSpreadPieceEnd& end) {
@@ -215,14 +224,8 @@ void SpreadMission::Stop(std::uint32_t code) {
 
 // A piece that its process has not begun yet does not know its abort: hence again and again.
 void SpreadMission::SendAborts() {
-  VelaGnlTask sender("SpreadMission");
-  for (const auto& [id, piece] : m_pieces) {
-    if (piece.ended) continue;
-    AsnAbortMissionReq request;
-    request.scope = kAbortAll;
-    request.missionID = static_cast<AsnIntType>(id);
-    sender.AsnSendNBC(piece.process, 0, kAbortCommand, request, VELA_MSG_FORMAT);
-  }
+  for (const auto& [id, piece] : m_pieces)
+    if (!piece.ended) AbortPiece(piece.process, id);
 }
 
 std::uint32_t SpreadMission::WhyStop() {

@@ -58,7 +58,8 @@ class SpreadMission {
   // Hands the pieces out.
   void Begin();
 
-  void OnProgress(CProcID source, std::uint32_t piece, int percent);
+  // False when the piece is not (any more) awaited from there.
+  bool OnProgress(CProcID source, std::uint32_t piece, int percent);
   void OnEnd(CProcID source, const AsnSpreadPieceEnd& end);
   void OnFailure(const NSTE_util::PartFailure& failure);
   void Tick();
@@ -122,5 +123,8 @@ class SpreadMission {
   int m_tries VELA_GUARDED_BY(m_mutex) = 0;                      // to send it
   bool m_over VELA_GUARDED_BY(m_mutex) = false;
 };
+
+// Tells a worker to end its work on a piece.
+void AbortPiece(CProcID process, std::uint32_t id);
 
 }  // namespace velad
