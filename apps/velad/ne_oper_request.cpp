@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -32,16 +31,16 @@ std::int64_t Value(const AsnInt& value) {
   return static_cast<AsnIntType>(value);
 }
 
-// Each NE once. Empty when one of them is none, or there are too many.
+// Empty when one of them is none, or there are too many.
 std::vector<unsigned long> WantedNEs(const AsnNEOperReq& request) {
   std::vector<unsigned long> nes;
-  std::set<std::uint32_t> known;
+  if (request.nes.size() > NE_OPER_MOST_NES) return nes;
   for (const AsnInt& id : request.nes) {
     const auto ne = static_cast<std::uint32_t>(Value(id));
     if (ne == 0) return {};
-    if (known.insert(ne).second) nes.push_back(ne);
+    nes.push_back(ne);
   }
-  return nes.size() <= NE_OPER_MOST_NES ? nes : std::vector<unsigned long>();
+  return nes;
 }
 
 // Ends the operation as a whole, with one error that says why.
