@@ -17,6 +17,7 @@
 #include "asn1/progress.h"
 #include "platform/asncmd/asn_cmd.h"
 #include "platform/os/clock.h"
+#include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
 
 namespace velactl {
@@ -26,6 +27,7 @@ constexpr std::uint32_t kAbortCommand = 0x208001;
 constexpr int kAbortScopeAll = 255;
 constexpr int kAnswerSeconds = 60;
 constexpr int kPatienceSeconds = 10;
+constexpr int kSilenceSeconds = 120;
 constexpr int kLookMilliseconds = 300;
 constexpr int kLooksUntilGone = 4;
 
@@ -61,7 +63,8 @@ SpreadSession::SpreadSession(const AsnSpreadReq& request, CProcID owner, bool qu
       m_signals(SignalDescriptor()),
       m_silent(quiet && TerminalSize().ws_col == 0),
       m_bar(TerminalSize().ws_col, TerminalSize().ws_row),
-      m_lastMove(std::chrono::steady_clock::now()),
+      m_lastSign(std::chrono::steady_clock::now()),
+      m_lastMove(m_lastSign),
       m_patience(kPatienceSeconds) {}
 
 SpreadSession::~SpreadSession() {
@@ -110,8 +113,9 @@ void SpreadSession::Abort() {
 void SpreadSession::ServeReports() {
   const auto moved = [this](const std::string& bytes) {
     Show(bytes);
+    m_lastSign = std::chrono::steady_clock::now();
     if (!m_bar.Moved()) return;
-    m_lastMove = std::chrono::steady_clock::now();
+    m_lastMove = m_lastSign;
     m_patience = kPatienceSeconds;
   };
   for (const ProgressReport& report : Inbox::Instance().Take())
@@ -157,6 +161,11 @@ void SpreadSession::WatchProgress() {
 bool SpreadSession::IsHopeless(std::string& error) {
   if (m_missed >= kLooksUntilGone) {
     error = apps::Text("SERVER_ENDED", {AddressText(m_owner)});
+    return true;
+  }
+  // Another process may live at the owner's address by now.
+  if (std::chrono::steady_clock::now() - m_lastSign > vela::ScaledSeconds(kSilenceSeconds)) {
+    error = WhyFailed(VELA_ERR_NO_ANSWER, m_owner);
     return true;
   }
   if (!m_asked.load(std::memory_order_acquire)) return false;

@@ -20,6 +20,7 @@ namespace velactl {
 //   SIGINT, SIGTERM      | stops the mission everywhere, waits on | the process ends at once (130)
 //   owner is gone        | waits for a result still under way     | gives up
 //   nothing moves        | says so after 10 seconds               | after twice the time
+//   no sign of the owner | gives up after 120 seconds             |
 class SpreadSession {
  public:
   // `request` must outlive the session. `quiet`: progress only on a terminal.
@@ -55,6 +56,7 @@ class SpreadSession {
   std::uint32_t m_result = 0;  // valid when m_asked; so is m_answer
   AsnSpreadRsp m_answer;
   std::unique_ptr<AsnSpreadEnd> m_end;
+  std::chrono::steady_clock::time_point m_lastSign;  // of the owner: it reports now and then in any case
   std::chrono::steady_clock::time_point m_lastMove;
   int m_patience;  // seconds
   bool m_aborting = false;
