@@ -6,10 +6,20 @@
 
 namespace NSTE_util {
 
-// The commands that every process has.
+// The commands that every process has, in the order in which "help" lists them. Words are separated by
+// blanks, tabs and line ends; numbers are decimal or, where they are command codes, hexadecimal with "0x".
+//
+//   help         one line for each command: its name
+//   testmsg,     send a command that nobody answers, with an empty request (no bytes for a handler that takes
+//   sysmonitor   none); a number that cannot be read gives the help text, or "Param error!". What the task
+//                manager does not take (it is stopping, its queue is full) gives "Send failed: " and the
+//                code. sysmonitor answers "Param error!" for a command that the process does not serve, too
+//   GetRegCmd    the file's name is one word without "/" or "\"; another one gives "open file fail:". "Err"
+//                marks a command whose request or response cannot be made
 std::vector<std::unique_ptr<TEDebugCommand>> MakeBuiltInCommands();
 
-// "listcmd", which InitDebugLog adds to them. Lives as long as the process.
-TEDebugCommand& ListCmdCommand();
+// "listcmd", which InitDebugLog adds to them. Lives as long as the process. A line for each task command: the
+// code in hexadecimal, a tab, the handler's name.
+BASIC_UTIL_EXPORT TEDebugCommand& ListCmdCommand();
 
 }  // namespace NSTE_util
