@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <latch>
-#include <map>
 #include <random>
-#include <set>
+#include <sstream>
 #include <thread>
 
 #include "platform/testkit/testkit.h"
@@ -15,99 +13,63 @@ using namespace NSTE_util;
 
 namespace {
 
-std::atomic<int> g_deleted = 0;
+std::atomic<std::size_t> g_alive = 0;
 
 struct Counted : TETransactionBuffer {
-  ~Counted() override { ++g_deleted; }
+  Counted() { ++g_alive; }
+  ~Counted() override { --g_alive; }
 };
 
-class TransLog : public testing::Test {
- protected:
-  // Since the last call: how often the check failed; every failure must be asked for.
-  int Asserted(const std::string& expression) {
-    return m_log.Count("ASSERT: file util/basicutil/translog, line") == 0
-               ? 0
-               : m_log.Count("assertion failed for '" + expression + "'.\n");
+// The checks that were reported as failed since the last call.
+std::string Reported(testkit::LogCapture& capture) {
+  std::string failed;
+  for (const testkit::LogRecord& record : capture.Records()) {
+    if (record.text.find("ASSERT: file util/basicutil/translog, line ") == std::string::npos) continue;
+    const std::size_t begin = record.text.find(" for '") + 6;
+    failed += record.text.substr(begin, record.text.rfind('\'') - begin) + "; ";
   }
-  int AllAsserted() { return m_log.Count("assertion failed for"); }
-
-  testkit::LogCapture m_log;
-};
-
-std::string Counts() {
-  std::string shown;
-  for (const TETransactionLogInfo& log : GetTransactionLogs())
-    shown += std::to_string(log.m_nHandle) + ':' + std::to_string(log.m_nRefCount) + '/' +
-             std::to_string(log.m_nRefCountEx) + '/' + std::to_string(log.m_nBuffers) + ' ';
-  return shown;
+  capture.Clear();
+  return failed;
 }
 
-TEST_F(TransLog, IsSharedByHandle) {
-  auto first = std::make_unique<TETransactionLog>();
-  EXPECT_EQ(first->GetHandle(), 1U);
-  const TETransactionLog second;
-  auto again = std::make_unique<TETransactionLog>(0x100000001UL);
-  ASSERT_TRUE(again->IsValid());
-  auto* buffer = new Counted;
-  first->AddBuffer("a", 0x700000007UL, buffer);
-  EXPECT_EQ(again->GetBuffer("a", 7), buffer);
-  EXPECT_EQ(again->GetBuffer("a", 8), nullptr);
-  EXPECT_EQ(again->GetBuffer("A", 7), nullptr);
-  EXPECT_EQ(Counts(), "1:2/0/1 2:1/0/0 ");
-  first.reset();
-  EXPECT_EQ(again->RemoveBuffer("a", 7), buffer);
-  EXPECT_EQ(again->RemoveBuffer("a", 7), nullptr);
-  again->AddBuffer("b", 7, buffer);
-  EXPECT_EQ(g_deleted, 0);
-  again.reset();
-  EXPECT_EQ(g_deleted, 1);
-  EXPECT_EQ(Counts(), "2:1/0/0 ");
-  EXPECT_EQ(AllAsserted(), 0);
+std::string Shown(const std::vector<TETransactionLogInfo>& logs = GetTransactionLogs()) {
+  std::ostringstream shown;
+  for (const auto& [handle, references, added, buffers] : logs)
+    shown << handle << ':' << references << '/' << added << '/' << buffers << ' ';
+  return shown.str();
 }
 
-TEST_F(TransLog, ReportsMisuseAndGoesOn) {
+TEST(TransLog, ReportsMisuseAndGoesOn) {
+  testkit::LogCapture capture;
   TETransactionLog none(77);
   none.AddBuffer("a", 1, nullptr);
-  EXPECT_EQ(none.GetBuffer("a", 1), none.RemoveBuffer("a", 1));
-  EXPECT_FALSE(none.IsValid() || none.AddRef(-1) != 0 || none.Release() != 0);
-  EXPECT_EQ(AllAsserted(), 0);
-  EXPECT_EQ(none.GetHandle(), 0U);
-  EXPECT_EQ(Asserted("false"), 1);
+  EXPECT_FALSE(none.IsValid() || none.AddRef(-1) != 0 || none.Release() != 0 || none.GetHandle() != 0 ||
+               none.GetBuffer("a", 1) != nullptr || none.RemoveBuffer("a", 1) != nullptr);
+  EXPECT_EQ(Reported(capture), "false; ");
 
   auto log = std::make_unique<TETransactionLog>();
-  EXPECT_EQ(log->AddRef(2), 2);
-  EXPECT_EQ(log->Release(), 1);
-  EXPECT_EQ(log->Release(), 0);
-  EXPECT_EQ(AllAsserted(), 1);
-  EXPECT_EQ(log->Release(), 0);
-  EXPECT_EQ(Asserted("m_nRefCountEx > 0") + Asserted("m_nRefCount > m_nRefCountEx"), 2);
-  EXPECT_EQ(Counts(), "1:1/0/0 ");
-
-  auto* second = new Counted;
-  const Counted first;
-  log->AddBuffer("a", 1, const_cast<Counted*>(&first));
-  log->AddBuffer("a", 1, second);
-  EXPECT_EQ(Asserted("m_TransBufMap.find(key) == m_TransBufMap.end()"), 1);
-  EXPECT_EQ(log->GetBuffer("a", 1), second);
-  log->AddBuffer("null", 1, nullptr);
-  EXPECT_EQ(Asserted("0 != pBuffer"), 1);
-
   TETransactionLog other(1);
-  EXPECT_EQ(log->AddRef(0), 0);
-  EXPECT_EQ(log->AddRef(-3), -3);
-  EXPECT_EQ(Asserted("n > 0"), 2);
-  EXPECT_EQ(log->Release(), -3);
-  EXPECT_EQ(Asserted("ret >= 0"), 1);
+  log->AddRef(1);
+  EXPECT_EQ(log->Release() + log->Release(), 0);
+  EXPECT_EQ(Reported(capture), "m_nRefCountEx > 0; m_nRefCount > m_nRefCountEx; ");
+  Counted first;
+  log->AddBuffer("a", 1, &first);
+  log->AddBuffer("a", 1, new Counted);
+  log->AddBuffer("null", 1, nullptr);
+  EXPECT_EQ(Reported(capture), "m_TransBufMap.find(key) == m_TransBufMap.end(); 0 != pBuffer; ");
+  EXPECT_TRUE(other.GetBuffer("a", 1) != &first && other.GetBuffer("a", 2) == other.GetBuffer("A", 1));
+  EXPECT_EQ(Shown(), "1:2/0/2 ");
+  EXPECT_EQ(log->AddRef(0) + log->AddRef(-3) + log->Release(), -6);
   log.reset();
-  EXPECT_EQ(Asserted("m_nRefCount > 0"), 1);
-  EXPECT_EQ(Counts(), "") << "ended below its other owner,";
-  EXPECT_EQ(other.GetBuffer("a", 1), nullptr);
-  other.AddBuffer("a", 1, new Counted);
-  EXPECT_EQ(g_deleted, 1);
+  EXPECT_EQ(Reported(capture),
+            "n > 0; n > 0; m_nRefCountEx > 0; m_nRefCount > m_nRefCountEx; ret >= 0; m_nRefCount > 0; ");
+  EXPECT_TRUE(Shown().empty() && other.GetBuffer("a", 1) == nullptr) << "ended below its other owner";
+  EXPECT_EQ(g_alive, 1U) << "the first one, overwritten but not deleted";
 }
 
-TEST_F(TransLog, EndsEverythingAtOnce) {
-  struct Nested : TETransactionBuffer {
+TEST(TransLog, EndsEverythingAtOnce) {
+  testkit::LogCapture capture;
+  struct Nested : Counted {
     TETransactionLog m_log;
   };
   {
@@ -115,101 +77,67 @@ TEST_F(TransLog, EndsEverythingAtOnce) {
     log.AddBuffer("nested", 1, new Nested);
     log.AddRef(1);
     TETransactionLog::ClearAllLog();
-    EXPECT_EQ(Counts(), "");
-    EXPECT_EQ(Asserted("m_nRefCount <= 0"), 2) << "the nested one had no owner left";
-    EXPECT_EQ(Asserted("m_nRefCountEx <= 0"), 1);
+    EXPECT_TRUE(Shown().empty() && g_alive == 0);
+    EXPECT_EQ(Reported(capture), "m_nRefCount <= 0; m_nRefCountEx <= 0; m_nRefCount <= 0; ");
     log.AddBuffer("late", 1, new Counted);
-    EXPECT_FALSE(TETransactionLog(log.GetHandle()).IsValid());
     EXPECT_EQ(TETransactionLog().GetHandle(), 4U);
-    m_log.Clear();
   }
-  EXPECT_EQ(g_deleted, 1);
-  EXPECT_EQ(AllAsserted(), 0);
+  EXPECT_TRUE(Reported(capture).empty() && g_alive == 0);
 }
 
-// Beside plain tables of counts and keys.
-TEST_F(TransLog, CountsLikeAPlainTable) {
-  struct Counters {
-    int references = 0, added = 0;
-    std::set<unsigned long> keys;
-  };
-  std::map<unsigned long, Counters> expected;
+TEST(TransLog, CountsLikeAPlainTable) {
+  std::vector<TETransactionLogInfo> expected;
   std::vector<std::unique_ptr<TETransactionLog>> logs;
   std::mt19937 random(1);
-  const auto below = [&random](std::size_t bound) { return static_cast<unsigned long>(random() % bound); };
-  unsigned long next = 1;
-  int deleted = 0;
-  for (int step = 0; step < 4000; ++step) {
-    if (const auto choice = below(10); logs.empty() || choice == 0) {
+  for (std::uint32_t handles = 0, step = 0; step < 4000; ++step) {
+    const auto choice = random() % 10, id = random() % 4;
+    if (choice <= 1 || logs.empty()) {
       logs.push_back(std::make_unique<TETransactionLog>());
-      expected[next++].references = 1;
-    } else if (choice <= 2) {
-      const unsigned long handle = below(next + 1);
-      auto log = std::make_unique<TETransactionLog>(handle);
-      ASSERT_EQ(log->IsValid(), expected.contains(handle));
-      if (!log->IsValid()) continue;
-      ++expected[handle].references;
-      logs.push_back(std::move(log));
-    } else {
-      const auto at = logs.begin() + static_cast<std::ptrdiff_t>(below(logs.size()));
-      TETransactionLog& log = **at;
-      const unsigned long handle = log.GetHandle(), key = below(4);
-      Counters& counters = expected.at(handle);
-      if (choice <= 5) {
-        logs.erase(at);
-        if (--counters.references > 0) continue;
-        deleted += static_cast<int>(counters.keys.size());
-        expected.erase(handle);
-      } else if (choice == 6) {
-        const int n = 1 + static_cast<int>(below(2));
-        counters.references += n;
-        ASSERT_EQ(log.AddRef(n), counters.added += n);
-      } else if (choice == 7) {
-        if (counters.added > 0) --counters.added, --counters.references;
-        ASSERT_EQ(log.Release(), counters.added);
-      } else if (counters.keys.insert(key).second) {
-        log.AddBuffer("", key, new Counted);
-      } else {
-        counters.keys.erase(key);
-        delete log.RemoveBuffer("", key);
-        ++deleted;
-      }
+      expected.push_back({++handles, 1, 0, 0});
+      continue;
     }
-    std::string shown;
-    for (const auto& [handle, counters] : expected)
-      shown += std::to_string(handle) + ':' + std::to_string(counters.references) + '/' +
-               std::to_string(counters.added) + '/' + std::to_string(counters.keys.size()) + ' ';
-    ASSERT_EQ(Counts(), shown) << step;
-    ASSERT_EQ(g_deleted, deleted) << step;
+    std::swap(logs[random() % logs.size()], logs.back());
+    TETransactionLog& log = *logs.back();
+    const unsigned long handle = choice <= 3 ? random() % (handles + 2) : log.GetHandle();
+    const auto row = std::find_if(expected.begin(), expected.end(),
+                                  [handle](const auto& each) { return each.m_nHandle == handle; });
+    if (choice <= 3) {
+      auto attached = std::make_unique<TETransactionLog>(handle + 0x100000000);
+      ASSERT_EQ(attached->IsValid(), row != expected.end());
+      if (attached->IsValid()) ++row->m_nRefCount, logs.push_back(std::move(attached));
+    } else if (choice <= 5) {
+      logs.pop_back();
+      if (--row->m_nRefCount == 0) expected.erase(row);
+    } else if (choice == 6) {
+      row->m_nRefCount += log.AddRef(1) - row->m_nRefCountEx++;
+    } else if (choice == 7) {
+      if (row->m_nRefCountEx > 0) --row->m_nRefCountEx, --row->m_nRefCount;
+      ASSERT_EQ(log.Release(), row->m_nRefCountEx);
+    } else if (TETransactionBuffer* buffer = log.RemoveBuffer("b", id + 0x100000000)) {
+      delete buffer, --row->m_nBuffers;
+    } else {
+      log.AddBuffer("b", id, new Counted), ++row->m_nBuffers;
+    }
+    ASSERT_EQ(Shown(), Shown(expected)) << step;
   }
 }
 
-TEST(TransLogThreaded, EveryTaskSharesOneStateUntilTheLastLeaves) {
-  constexpr unsigned THREADS = 6, ROUNDS = 200;
+TEST(TransLogThreaded, StatesEndWithTheirLastTask) {
   std::atomic<unsigned long> offered = 0;
-  std::atomic<unsigned> attached = 0;
-  std::latch start(THREADS);
-  std::vector<std::thread> threads;
-  for (unsigned i = 0; i < THREADS; ++i)
-    threads.emplace_back([&, i] {
-      start.arrive_and_wait();
-      for (unsigned round = 0; round < ROUNDS; ++round) {
-        TETransactionLog own;
+  std::vector<std::jthread> threads;
+  for (unsigned long i = 0; i < 6; ++i)
+    threads.emplace_back([&offered, i] {
+      for (int round = 0; round < 200; ++round) {
+        TETransactionLog own, other(offered.exchange(own.GetHandle()));
         own.AddBuffer("own", i, new Counted);
-        TETransactionLog other(offered.exchange(own.GetHandle()));
-        if (other.IsValid()) {
-          ++attached;
-          other.AddRef(1);
-          other.AddBuffer("guest", i, new Counted);
-          other.Release();
-        }
-        EXPECT_NE(own.GetBuffer("own", i), nullptr);
-        for (const TETransactionLogInfo& log : GetTransactionLogs()) EXPECT_GE(log.m_nHandle, 1U);
+        if (other.IsValid()) other.AddBuffer("guest", i, new Counted);
+        EXPECT_EQ(other.AddRef(1) >= 1, other.IsValid());
+        other.Release();
+        EXPECT_FALSE(GetTransactionLogs().empty());
       }
     });
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(Counts(), "");
-  EXPECT_EQ(g_deleted, THREADS * ROUNDS + attached);
+  threads.clear();
+  EXPECT_TRUE(Shown().empty() && g_alive == 0);
 }
 
 }  // namespace

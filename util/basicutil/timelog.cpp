@@ -43,10 +43,10 @@ std::string CopyOrEmpty(const std::string& text) noexcept {
 }
 
 void AppendTiming(std::string& out, const std::string& name, std::uint32_t ms) {
-  char timing[64];
-  std::snprintf(timing, sizeof(timing), " used time(ms):\t%d\n", static_cast<std::int32_t>(ms));
   out += name;
-  out += timing;
+  out += " used time(ms):\t";
+  out += std::to_string(static_cast<std::int32_t>(ms));
+  out += '\n';
 }
 
 void WriteTiming(TETimeLog& log, const std::string& name, std::uint32_t ms) {
@@ -262,7 +262,9 @@ vela::SingletonSlot<TETimeLog> g_slot;
 TETimeLog::~TETimeLog() = default;
 
 TETimeLog* TETimeLog::Instance() {
-  return g_slot.Instance<TETimeLogImpl>();
+  TETimeLog* log = nullptr;
+  WithMemory([&] { log = g_slot.Instance<TETimeLogImpl>(); });
+  return log;
 }
 
 void TETimeLog::Destroy() {

@@ -52,7 +52,7 @@ struct TEOpenTimeLog {
 // its log open to the next thread of its id: close it on the thread that opened it (TETimeLogGuard does).
 class BASIC_UTIL_EXPORT TETimeLog {
  public:
-  // Null only when the process ends.
+  // Null only when the process ends, or without memory for the first call.
   static TETimeLog* Instance();
   static void Destroy();  // prints nothing
   // What is open now, by thread. Makes no time log where there is none.

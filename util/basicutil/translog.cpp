@@ -169,9 +169,10 @@ class Registry {
   std::uint32_t m_next VELA_GUARDED_BY(m_mutex) = 1;
 };
 
-// Never destroyed: logs may be static objects.
+// Never destroyed, as logs may be static objects, and made without memory, as attaching cannot fail for it.
 Registry& TheRegistry() {
-  static Registry& registry = *new Registry;
+  alignas(Registry) static unsigned char storage[sizeof(Registry)];
+  static Registry& registry = *new (storage) Registry;
   return registry;
 }
 
