@@ -215,6 +215,7 @@ Language::~Language() {
 }
 
 OsFaults::OsFaults(std::function<vela::OsFault(vela::OsCall, const char* path)> hook) {
+  vela::ServerZoneName();  // a log line may be the first to read the zone: not through the faults
   vela::SetOsFaultHook(std::move(hook));
 }
 
