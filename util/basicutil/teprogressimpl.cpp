@@ -65,7 +65,8 @@ int Tool::Scale(double rise) {
   const double old = reached;
   if (old < 0 || old > 100) return -1;
   const double risen = std::min(old + rise, 100.0);
-  const int passedOn = static_cast<int>((risen - old) * weight / 100 + 0.5);
+  const double raised = (risen - old) * weight / 100 + 0.5;
+  const int passedOn = static_cast<int>(raised);
   reached = static_cast<float>(weight != 0 ? old + passedOn * 100.0 / weight : risen);
   // Beyond 100 it would tell nothing more.
   stepBase = passedOn == 0 && rise > 1.0 ? static_cast<int>(std::min(rise, 100.0)) : 0;
