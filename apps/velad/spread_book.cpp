@@ -20,9 +20,14 @@ constexpr int kInsertState = 20;
 class TickTask : public VelaGnlTask {
  public:
   TickTask() : VelaGnlTask("SpreadMissions") {}
-  ~TickTask() override { SpreadBook::Instance().Abandon(); }
+  ~TickTask() override {
+    if (m_created) SpreadBook::Instance().Abandon();
+  }
 
-  void VelaTaskCreate() override { WaitForTick(); }
+  void VelaTaskCreate() override {
+    m_created = true;
+    WaitForTick();
+  }
 
   void VelaTaskTimeInterval(std::uint32_t) override {
     SpreadBook::Instance().Tick();
@@ -34,6 +39,8 @@ class TickTask : public VelaGnlTask {
     SetTaskTimeInterval(kTickSeconds);
     VelaSetTaskState(VELA_TASK_WAITING);
   }
+
+  bool m_created = false;  // not when the process was ending already
 };
 
 void TellMission(const NSTE_util::PartFailure& failure) {

@@ -11,7 +11,6 @@
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
-#include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
@@ -171,8 +170,7 @@ void SpreadMission::Fail(std::uint32_t id, Piece& piece, std::uint32_t code, con
     part.text = apps::Text("SPREAD_PART_FAILED", {text});
   }
   LogProcess::Error("spread mission " + Hex(m_id) + ": piece " + Hex(id) + " of " +
-                    VelaAddressText(piece.process) + " has failed, code " + Hex(code) + ": " +
-                    vela::EscapeControls(text));
+                    VelaAddressText(piece.process) + " has failed, code " + Hex(code));
   if (m_order.onFailure == OnPartFailure::move && m_stopCode == 0 && Move(id, piece)) return;
   Close(id, piece, m_stopCode == 0 && m_order.onFailure != OnPartFailure::stop);
   if (m_order.onFailure == OnPartFailure::stop) Stop(SPREAD_ERR_PARTS);

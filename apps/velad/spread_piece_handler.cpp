@@ -17,6 +17,7 @@
 #include "platform/os/vela_os.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
+#include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/asynprogress_report.h"
 #include "util/basicutil/msg_if.h"
@@ -25,18 +26,27 @@
 namespace velad {
 namespace {
 
+// An owner that is busy takes its messages later.
+constexpr int kMostTries = 100;
+constexpr unsigned kBetweenTries = 100000;  // microseconds
+
 std::uint32_t EndCode(RequestEnd end) {
   if (end == RequestEnd::none) return 0;
   return end == RequestEnd::timeOut ? AUDIT_ERR_TIMEOUT : AUDIT_ERR_CANCELED;
 }
 
-unsigned long SendEnd(VelaGnlTask* task, CProcID owner, std::uint32_t id, const SpreadWork& work) {
+unsigned long SendEnd(VelaGnlTask* task, CProcID owner, std::uint32_t id, SpreadWork& work) {
   AsnSpreadPieceEnd end;
   end.subMissionID = static_cast<AsnIntType>(id);
   end.checked = static_cast<AsnIntType>(work.Checked());
   end.errorCode = static_cast<AsnIntType>(EndCode(work.End()));
   end.omitted = static_cast<AsnIntType>(FillFindings(work.Findings(), end.findings));
-  return task->AsnSendNBC(owner, 0, SPREAD_PIECE_END_COMMAND, end, VELA_MSG_FORMAT);
+  unsigned long code = VELA_ERR_OVERLOAD;
+  for (int i = 0; i < kMostTries && code == VELA_ERR_OVERLOAD; ++i) {
+    if (i != 0) work.Rest(kBetweenTries);
+    code = task->AsnSendNBC(owner, 0, SPREAD_PIECE_END_COMMAND, end, VELA_MSG_FORMAT);
+  }
+  return code;
 }
 
 unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {

@@ -131,6 +131,8 @@ TEST(SpreadTest, AWorkerMayDieAtEachStage) {
       EXPECT_EQ(spread.End(), mode.code);
       EXPECT_EQ(StateOf("102/1", spread.Text(Child::out)), mode.state);
       EXPECT_NE(spread.Said().find(mode.said), std::string::npos) << spread.Said();
+      EXPECT_NE(spread.Text(Child::err).find("\n9"), std::string::npos)
+          << "its share is done by others, or left out";
     }
   }
 }
