@@ -10,6 +10,7 @@
 #include "apps/velactl/table.h"
 #include "asn1/error.h"
 #include "platform/asncmd/asn_fwd.h"
+#include "platform/task/vela_error.h"
 #include "util/basicutil/single_return.h"
 #include "util/basicutil/stringutil.h"
 
@@ -121,6 +122,7 @@ NEOperOutcome Outcome(const AsnErrRsp& response) {
     case NE_OPER_ERR_CLIENT_GONE:
     case NE_OPER_ERR_BAD_NES:
     case NE_OPER_ERR_FAILED:
+    case VELA_ERR_MEMORY:
       return NEOperOutcome::incomplete;
     default:
       return NEOperOutcome::refused;

@@ -5,6 +5,7 @@
 
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/common/texts.h"
+#include "platform/task/vela_error.h"
 #include "util/basicutil/common.h"
 #include "util/basicutil/mutex_ne.h"
 #include "util/basicutil/mutex_query.h"
@@ -57,13 +58,14 @@ bool LoadOperLocks(const std::string& file, std::string& error) {
 }
 
 void AddRefusal(NSTE_util::TEOperErrorLogIF& errors, const NSTE_util::TEMutexOperNEGuard& locks) {
-  errors.SetErrCode(locks.GetResult());
+  const unsigned long code = locks.GetResult();
+  errors.SetErrCode(code);
   NSTE_util::TEBlockingOper blocker;
   if (!locks.GetBlocker(blocker)) {
-    errors.AddErr({}, locks.GetResult(), apps::Text("LOCK_BLOCKER_GONE"), {});
+    errors.AddErr({}, code, code == VELA_ERR_MEMORY ? std::string() : apps::Text("LOCK_BLOCKER_GONE"), {});
     return;
   }
-  errors.AddErr({blocker.m_wantedObject}, locks.GetResult(), BlockerText(blocker),
+  errors.AddErr({blocker.m_wantedObject}, code, BlockerText(blocker),
                 NSTE_util::TENEID2Str(blocker.m_wantedObject.m_nFirst));
 }
 
