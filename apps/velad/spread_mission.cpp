@@ -148,8 +148,11 @@ void SpreadMission::OnEnd(CProcID source, const AsnSpreadPieceEnd& end) {
   m_omitted += static_cast<std::size_t>(std::max<AsnIntType>(0, end.omitted));
   AddFindings(end.findings, piece->begin, size, m_findings);
   const auto code = static_cast<std::uint32_t>(static_cast<AsnIntType>(end.errorCode));
-  if (code != 0) Stop(code);
-  Close(id, *piece, code == 0);
+  if (code == AUDIT_ERR_CANCELED || code == AUDIT_ERR_TIMEOUT) Stop(code);
+  if (code == 0 || m_stopCode != 0)
+    Close(id, *piece, code == 0);
+  else
+    Fail(id, *piece, code, WhyNotSent(code, source));
   FinishIfDone();
 }
 

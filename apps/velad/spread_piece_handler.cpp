@@ -49,6 +49,19 @@ unsigned long SendEnd(VelaGnlTask* task, CProcID owner, std::uint32_t id, Spread
   return code;
 }
 
+// The failure goes to the mission's watch, which says why, and the end to the mission: the watch is silent
+// about what was stopped.
+unsigned long SendFailure(VelaGnlTask* task, CProcID owner, std::uint32_t id, std::uint32_t code,
+                          const std::string& reason) {
+  NSTE_util::SendSubMissionFailure(owner, id, code, reason);
+  AsnSpreadPieceEnd end;
+  end.subMissionID = static_cast<AsnIntType>(id);
+  end.checked = 0;
+  end.errorCode = static_cast<AsnIntType>(code);
+  end.omitted = 0;
+  return task->AsnSendNBC(owner, 0, SPREAD_PIECE_END_COMMAND, end, VELA_MSG_FORMAT);
+}
+
 unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   const auto& request = static_cast<const AsnSpreadPieceReq&>(*msg);
   const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(request.subMissionID));
@@ -63,7 +76,7 @@ unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   NETypes types;
   std::string reason;
   if (!LoadNETypes(vela::InstallRoot() + "conf/ne_types.cfg", types, reason))
-    return NSTE_util::SendSubMissionFailure(owner, id, AUDIT_ERR_NO_TYPES, reason);
+    return SendFailure(task, owner, id, AUDIT_ERR_NO_TYPES, reason);
   const SpreadConfig config = LoadSpreadConfig(ConfigFile());
   const std::vector<NERecord> records = ReadRecords(request.records);
   const std::string what =
@@ -74,8 +87,8 @@ unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   if (config.answerMicroseconds != 0) work.Rest(config.answerMicroseconds);
   LogProcess::Info(what + ": ends after " + std::to_string(work.Checked()));
   if (work.End() == RequestEnd::stopping)
-    return NSTE_util::SendSubMissionFailure(
-        owner, id, AUDIT_ERR_STOPPING,
+    return SendFailure(
+        task, owner, id, AUDIT_ERR_STOPPING,
         apps::Text("SPREAD_PART_STOPPING", {VelaAddressText({VelaGetProcId(), VelaGetProcHandle()})}));
   return SendEnd(task, owner, id, work);
 }

@@ -244,6 +244,19 @@ TEST(SpreadTest, RefusesWhatCannotBegin) {
   }
 }
 
+TEST(SpreadTest, WorkersThatCannotWorkEndTheMission) {
+  Worker owner(101);
+  Worker second(102);
+  Worker third(103);
+  ASSERT_TRUE(owner.Ready() && second.Ready() && third.Ready());
+  files::Write("conf/ne_types.cfg", "RTN-620 = x\n");
+  for (const char* mode : {"go-on", "move", "stop"}) {
+    Spread spread({"--on-failure", mode});
+    EXPECT_EQ(spread.End(), 1) << mode;
+    EXPECT_NE(spread.Text(Child::out).find("ne_types.cfg:1: "), std::string::npos) << spread.Said();
+  }
+}
+
 TEST(SpreadTest, RecordsAreCutIntoPiecesOfNearlyTheSameSize) {
   const std::vector<CProcID> three = {{101, 1}, {102, 1}, {103, 1}};
   for (const std::size_t records : {0, 1, 2, 3, 5, 6, 7, 100}) {
