@@ -22,6 +22,7 @@ class BusyThreads {
     for (int i = 0; i < kOpenLogs; ++i)
       m_threads.emplace_back([this] {
         const TETimeLogGuard log("busy");
+        TETimeLog::Instance()->BeginNEOper(GetCurrentThreadId(), TIME_NE_OPER, "waits for its board");
         const std::lock_guard<std::mutex> wait(m_end);
       });
     while (TETimeLog::OpenLogs().size() < kOpenLogs) std::this_thread::yield();
@@ -47,6 +48,20 @@ double Guards(int threads, long operations, long type) {
     for (long done = 0; done < count; done += kStepsInALog) {
       const TETimeLogGuard log("request");
       for (long i = 0; i < kStepsInALog; ++i) const TETimeGuard guard(type, name);
+    }
+  });
+}
+
+// Of one begin with its end, beside the operations that other requests wait for.
+double Operations(int threads, long operations) {
+  return bench::NanosecondsEach(threads, operations, [](long count) {
+    const TETimeLogGuard log("request");
+    TETimeLog& timeLog = *TETimeLog::Instance();
+    const unsigned long operCode = GetCurrentThreadId();
+    const std::string none;
+    for (long i = 0; i < count; ++i) {
+      timeLog.BeginNEOper(operCode, TIME_NE_OPER, none);
+      timeLog.EndNEOper(operCode);
     }
   });
 }
@@ -88,9 +103,11 @@ int main(int argc, char** argv) {
     const auto samples =
         bench::Interleaved(options, {[=] { return Guards(threads, operations, TIME_STEP); },
                                      [=] { return Guards(threads, operations, TIME_NE_OPER); },
-                                     [=] { return LookUps(threads, operations); }});
+                                     [=] { return LookUps(threads, operations); },
+                                     [=] { return Operations(threads, operations); }});
     rows.push_back({Named("timed step", threads), samples[0], samples[2], {}, 3});
     rows.push_back({Named("timed NE operation", threads), samples[1], samples[2], {}, 3});
+    rows.push_back({Named("NE operation begun and ended", threads), samples[3], samples[2], {}, 0});
   }
   bench::Print(options, rows);
   return 0;

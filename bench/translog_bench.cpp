@@ -1,5 +1,5 @@
-// What tasks pay that share transactions: attaching, finding a buffer and detaching. Peer: the same by maps
-// under std::shared_mutex, read to attach and to find, written to detach.
+// What tasks pay that share transactions: making and ending one, attaching, finding a buffer and detaching.
+// Peer: the same by maps under std::shared_mutex, read to attach and to find, written otherwise.
 #include <map>
 #include <memory>
 #include <mutex>
@@ -31,6 +31,7 @@ struct PeerState {
 };
 
 struct PeerRegistry {
+  std::uint32_t next = 1;
   std::shared_mutex mutex;
   std::map<std::uint32_t, std::unique_ptr<PeerState>> states;
 };
@@ -44,6 +45,13 @@ TETransactionBuffer* PeerFind(PeerState& state, std::uint32_t id) {
   const std::shared_lock<std::shared_mutex> lock(state.mutex);
   const auto it = state.buffers.find({kName, id});
   return it != state.buffers.end() ? it->second : nullptr;
+}
+
+std::uint32_t PeerMake() {
+  auto state = std::make_unique<PeerState>();
+  const std::unique_lock<std::shared_mutex> lock(Peer().mutex);
+  Peer().states.emplace(Peer().next, std::move(state));
+  return Peer().next++;
 }
 
 PeerState* PeerAttach(std::uint32_t handle) {
@@ -78,6 +86,18 @@ double PeerAttached(int threads, long operations) {
   });
 }
 
+double Made(int threads, long operations) {
+  return bench::NanosecondsEach(threads, operations, [](long count) {
+    for (long i = 0; i < count; ++i) const TETransactionLog log;
+  });
+}
+
+double PeerMade(int threads, long operations) {
+  return bench::NanosecondsEach(threads, operations, [](long count) {
+    for (long i = 0; i < count; ++i) PeerDetach(PeerMake());
+  });
+}
+
 double Found(int threads, long operations) {
   return bench::NanosecondsEach(threads, operations, [](long count) {
     TETransactionLog log(1);
@@ -102,7 +122,7 @@ void Fill(std::vector<std::unique_ptr<TETransactionLog>>& logs) {
       logs.back()->AddBuffer(kName, id, buffer);
       state->buffers[{kName, id}] = buffer;
     }
-    Peer().states[static_cast<std::uint32_t>(logs.back()->GetHandle())] = std::move(state);
+    Peer().states[Peer().next++] = std::move(state);
   }
 }
 
@@ -122,9 +142,11 @@ int main(int argc, char** argv) {
     const auto samples = bench::Interleaved(
         options,
         {[=] { return Attached(threads, operations); }, [=] { return PeerAttached(threads, operations); },
-         [=] { return Found(threads, operations); }, [=] { return PeerFound(threads, operations); }});
+         [=] { return Found(threads, operations); }, [=] { return PeerFound(threads, operations); },
+         [=] { return Made(threads, operations); }, [=] { return PeerMade(threads, operations); }});
     rows.push_back({Named("attach, find, detach", threads), samples[0], samples[1], {}, 1.5});
     rows.push_back({Named("find", threads), samples[2], samples[3], {}, 1.5});
+    rows.push_back({Named("make and end", threads), samples[4], samples[5], {}, 1.5});
   }
   bench::Print(options, rows);
   return 0;
