@@ -1,5 +1,7 @@
 #include "util/basicutil/common_commands.h"
 
+#include <charconv>
+
 #include "util/basicutil/common_commands_internal.h"
 
 namespace NSTE_util {
@@ -26,6 +28,16 @@ class TEDebugCommand_Help : public NamedCommand {
 };
 
 }  // namespace
+
+std::optional<std::uint32_t> CommandNumber(std::string_view word) {
+  const bool hex = word.starts_with("0x") || word.starts_with("0X");
+  if (hex) word.remove_prefix(2);
+  std::uint32_t number = 0;
+  const char* const end = word.data() + word.size();
+  const auto [last, error] = std::from_chars(word.data(), end, number, hex ? 16 : 10);
+  if (error != std::errc() || last != end) return std::nullopt;
+  return number;
+}
 
 CommandList MakeBuiltInCommands() {
   CommandList commands;

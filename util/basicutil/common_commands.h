@@ -22,4 +22,19 @@ std::vector<std::unique_ptr<TEDebugCommand>> MakeBuiltInCommands();
 // code in hexadecimal, a tab, the handler's name.
 BASIC_UTIL_EXPORT TEDebugCommand& ListCmdCommand();
 
+// Adds the commands that show what the process is doing, like any module's commands; names that are taken
+// stay as they are. Texts from outside appear with their control characters escaped.
+//
+//   listoper      operations that run, with task, mission, age and objects (at most 100 of each)
+//   listmission   missions that are spread over processes
+//   listerror     open error frames
+//   listtimelog   open time logs, with the NE operations that have not ended
+//   listtranslog  transactions with their counts
+//   listqueue     queues of the task managers; what bus, log and the store of held-back records have lost
+//   dumprequest   "dumprequest task N" or "dumprequest mission N": operations, missions, held-back records,
+//                 error frame and time log of that request. Its thread is known by the held-back records: the
+//                 newest one of the thread was the task's. The tasks of a mission are those that run its
+//                 operations
+BASIC_UTIL_EXPORT void AddInspectionCommands();
+
 }  // namespace NSTE_util

@@ -1,6 +1,9 @@
 #pragma once
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "util/basicutil/common.h"
@@ -11,6 +14,9 @@ namespace NSTE_util {
 // The words of a command line; the first is the command itself.
 using CommandWords = std::vector<std::string>;
 using CommandList = std::vector<std::unique_ptr<TEDebugCommand>>;
+
+// A whole word as a number: decimal, or hexadecimal with "0x".
+std::optional<std::uint32_t> CommandNumber(std::string_view word);
 
 // The name and help text that a command is made with.
 class NamedCommand : public TEDebugCommand {

@@ -1,8 +1,5 @@
-#include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <optional>
-#include <string_view>
 
 #include "platform/asncmd/asn_helper.h"
 #include "platform/asncmd/asn_runtime.h"
@@ -20,16 +17,6 @@ namespace NSTE_util {
 namespace {
 
 using AsnFactory = AsnType* (*)();
-
-std::optional<std::uint32_t> Number(std::string_view text) {
-  const bool hex = text.starts_with("0x") || text.starts_with("0X");
-  if (hex) text.remove_prefix(2);
-  std::uint32_t number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [last, error] = std::from_chars(text.data(), end, number, hex ? 16 : 10);
-  if (error != std::errc() || last != end) return std::nullopt;
-  return number;
-}
 
 std::string Hex(std::uint32_t number) {
   char text[16];
@@ -126,8 +113,8 @@ class TEDebugCommand_Test : public NamedCommand {
 
   std::string Execute(const CommandWords& args) override {
     if (args.size() != 3) return GetHelp();
-    const std::optional<std::uint32_t> id = Number(args[1]);
-    const std::optional<std::uint32_t> cmdCode = Number(args[2]);
+    const std::optional<std::uint32_t> id = CommandNumber(args[1]);
+    const std::optional<std::uint32_t> cmdCode = CommandNumber(args[2]);
     if (!id || !cmdCode) return GetHelp();
     const TETaskHandlerStru* const handler = TETaskCreator::Instance()->Find(*cmdCode);
     if (handler == nullptr) return "Don't support this command!";
@@ -148,7 +135,7 @@ class TEDebugCommand_SystemMonitorCmd : public NamedCommand {
                      "Send cmdcode to all taskmgr to get system information, with an empty request\n") {}
 
   std::string Execute(const CommandWords& args) override {
-    const std::optional<std::uint32_t> cmdCode = args.size() == 2 ? Number(args[1]) : std::nullopt;
+    const std::optional<std::uint32_t> cmdCode = args.size() == 2 ? CommandNumber(args[1]) : std::nullopt;
     const TETaskHandlerStru* const handler = cmdCode ? TETaskCreator::Instance()->Find(*cmdCode) : nullptr;
     if (handler == nullptr) return "Param error!";
     const EmptyRequest request(*handler);

@@ -8,6 +8,8 @@
 #include "platform/log/time_formatter.h"
 #include "platform/os/clock.h"
 #include "platform/os/os_types.h"
+#include "platform/os/vela_os.h"
+#include "platform/task/vela_task.h"
 
 namespace NSTE_util {
 namespace {
@@ -73,37 +75,79 @@ void AppendDumped(std::string& out, std::string_view text) {
   out += text;
 }
 
+std::uint16_t CurrentTaskId() {
+  const VelaTask* const task = VelaGetCurrentTask();
+  return task == nullptr ? 0 : task->GetTaskId();
+}
+
+void GiveBackLongText(std::string& text) {
+  if (text.capacity() > kKeptCapacity) std::string().swap(text);
+}
+
 }  // namespace
 
 void FilteredLogCache::Append(unsigned level, const std::string& module, std::string_view text) {
   const auto now = vela::Now().time_since_epoch().count();
   const std::uint32_t threadId = vela::Cut32(ACE_Thread::self());
+  const std::uint32_t osThreadId = GetCurrentThreadId();
+  const std::uint16_t taskId = CurrentTaskId();
   vela::MutexLock lock(m_mutex);
+  if (text.size() > m_byteLimit) {
+    ++m_droppedForBytes;
+    return;
+  }
+  MakeRoom(text.size());
   DebugLogRecord& record = m_records[m_next];
-  if (record.text.capacity() > kKeptCapacity && text.size() <= kKeptCapacity) std::string().swap(record.text);
+  if (text.size() <= kKeptCapacity) GiveBackLongText(record.text);
   record.text.assign(text);
   record.level = level;
   record.seconds = now / 1'000'000;
   record.microseconds = static_cast<std::int32_t>(now % 1'000'000);
   record.threadId = threadId;
+  record.osThreadId = osThreadId;
+  record.taskId = taskId;
   record.module = &module;
   m_next = (m_next + 1) % kCapacity;
-  if (m_count < kCapacity) ++m_count;
+  m_bytes += text.size();
+  ++m_count;
+}
+
+void FilteredLogCache::MakeRoom(std::size_t bytes) {
+  if (m_count == kCapacity) {
+    DropOldest();
+    ++m_droppedForNumber;
+  }
+  while (m_bytes + bytes > m_byteLimit) {
+    GiveBackLongText(DropOldest());
+    ++m_droppedForBytes;
+  }
+}
+
+std::string& FilteredLogCache::DropOldest() {
+  std::string& text = m_records[(m_next + kCapacity - m_count) % kCapacity].text;
+  m_bytes -= text.size();
+  --m_count;
+  return text;
+}
+
+const DebugLogRecord& FilteredLogCache::At(std::size_t i) const {
+  return m_records[(m_next + kCapacity - m_count + i) % kCapacity];
+}
+
+void AppendRecord(std::string& out, const DebugLogRecord& record) {
+  out += "\n[";
+  out += TimeFormatter::getFormatTime(record.seconds, record.microseconds);
+  out += kLevelMarks[record.level];
+  out += std::to_string(record.threadId);
+  out += "] ";
+  out += *record.module;
+  out += ' ';
+  AppendDumped(out, record.text);
 }
 
 std::string FilteredLogCache::DumpText() const {
   std::string out(kDumpBegin);
-  for (std::size_t i = 0; i < m_count; ++i) {
-    const DebugLogRecord& record = m_records[(m_next + kCapacity - m_count + i) % kCapacity];
-    out += "\n[";
-    out += TimeFormatter::getFormatTime(record.seconds, record.microseconds);
-    out += kLevelMarks[record.level];
-    out += std::to_string(record.threadId);
-    out += "] ";
-    out += *record.module;
-    out += ' ';
-    AppendDumped(out, record.text);
-  }
+  for (std::size_t i = 0; i < m_count; ++i) AppendRecord(out, At(i));
   out += kDumpEnd;
   return out;
 }
@@ -111,7 +155,31 @@ std::string FilteredLogCache::DumpText() const {
 void FilteredLogCache::Dump() {
   vela::MutexLock lock(m_mutex);
   LogProcess::Fixme(DumpText());
+  for (DebugLogRecord& record : m_records) GiveBackLongText(record.text);
   m_count = 0;
+  m_bytes = 0;
+}
+
+void FilteredLogCache::SetByteLimit(std::size_t bytes) {
+  vela::MutexLock lock(m_mutex);
+  m_byteLimit = bytes;
+  while (m_bytes > m_byteLimit) {
+    GiveBackLongText(DropOldest());
+    ++m_droppedForBytes;
+  }
+}
+
+HeldBackStats FilteredLogCache::Stats() const {
+  vela::MutexLock lock(m_mutex);
+  return {m_count, m_bytes, m_byteLimit, m_droppedForNumber, m_droppedForBytes};
+}
+
+std::vector<DebugLogRecord> FilteredLogCache::Records() const {
+  vela::MutexLock lock(m_mutex);
+  std::vector<DebugLogRecord> records;
+  records.reserve(m_count);
+  for (std::size_t i = 0; i < m_count; ++i) records.push_back(At(i));
+  return records;
 }
 
 FilteredLogCache& CommonLogCache() {

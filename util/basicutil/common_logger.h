@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/os/mutex.h"
 #include "util/basicutil/common.h"
@@ -23,31 +24,59 @@ struct DebugLogRecord {
   std::int64_t seconds = 0;
   std::int32_t microseconds = 0;
   std::uint32_t threadId = 0;
+  std::uint32_t osThreadId = 0;
+  std::uint16_t taskId = 0;             // that was current; 0: none
   const std::string* module = nullptr;  // a logger's name, which lives as long as the process
   std::string text;
 };
 
+// What the store holds now, and what it has lost since the process began.
+struct HeldBackStats {
+  std::size_t records = 0;
+  std::size_t bytes = 0;  // of texts
+  std::size_t byteLimit = 0;
+  std::uint64_t droppedForNumber = 0;  // 128 newer ones came
+  std::uint64_t droppedForBytes = 0;   // newer ones needed their bytes, or they alone exceeded the limit
+};
+
 // The newest records that were held back. The records are reused: holding one back allocates nothing once
 // texts of its length have been seen. Thread-safe.
-class FilteredLogCache {
+class BASIC_UTIL_EXPORT FilteredLogCache {
  public:
   static constexpr std::size_t kCapacity = 128;
+  static constexpr std::size_t kDefaultByteLimit = std::size_t{16} << 20;  // holds the largest ASN.1 text
 
   void Append(unsigned level, const std::string& module, std::string_view text) VELA_EXCLUDES(m_mutex);
   // Writes all records, oldest first, as one entry of level 0, and forgets them. The lock is held meanwhile.
   void Dump() VELA_EXCLUDES(m_mutex);
 
+  // Of the texts; the oldest records go at once when they hold more.
+  void SetByteLimit(std::size_t bytes) VELA_EXCLUDES(m_mutex);
+  HeldBackStats Stats() const VELA_EXCLUDES(m_mutex);
+  // A copy, oldest first.
+  std::vector<DebugLogRecord> Records() const VELA_EXCLUDES(m_mutex);
+
  private:
   std::string DumpText() const VELA_REQUIRES(m_mutex);
+  const DebugLogRecord& At(std::size_t i) const VELA_REQUIRES(m_mutex);  // 0 is the oldest
+  std::string& DropOldest() VELA_REQUIRES(m_mutex);  // its text, to be reused or given back
+  void MakeRoom(std::size_t bytes) VELA_REQUIRES(m_mutex);
 
-  vela::Mutex m_mutex;
+  mutable vela::Mutex m_mutex;
   std::array<DebugLogRecord, kCapacity> m_records VELA_GUARDED_BY(m_mutex);
   std::size_t m_next VELA_GUARDED_BY(m_mutex) = 0;  // where the next record goes
   std::size_t m_count VELA_GUARDED_BY(m_mutex) = 0;
+  std::size_t m_bytes VELA_GUARDED_BY(m_mutex) = 0;
+  std::size_t m_byteLimit VELA_GUARDED_BY(m_mutex) = kDefaultByteLimit;
+  std::uint64_t m_droppedForNumber VELA_GUARDED_BY(m_mutex) = 0;
+  std::uint64_t m_droppedForBytes VELA_GUARDED_BY(m_mutex) = 0;
 };
 
+// One record as dumps show it, its line end in front.
+void AppendRecord(std::string& out, const DebugLogRecord& record);
+
 // The store that all loggers share; never destroyed.
-FilteredLogCache& CommonLogCache();
+BASIC_UTIL_EXPORT FilteredLogCache& CommonLogCache();
 
 class TEDebugLogger final : public TEDebugInterface {
  public:

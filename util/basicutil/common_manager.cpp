@@ -85,6 +85,14 @@ bool NextEntry(std::FILE* file, Entry& entry) {
   }
 }
 
+std::size_t HeldBackByteLimit() {
+  std::string file;
+  int bytes = 0;
+  if (!GetVelaCfgFile(file) || VelaGetRegInt(file.c_str(), "MaxHeldBackBytes", bytes) != 1 || bytes <= 0)
+    return FilteredLogCache::kDefaultByteLimit;
+  return static_cast<std::size_t>(bytes);
+}
+
 }  // namespace
 
 TEDebugMgrImpl* TEDebugMgrImpl::Instance() {
@@ -118,6 +126,7 @@ int TEDebugMgrImpl::Init(const std::string&, const std::string&, const std::stri
   static LogFlushCrashHandler& flushAtCrash = *new LogFlushCrashHandler;
   CrashHandlerMgr::Instance()->Register(&flushAtCrash);
   CrashHandlerMgr::Instance()->Arm();
+  CommonLogCache().SetByteLimit(HeldBackByteLimit());
   {
     vela::MutexLock lock(m_mutex);
     m_switchFile = switchFile;
@@ -128,6 +137,7 @@ int TEDebugMgrImpl::Init(const std::string&, const std::string&, const std::stri
     m_started = true;
   }
   LoadAsnConfig();
+  AddInspectionCommands();
   return 0;
 }
 

@@ -34,7 +34,8 @@ class BASIC_UTIL_EXPORT TEDebugMgrImpl {
   TEDebugMgrImpl& operator=(const TEDebugMgrImpl&) = delete;
 
   // Arms the crash handlers (held-back records are written when the process crashes), loads the switches and
-  // the print configuration. The three names are the platform's business. Always 0.
+  // the print configuration, reads how many bytes may be held back (MaxHeldBackBytes of etc/conf/vela.cfg)
+  // and adds the commands of AddInspectionCommands. The three names are the platform's business. Always 0.
   int Init(const std::string& logDir, const std::string& name, const std::string& almName,
            const std::string& switchFile);
   // Reads the switch file again. 0; -1 when it cannot be opened or a line has not exactly four switches (the
