@@ -1,5 +1,5 @@
 // Files beside the gzip program and memory beside zlib called once with the right size, on the text of a
-// report. The floor of the files is a copy in the same blocks.
+// log. The floor of the files is a copy in the same blocks.
 #include <malloc.h>
 #include <unistd.h>
 #include <zlib.h>
@@ -37,20 +37,28 @@ class Random {
   std::uint64_t m_state = 42;
 };
 
-// Lines of an inventory, deflated to a third.
-std::string ReportText(std::size_t size) {
-  static constexpr const char* kWords[] = {"board", "port",   "alarm", "raised", "cleared", "optical",
-                                           "power", "tunnel", "trail", "client", "protect", "switch"};
+// Lines of a server's log, deflated to a fifth.
+std::string LogText(std::size_t size) {
+  static constexpr const char* kLevels[] = {"Error", "Info, ", "Debug"};
+  static constexpr const char* kTexts[] = {
+      "NE %u-%u board %u: alarm LOS raised",         "request %u of client %u answered after %u ms",
+      "mission %u: progress %u, part %u sent",       "lock of NE %u-%u released after %u ms",
+      "trail %u switched to protection at NE %u-%u", "audit of NE %u-%u found %u faults"};
   Random random;
+  std::uint64_t now = 0;
   std::string text;
   while (text.size() < size) {
-    text += "NE " + std::to_string(random.Below(64)) + "-" + std::to_string(random.Below(65536));
-    for (unsigned words = 2 + random.Below(5); words > 0; --words) {
-      text += ' ';
-      text += kWords[random.Below(std::size(kWords))];
-      if (random.Below(2) == 0) text += ' ' + std::to_string(random.Below(100));
-    }
-    text += '\n';
+    now += random.Below(2000000);
+    char line[128];
+    int length =
+        std::snprintf(line, sizeof(line), "[2026-11-21 %02u:%02u:%02u.%06u],%s,[H31197824] default ",
+                      static_cast<unsigned>(now / 3600000000 % 24),
+                      static_cast<unsigned>(now / 60000000 % 60), static_cast<unsigned>(now / 1000000 % 60),
+                      static_cast<unsigned>(now % 1000000), kLevels[random.Below(3)]);
+    text.append(line, static_cast<std::size_t>(length));
+    length = std::snprintf(line, sizeof(line), kTexts[random.Below(std::size(kTexts))], random.Below(64),
+                           random.Below(65536), random.Below(100));
+    text.append(line, static_cast<std::size_t>(length)).append(1, '\n');
   }
   text.resize(size);
   return text;
@@ -107,7 +115,7 @@ void MeasureFiles(bench::Options options, std::vector<bench::Row>& rows) {
   const std::string ours = folder.File("ours.gz");
   const std::string peer = folder.File("peer.gz");
   const std::string out = folder.File("out");
-  std::ofstream(text, std::ios::binary) << ReportText(size);
+  std::ofstream(text, std::ios::binary) << LogText(size);
 
   const auto packed = bench::Interleaved(
       options,
@@ -183,12 +191,12 @@ int main(int argc, char** argv) {
   ::mallopt(M_TRIM_THRESHOLD, 256 << 20);
   std::vector<bench::Row> rows;
   MeasureFiles(options, rows);
-  const std::string report = ReportText(1 << 20);
-  MeasureMemory(options, "4 KiB of text", report.substr(0, 4096), 1.05, rows);
-  MeasureMemory(options, "1 MiB of text", report, 1.05, rows);
+  const std::string log = LogText(1 << 20);
+  MeasureMemory(options, "4 KiB of text", log.substr(0, 4096), 1.05, rows);
+  MeasureMemory(options, "1 MiB of text", log, 1.05, rows);
   // Twice the work at least: the size is only guessed.
   std::string repeated;
-  while (repeated.size() < report.size()) repeated += report.substr(0, 5000);
+  while (repeated.size() < log.size()) repeated += log.substr(0, 5000);
   MeasureMemory(options, "1 MiB that repeats", repeated, 0, rows);
   bench::Print(options, rows);
 }
