@@ -15,17 +15,17 @@ VELA_EXPORT void UnlockStaticObjects();
 template <class T>
 class SingletonSlot {
  public:
-  // Null only when the static-object lock cannot be taken.
+  // Null only when the static-object lock cannot be taken. Throws what the constructor of Impl throws.
   template <class Impl>
   T* Instance() {
     if (T* instance = m_instance.load(std::memory_order_acquire)) return instance;
     if (!LockStaticObjects()) return nullptr;
+    const Unlocking unlocking;
     T* instance = m_instance.load(std::memory_order_relaxed);
     if (instance == nullptr) {
       instance = new Impl;
       m_instance.store(instance, std::memory_order_release);
     }
-    UnlockStaticObjects();
     return instance;
   }
 
@@ -40,6 +40,10 @@ class SingletonSlot {
   T* Peek() const { return m_instance.load(std::memory_order_acquire); }
 
  private:
+  struct Unlocking {
+    ~Unlocking() { UnlockStaticObjects(); }
+  };
+
   std::atomic<T*> m_instance{nullptr};
 };
 
