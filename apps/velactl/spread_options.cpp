@@ -26,15 +26,13 @@ bool TakeOption(const std::vector<std::string>& arguments, std::size_t& i, bool 
     options.help = true;
   } else if (TakeValue(arguments, i, "--process", value)) {
     if (!ParseServer(value, options.server)) error = apps::Text("OPTION_BAD_PROCESS");
-  } else if (!spread) {
-    return false;
-  } else if (argument == "--json") {
+  } else if (spread && argument == "--json") {
     options.json = true;
-  } else if (TakeValue(arguments, i, "--timeout", value)) {
+  } else if (spread && TakeValue(arguments, i, "--timeout", value)) {
     const auto seconds = ParseNumber(value, 1, 1000000);
     if (!seconds) error = apps::Text("OPTION_BAD_TIMEOUT");
     options.timeOut = seconds.value_or(0);
-  } else if (TakeValue(arguments, i, "--on-failure", value)) {
+  } else if (spread && TakeValue(arguments, i, "--on-failure", value)) {
     if (!ParseOnFailure(value, options.onFailure)) error = apps::Text("SPREAD_BAD_ON_FAILURE");
   } else {
     return false;
@@ -45,7 +43,7 @@ bool TakeOption(const std::vector<std::string>& arguments, std::size_t& i, bool 
 bool Parse(const std::vector<std::string>& arguments, const char* command, bool spread,
            SpreadOptions& options, std::string& error) {
   for (std::size_t i = 0; i < arguments.size() && error.empty() && !options.help; ++i) {
-    const std::string argument = arguments[i];
+    const std::string& argument = arguments[i];
     if (TakeOption(arguments, i, spread, options, error)) continue;
     if (!spread || argument.starts_with("-") || argument.empty())
       error = apps::Text("OPTION_UNKNOWN", {argument});

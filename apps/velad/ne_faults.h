@@ -13,7 +13,7 @@ struct NEPlace {
   std::uint32_t ne = 0;
   std::uint32_t slot = 0;
   std::uint32_t port = 0;
-  auto operator<=>(const NEPlace&) const = default;
+  auto operator<=>(const NEPlace&) const = default;  // NOLINT(modernize-use-nullptr): a false finding
 };
 
 // "9-1, slot 3, port 2", in the language of the root.
