@@ -124,6 +124,20 @@ TEST_F(TaskContext, ReachesTheProgressManagerOnceItHasAMission) {
   EXPECT_FALSE(Mgr().IsMissionNumberEntered(5));
 }
 
+TEST_F(TaskContext, LeavesAMissionThatANewerRequestGoesOnWith) {
+  VelaGnlTask newer("newer");
+  {
+    TETaskContext context(m_task.get());
+    context.SetMissionID(5, false);
+    Mgr().RegisterMission(Key(5), &newer);
+    Mgr().CancelMission(Key(5));
+  }
+  EXPECT_TRUE(Mgr().IsTaskCanceled(&newer));
+  EXPECT_EQ(Overall(Key(5)), 0);
+  Mgr().UnRegisterTask(&newer);
+  EXPECT_EQ(Overall(Key(5)), -1);
+}
+
 TEST_F(TaskContext, LeavesAMissionThatRunsOnElsewhere) {
   AsynProgRegProxy mission;
   {

@@ -82,12 +82,20 @@ void ProgressMgrImpl::ForgetTask(VelaGnlTask* task) {
   TakeTask(task);
 }
 
-void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
+void ProgressMgrImpl::EndRequest(VelaGnlTask* task) {
   const vela::MutexLock lock(m_mutex);
   const std::optional<ClientMissionID> key = TakeTask(task);
-  if (!key) return;
-  TakeMissions(m_cancelled, *key);
-  const auto mission = FindMission(m_order, *key);
+  if (key && !m_tasksOfKey.contains(*key)) EndMission(*key);
+}
+
+void ProgressMgrImpl::UnRegisterTask(VelaGnlTask* task) {
+  const vela::MutexLock lock(m_mutex);
+  if (const std::optional<ClientMissionID> key = TakeTask(task)) EndMission(*key);
+}
+
+void ProgressMgrImpl::EndMission(const ClientMissionID& key) {
+  TakeMissions(m_cancelled, key);
+  const auto mission = FindMission(m_order, key);
   if (mission == m_order.end()) return;
   m_missions.erase(mission->first);
   m_order.erase(mission);

@@ -40,10 +40,13 @@ class ProgressMgrImpl : public ProgressMgr {
   bool CancelKnownMission(const ClientMissionID& key);
   // Drops the task's entry and keeps its mission, which runs on without it.
   void ForgetTask(VelaGnlTask* task);
+  // As UnRegisterTask, but leaves a mission alone that a newer request of its client goes on with.
+  void EndRequest(VelaGnlTask* task);
 
  private:
   // The task's entry, removed.
   std::optional<ClientMissionID> TakeTask(VelaGnlTask* task) VELA_REQUIRES(m_mutex);
+  void EndMission(const ClientMissionID& key) VELA_REQUIRES(m_mutex);
   MissionProgressCtrl* FindCtrl(const ClientMissionID& key) VELA_REQUIRES(m_mutex);
   bool Report(VelaGnlTask* task, const ClientMissionID& key, int progress, const TaskProgressInfo& info)
       VELA_REQUIRES(m_mutex);

@@ -103,13 +103,13 @@ TETaskContext::TETaskContext(VelaGnlTask* pTask, TEResultFilter* /*pFilter*/)
 
 TETaskContext::~TETaskContext() {
   if (!Leave()) return;
-  ProgressMgr* progress = m_pImpl->Progress();
+  auto* progress = static_cast<ProgressMgrImpl*>(m_pImpl->Progress());
   if (progress == nullptr) return;
   AsynProgressMgr* asyn = AsynProgressMgr::Instance();
   if (asyn != nullptr && asyn->IsClientMissionRegistered(m_pImpl->m_missionKey, true))
-    static_cast<ProgressMgrImpl*>(progress)->ForgetTask(m_pImpl->m_pTask);
+    progress->ForgetTask(m_pImpl->m_pTask);
   else
-    progress->UnRegisterTask(m_pImpl->m_pTask);
+    progress->EndRequest(m_pImpl->m_pTask);
   for (const std::int32_t number : m_pImpl->m_enteredNumbers) progress->RemoveMissionNumber(number);
 }
 
