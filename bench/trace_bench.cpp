@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdarg>
 #include <mutex>
 
@@ -108,6 +109,58 @@ bench::Row Written(const bench::Options& options, int threads) {
           samples[2], 1.1};
 }
 
+// Changes the switches of a module, as an operator's command does, again and again while it lives.
+class Operator {
+ public:
+  explicit Operator(const std::string& module) : m_thread([this, module] { Run(module); }) {}
+  ~Operator() {
+    m_stop = true;
+    m_thread.join();
+  }
+  Operator(const Operator&) = delete;
+  Operator& operator=(const Operator&) = delete;
+
+ private:
+  void Run(const std::string& module) {
+    NSTE_util::TEDebugMgrImpl& manager = *NSTE_util::TEDebugMgrImpl::Instance();
+    for (bool on = true; !m_stop; on = !on) manager.Excute("setswitch " + module + (on ? " 1111" : " 1110"));
+  }
+
+  std::atomic<bool> m_stop = false;
+  std::thread m_thread;
+};
+
+// Beside the same while the other thread changes the switches of another module.
+template <class Body>
+bench::Row WhileSwitchesChange(const bench::Options& options, const char* figure, const Body& body) {
+  const auto beside = [&body](const char* module) {
+    return [&body, module] {
+      const Operator changes(module);
+      return body();
+    };
+  };
+  const std::vector<bench::Sample> samples = bench::Interleaved(options, {beside("bench"), beside("other")});
+  return {figure, samples[0], samples[1], {}, 1.1};
+}
+
+std::vector<bench::Row> SwitchRows(const bench::Options& options) {
+  NSTE_util::TEDebugInterface& ours = *NSTE_util::GetDebugInterface("bench");
+  NSTE_util::GetDebugInterface("other");
+  const long asks = options.Operations(20'000'000);
+  const long bursts = options.Operations(100);
+  return {WhileSwitchesChange(options, "IsEnabled while switches change, ns",
+                              [&] {
+                                return bench::NanosecondsEach(asks, [&ours](long count) {
+                                  for (long i = 0; i < count; ++i) bench::Keep(ours.IsEnabled(2));
+                                });
+                              }),
+          WhileSwitchesChange(options, "written record, caller, while switches change, ns", [&] {
+            return CallerCost(
+                1, bursts, [&ours](int i) { ours.PrintF(2, RECORD_BEGIN "%d" RECORD_END, i); },
+                [] { LogProcess::Flush(60'000); });
+          })};
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -118,6 +171,7 @@ int main(int argc, char** argv) {
   NSTE_util::GetDebugInterface("bench");
   NSTE_util::TEDebugMgrImpl::Instance()->Excute("setswitch bench 1111");
   for (const int threads : {1, 4}) rows.push_back(Written(options, threads));
+  for (const bench::Row& row : SwitchRows(options)) rows.push_back(row);
   bench::Print(options, rows);
   if (LogProcess::DroppedRecords() != 0) std::printf("records were lost: the bursts do not fit the queue\n");
 }

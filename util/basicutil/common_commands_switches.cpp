@@ -78,7 +78,7 @@ class TEDebugCommand_LoadSwitch : public NamedCommand {
       ReloadAsnSwitches();
       return Manager().Reload() == 0 ? "OK\n" : "Reload all config files failed!\n";
     }
-    switch (std::atoi(args[1].c_str())) {
+    switch (CommandNumber(args[1]).value_or(0)) {
       case 1:
         ReloadAsnSwitches();
         return "OK\n";
