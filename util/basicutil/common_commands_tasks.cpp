@@ -1,5 +1,5 @@
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 
 #include "platform/asncmd/asn_helper.h"
 #include "platform/asncmd/asn_runtime.h"
@@ -71,7 +71,7 @@ class EmptyRequest {
     frame->cmdCode = m_cmdCode;
     frame->kind = VELA_KIND_COMMAND;
     frame->length = static_cast<std::uint32_t>(m_payload.size() + 2);
-    std::memcpy(frame->data, m_payload.data(), m_payload.size());
+    std::copy(m_payload.begin(), m_payload.end(), frame->data);
     return frame;
   }
 
