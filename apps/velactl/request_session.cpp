@@ -1,19 +1,14 @@
 #include "apps/velactl/request_session.h"
 
 #include <poll.h>
-#include <signal.h>
-#include <sys/ioctl.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
-
-#include <cstdlib>
 
 #include "apps/common/texts.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inbox.h"
 #include "apps/velactl/options.h"
-#include "asn1/progress.h"
+#include "apps/velactl/terminal.h"
 #include "platform/asncmd/asn_cmd.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_task.h"
@@ -21,35 +16,9 @@
 namespace velactl {
 namespace {
 
-constexpr std::uint32_t kAbortCommand = 0x208001;
-constexpr int kAbortScopeAll = 255;
-constexpr int kAbortSeconds = 10;
 constexpr int kSilenceSeconds = 120;  // without any sign of the server
 constexpr int kLookMilliseconds = 300;
 constexpr int kLooksUntilGone = 4;
-
-sigset_t ServedSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGWINCH);
-  return signals;
-}
-
-int SignalDescriptor() {
-  const sigset_t signals = ServedSignals();
-  return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
-// 0 when standard error is no terminal that can redraw a line.
-std::size_t TerminalColumns() {
-  const char* kind = std::getenv("TERM");
-  if (isatty(STDERR_FILENO) == 0 || kind == nullptr || std::string(kind) == "dumb") return 0;
-  winsize size{};
-  if (ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
-  return size.ws_col;
-}
 
 }  // namespace
 
@@ -59,7 +28,7 @@ std::int32_t NewMissionID() {
 
 std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequest& request,
                       SNACC::AsnType& response) {
-  RequestSession::HoldSignals();
+  MissionSignals::Hold();
   ClientProcess process;
   std::string error;
   if (!process.Start(argv0, error)) return error;
@@ -74,28 +43,21 @@ std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequ
   return result != 0 ? WhyFailed(result, *server) : std::string();
 }
 
-void RequestSession::HoldSignals() {
-  const sigset_t signals = ServedSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
-
 RequestSession::RequestSession(const MissionRequest& request, CProcID server)
     : m_request(request),
       m_server(server),
-      m_signals(SignalDescriptor()),
-      m_silent(request.quiet && TerminalColumns() == 0),
-      m_bar(TerminalColumns()) {}
+      m_signals(request.missionID, server),
+      m_silent(request.quiet && SizeOfTerminal().columns == 0),
+      m_bar(SizeOfTerminal().columns) {}
 
 RequestSession::~RequestSession() {
   if (m_asker.joinable()) m_asker.join();
-  if (m_aborter.joinable()) m_aborter.join();
-  close(m_signals);
 }
 
 std::uint32_t RequestSession::Run(SNACC::AsnType& response) {
   Show(m_bar.Update(0, m_request.sending));
   m_asker = std::thread([this, &response] { Ask(response); });
-  pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals, POLLIN, 0}};
+  pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals.Descriptor(), POLLIN, 0}};
   while (!m_done.load(std::memory_order_acquire)) {
     if (poll(sources, 2, kLookMilliseconds) == 0) WatchServer();
     ServeReports();
@@ -116,21 +78,6 @@ void RequestSession::Ask(SNACC::AsnType& response) {
   Inbox::Instance().Wake();
 }
 
-void RequestSession::Abort() {
-  VelaGnlTask task("abort");
-  const VelaCurrentTaskScope current(&task);
-  AsnAbortMissionReq request;
-  request.scope = kAbortScopeAll;
-  request.missionID = static_cast<AsnIntType>(m_request.missionID);
-  AsnAbortMissionRsp response;
-  std::uint32_t result =
-      CAsnPhyCmd(kAbortCommand, request, m_server, kAbortSeconds, 0, 0).Exec(&task, response);
-  if (result == 0) result = static_cast<std::uint32_t>(static_cast<AsnIntType>(response.errorCode));
-  m_abortResult.store(result, std::memory_order_relaxed);
-  m_abortDone.store(true, std::memory_order_release);
-  Inbox::Instance().Wake();
-}
-
 void RequestSession::ServeReports() {
   for (const ProgressReport& report : Inbox::Instance().Take()) {
     if (report.missionID != m_request.missionID || report.from != m_server) continue;
@@ -138,26 +85,18 @@ void RequestSession::ServeReports() {
     CAsnCmd::ResetTimeout(m_requestSn, m_server, kSilenceSeconds, 0);
     Show(m_bar.Update(report.percent, report.step));
   }
-  if (!m_abortDone.exchange(false, std::memory_order_acquire)) return;
-  if (m_abortResult.load(std::memory_order_relaxed) != 0)
-    Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCEL_REFUSED")));
+  if (m_signals.TakeRefusal()) Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCEL_REFUSED")));
 }
 
 void RequestSession::ServeSignals() {
-  signalfd_siginfo info{};
-  while (read(m_signals, &info, sizeof info) == sizeof info) {
-    if (info.ssi_signo == SIGWINCH) {
-      m_bar.SetColumns(TerminalColumns());
-      continue;
-    }
-    if (m_aborting) {
-      Show(m_bar.Finish(false));
-      Show("velactl: " + apps::Text("CLIENT_LEFT") + '\n');
-      _exit(130);
-    }
-    m_aborting = true;
-    Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCELLING")));
-    m_aborter = std::thread([this] { Abort(); });
+  using Event = MissionSignals::Event;
+  for (Event event = m_signals.Next(); event != Event::none; event = m_signals.Next()) {
+    if (event == Event::resized) m_bar.SetColumns(SizeOfTerminal().columns);
+    if (event == Event::cancelling) Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCELLING")));
+    if (event != Event::leave) continue;
+    Show(m_bar.Finish(false));
+    Show("velactl: " + apps::Text("CLIENT_LEFT") + '\n');
+    _exit(130);
   }
 }
 
@@ -170,12 +109,7 @@ void RequestSession::WatchServer() {
 }
 
 void RequestSession::Show(const std::string& bytes) const {
-  std::size_t done = 0;
-  while (!m_silent && done < bytes.size()) {
-    const ssize_t written = write(STDERR_FILENO, bytes.data() + done, bytes.size() - done);
-    if (written <= 0) return;
-    done += static_cast<std::size_t>(written);
-  }
+  if (!m_silent) WriteToTerminal(bytes);
 }
 
 }  // namespace velactl

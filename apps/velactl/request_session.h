@@ -5,6 +5,7 @@
 #include <string>
 #include <thread>
 
+#include "apps/velactl/mission_signals.h"
 #include "apps/velactl/progress_bar.h"
 #include "platform/message/proc_id.h"
 
@@ -43,14 +44,11 @@ std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequ
 //   server is gone   | waits for an answer still under way | gives up
 class RequestSession {
  public:
-  // `request` must outlive the session.
+  // `request` must outlive the session. MissionSignals::Hold was called before.
   RequestSession(const MissionRequest& request, CProcID server);
   ~RequestSession();
   RequestSession(const RequestSession&) = delete;
   RequestSession& operator=(const RequestSession&) = delete;
-
-  // Blocks the signals that Run serves; before any thread is made.
-  static void HoldSignals();
 
   // 0 and the answer in `response`, or the code of a failure.
   std::uint32_t Run(SNACC::AsnType& response);
@@ -58,7 +56,6 @@ class RequestSession {
 
  private:
   void Ask(SNACC::AsnType& response);
-  void Abort();
   void ServeReports();
   void ServeSignals();
   void WatchServer();
@@ -66,17 +63,13 @@ class RequestSession {
 
   const MissionRequest& m_request;
   const CProcID m_server;
-  const int m_signals;
+  MissionSignals m_signals;
   const bool m_silent;
   ProgressBar m_bar;
   std::thread m_asker;
-  std::thread m_aborter;
   std::atomic<bool> m_done{false};
-  std::atomic<std::uint32_t> m_abortResult{0};
-  std::atomic<bool> m_abortDone{false};
   std::uint32_t m_result = 0;     // valid when m_done
   std::uint32_t m_requestSn = 0;  // learnt from the first report
-  bool m_aborting = false;
   bool m_gone = false;
   int m_missed = 0;  // looks at the server in a row that did not find it
 };

@@ -10,6 +10,7 @@
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inventory.h"
+#include "apps/velactl/mission_signals.h"
 #include "apps/velactl/request_session.h"
 #include "apps/velactl/spread_options.h"
 #include "apps/velactl/spread_report.h"
@@ -54,7 +55,7 @@ bool FitsOneRequest(const std::vector<InventoryRow>& rows) {
 }
 
 int Spread(const SpreadOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
-  RequestSession::HoldSignals();
+  MissionSignals::Hold();
   ClientProcess process;
   std::string error;
   if (!process.Start(argv0, error)) return Fail(error);

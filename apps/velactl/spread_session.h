@@ -6,6 +6,7 @@
 #include <string>
 #include <thread>
 
+#include "apps/velactl/mission_signals.h"
 #include "apps/velactl/parts_bar.h"
 #include "asn1/spread.h"
 #include "platform/message/proc_id.h"
@@ -23,7 +24,8 @@ namespace velactl {
 //   no sign of the owner | gives up after 120 seconds             |
 class SpreadSession {
  public:
-  // `request` must outlive the session. `quiet`: progress only on a terminal.
+  // `request` must outlive the session; MissionSignals::Hold was called before. `quiet`: progress only on a
+  // terminal.
   SpreadSession(const AsnSpreadReq& request, CProcID owner, bool quiet);
   ~SpreadSession();
   SpreadSession(const SpreadSession&) = delete;
@@ -34,32 +36,28 @@ class SpreadSession {
 
  private:
   void Ask();
-  void Abort();
   void ServeReports();
   void ServeSignals();
   void WatchOwner();
   void WatchProgress();
   // Whether nothing more can come; `error` says why.
   bool IsHopeless(std::string& error);
-  void Show(const std::string& bytes);
+  void Show(const std::string& bytes) const;
 
   const AsnSpreadReq& m_request;
   const CProcID m_owner;
   const std::int32_t m_missionID;
-  const int m_signals;
+  MissionSignals m_signals;
   const bool m_silent;
   PartsBar m_bar;
   std::thread m_asker;
-  std::thread m_aborter;
   std::atomic<bool> m_asked{false};
-  std::atomic<bool> m_abortRefused{false};
   std::uint32_t m_result = 0;  // valid when m_asked; so is m_answer
   AsnSpreadRsp m_answer;
   std::unique_ptr<AsnSpreadEnd> m_end;
   std::chrono::steady_clock::time_point m_lastSign;  // of the owner: it reports now and then in any case
   std::chrono::steady_clock::time_point m_lastMove;
-  int m_patience;  // seconds
-  bool m_aborting = false;
+  int m_patience;    // seconds
   int m_missed = 0;  // looks at the owner in a row that did not find it
 };
 

@@ -1,0 +1,70 @@
+#include "apps/velactl/mission_signals.h"
+
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "apps/velactl/inbox.h"
+#include "asn1/progress.h"
+#include "platform/asncmd/asn_cmd.h"
+#include "platform/task/vela_task.h"
+
+namespace velactl {
+namespace {
+
+constexpr std::uint32_t kAbortCommand = 0x208001;
+constexpr int kAbortScopeAll = 255;
+constexpr int kAbortSeconds = 10;
+
+sigset_t ServedSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGWINCH}) sigaddset(&signals, signal);
+  return signals;
+}
+
+int SignalDescriptor() {
+  const sigset_t signals = ServedSignals();
+  return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+}  // namespace
+
+void MissionSignals::Hold() {
+  const sigset_t signals = ServedSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+MissionSignals::MissionSignals(std::int32_t missionID, CProcID server)
+    : m_missionID(missionID), m_server(server), m_descriptor(SignalDescriptor()) {}
+
+MissionSignals::~MissionSignals() {
+  if (m_canceller.joinable()) m_canceller.join();
+  close(m_descriptor);
+}
+
+MissionSignals::Event MissionSignals::Next() {
+  signalfd_siginfo info{};
+  if (read(m_descriptor, &info, sizeof info) != sizeof info) return Event::none;
+  if (info.ssi_signo == SIGWINCH) return Event::resized;
+  if (m_cancelling) return Event::leave;
+  m_cancelling = true;
+  m_canceller = std::thread([this] { Cancel(); });
+  return Event::cancelling;
+}
+
+void MissionSignals::Cancel() {
+  VelaGnlTask task("abort");
+  const VelaCurrentTaskScope current(&task);
+  AsnAbortMissionReq request;
+  request.scope = kAbortScopeAll;
+  request.missionID = static_cast<AsnIntType>(m_missionID);
+  AsnAbortMissionRsp response;
+  const std::uint32_t result =
+      CAsnPhyCmd(kAbortCommand, request, m_server, kAbortSeconds, 0, 0).Exec(&task, response);
+  const bool done = result == 0 && static_cast<AsnIntType>(response.errorCode) == 0;
+  m_refused.store(!done, std::memory_order_release);
+  Inbox::Instance().Wake();
+}
+
+}  // namespace velactl
