@@ -6,12 +6,8 @@
 
 namespace velactl {
 
-struct AuditOptions {
+struct AuditOptions : RequestOptions {
   std::string file;
-  ServerChoice server;
-  int timeOut = 0;  // seconds for the whole audit; 0: none
-  bool json = false;
-  bool help = false;
 };
 
 // Reads what follows "velactl audit". False with `error`.

@@ -26,37 +26,22 @@ std::string ReadNEs(const std::string& list, NEOperOptions& options) {
 
 bool ParseNEOperOptions(std::string_view verb, const std::vector<std::string>& arguments,
                         NEOperOptions& options, std::string& error) {
-  const auto fail = [&](const std::string& text) {
-    error = apps::Text("SEE_HELP", {text, std::string(verb)});
-    return false;
-  };
-  std::string value;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& argument = arguments[i];
-    if (argument == "--help" || argument == "-h") {
-      options.help = true;
+  const auto take = [&](std::size_t& i, std::string& wrong) {
+    std::string value;
+    if (TakeValue(arguments, i, "--seconds", value)) {
+      const auto seconds = ParseNumber(value, 0, NE_OPER_MOST_SECONDS);
+      if (!seconds) wrong = apps::Text("OPER_BAD_SECONDS", {std::to_string(NE_OPER_MOST_SECONDS)});
+      options.seconds = seconds.value_or(0);
       return true;
     }
-    if (argument == "--json") {
-      options.json = true;
-    } else if (TakeValue(arguments, i, "--process", value)) {
-      if (!ParseServer(value, options.server)) return fail(apps::Text("OPTION_BAD_PROCESS"));
-    } else if (TakeValue(arguments, i, "--timeout", value)) {
-      const auto seconds = ParseNumber(value, 1, 1000000);
-      if (!seconds) return fail(apps::Text("OPTION_BAD_TIMEOUT"));
-      options.timeOut = *seconds;
-    } else if (TakeValue(arguments, i, "--seconds", value)) {
-      const auto seconds = ParseNumber(value, 0, NE_OPER_MOST_SECONDS);
-      if (!seconds) return fail(apps::Text("OPER_BAD_SECONDS", {std::to_string(NE_OPER_MOST_SECONDS)}));
-      options.seconds = *seconds;
-    } else if (argument.starts_with("-") || argument.empty()) {
-      return fail(apps::Text("OPTION_UNKNOWN", {argument}));
-    } else {
-      const std::string wrong = ReadNEs(argument, options);
-      if (!wrong.empty()) return fail(wrong);
-    }
-  }
-  return options.nes.empty() ? fail(apps::Text("OPER_NO_NES")) : true;
+    if (!IsOperand(arguments[i])) return false;
+    wrong = ReadNEs(arguments[i], options);
+    return true;
+  };
+  if (!ReadArguments(verb, arguments, options, take, error)) return false;
+  if (options.help || !options.nes.empty()) return true;
+  error = SeeHelp(apps::Text("OPER_NO_NES"), verb);
+  return false;
 }
 
 }  // namespace velactl

@@ -8,13 +8,9 @@
 
 namespace velactl {
 
-struct NEOperOptions {
+struct NEOperOptions : RequestOptions {
   std::vector<std::uint32_t> nes;
-  ServerChoice server;
-  int timeOut = 0;  // seconds for the whole operation; 0: none
   int seconds = 0;  // how long the work takes at least
-  bool json = false;
-  bool help = false;
 };
 
 // Reads what follows "velactl <verb>". False with `error`.

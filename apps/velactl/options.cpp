@@ -2,7 +2,50 @@
 
 #include <charconv>
 
+#include "apps/common/texts.h"
+
 namespace velactl {
+namespace {
+
+bool TakeCommon(const std::vector<std::string>& arguments, std::size_t& i, RequestOptions& options,
+                std::string& error) {
+  std::string value;
+  if (arguments[i] == "--help" || arguments[i] == "-h") {
+    options.help = true;
+  } else if (arguments[i] == "--json") {
+    options.json = true;
+  } else if (TakeValue(arguments, i, "--process", value)) {
+    if (!ParseServer(value, options.server)) error = apps::Text("OPTION_BAD_PROCESS");
+  } else if (TakeValue(arguments, i, "--timeout", value)) {
+    const auto seconds = ParseNumber(value, 1, 1000000);
+    if (!seconds) error = apps::Text("OPTION_BAD_TIMEOUT");
+    options.timeOut = seconds.value_or(0);
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string SeeHelp(const std::string& text, std::string_view verb) {
+  return apps::Text("SEE_HELP", {text, std::string(verb)});
+}
+
+bool ReadArguments(std::string_view verb, const std::vector<std::string>& arguments, RequestOptions& options,
+                   const TakeArgument& take, std::string& error) {
+  std::string wrong;
+  for (std::size_t i = 0; i < arguments.size() && wrong.empty() && !options.help; ++i)
+    if (!take(i, wrong) && !TakeCommon(arguments, i, options, wrong))
+      wrong = apps::Text("OPTION_UNKNOWN", {arguments[i]});
+  if (wrong.empty()) return true;
+  error = SeeHelp(wrong, verb);
+  return false;
+}
+
+bool IsOperand(const std::string& argument) {
+  return !argument.empty() && argument.front() != '-';
+}
 
 std::optional<int> ParseNumber(std::string_view text, int low, int high) {
   int value = 0;

@@ -1,6 +1,7 @@
 #pragma once
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,28 @@ struct ServerChoice {
   std::uint16_t process = 100;
   std::uint16_t handle = 0;  // 0: any instance
 };
+
+// What the commands that send a request have in common.
+struct RequestOptions {
+  ServerChoice server;
+  int timeOut = 0;  // seconds for the whole request; 0: none
+  bool json = false;
+  bool help = false;
+};
+
+// Takes the argument at `i`, and its value, into a command's own options; why it is wrong in `error`. False
+// when it is none of these.
+using TakeArgument = std::function<bool(std::size_t& i, std::string& error)>;
+
+// Reads what follows "velactl <verb>": `take` is asked first, then it is a common option or wrong. Nothing is
+// read behind --help. False with `error`.
+bool ReadArguments(std::string_view verb, const std::vector<std::string>& arguments, RequestOptions& options,
+                   const TakeArgument& take, std::string& error);
+// `text` with the hint where the verb is explained.
+std::string SeeHelp(const std::string& text, std::string_view verb);
+
+// Whether the argument is no option.
+bool IsOperand(const std::string& argument);
 
 // A whole decimal number from `low` to `high`.
 std::optional<int> ParseNumber(std::string_view text, int low, int high);
