@@ -13,7 +13,6 @@
 #include "apps/velactl/inventory.h"
 #include "apps/velactl/request_session.h"
 #include "asn1/audit.h"
-#include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_fwd.h"
 
 namespace velactl {
@@ -36,18 +35,6 @@ void FillRequest(const AuditOptions& options, const std::vector<InventoryRow>& r
     SetOcts(record.version, row.version);
     SetOcts(record.position, row.position);
   }
-}
-
-// Whether the server's limits let one request carry them; an upper bound of its size.
-bool FitsOneRequest(const std::vector<InventoryRow>& rows) {
-  constexpr std::size_t elementsEach = 7;
-  constexpr std::size_t headersEach = 40;
-  std::size_t bytes = 64;
-  for (const InventoryRow& row : rows)
-    bytes += headersEach + row.identifier.size() + row.name.size() + row.type.size() + row.address.size() +
-             row.version.size() + row.position.size();
-  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
-  return bytes <= limits.maxBytes && rows.size() * elementsEach + 8 <= limits.maxElements;
 }
 
 // What to say when the audit ended early; empty when it did not.
@@ -86,7 +73,7 @@ int AuditCommand(char* argv0, const std::vector<std::string>& arguments) {
   if (options.help) return std::fputs(apps::HelpText("AUDIT_HELP").c_str(), stdout) < 0;
   std::vector<InventoryRow> rows;
   if (!ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
-  if (!FitsOneRequest(rows))
+  if (!FitsOneRequest(rows, 6))
     return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
   return Audit(options, rows, argv0);
 }

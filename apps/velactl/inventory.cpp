@@ -10,6 +10,7 @@
 
 #include "apps/common/texts.h"
 #include "apps/velactl/csv.h"
+#include "platform/asncmd/asn_checker.h"
 #include "platform/os/vela_os.h"
 
 namespace velactl {
@@ -110,6 +111,16 @@ bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std
   if (ParseInventory(text, rows, error)) return true;
   error.insert(0, file + ": ");
   return false;
+}
+
+bool FitsOneRequest(const std::vector<InventoryRow>& rows, std::size_t fields) {
+  const std::size_t headersEach = 4 + 6 * fields;
+  std::size_t bytes = 64;
+  for (const InventoryRow& row : rows)
+    bytes += headersEach + row.identifier.size() + row.name.size() + row.type.size() + row.address.size() +
+             row.version.size() + row.position.size();
+  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
+  return bytes <= limits.maxBytes && rows.size() * (fields + 1) + 8 <= limits.maxElements;
 }
 
 }  // namespace velactl

@@ -24,4 +24,8 @@ bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std:
 // The same for a file; `error` then begins with its name.
 bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std::string& error);
 
+// Whether the server's limits let one request carry the rows, in records of `fields` texts; an upper bound of
+// its size.
+bool FitsOneRequest(const std::vector<InventoryRow>& rows, std::size_t fields);
+
 }  // namespace velactl

@@ -16,7 +16,6 @@
 #include "apps/velactl/spread_report.h"
 #include "apps/velactl/spread_session.h"
 #include "asn1/spread.h"
-#include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_runtime.h"
 #include "platform/os/vela_os.h"
 
@@ -40,18 +39,6 @@ void FillRequest(const SpreadOptions& options, const std::vector<InventoryRow>& 
     SetOcts(record.address, row.address);
     SetOcts(record.version, row.version);
   }
-}
-
-// Whether the server's limits let one request carry them; an upper bound of its size.
-bool FitsOneRequest(const std::vector<InventoryRow>& rows) {
-  constexpr std::size_t elementsEach = 6;
-  constexpr std::size_t headersEach = 34;
-  std::size_t bytes = 64;
-  for (const InventoryRow& row : rows)
-    bytes += headersEach + row.identifier.size() + row.name.size() + row.type.size() + row.address.size() +
-             row.version.size();
-  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
-  return bytes <= limits.maxBytes && rows.size() * elementsEach + 8 <= limits.maxElements;
 }
 
 int Spread(const SpreadOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
@@ -86,7 +73,7 @@ int SpreadCommand(char* argv0, const std::vector<std::string>& arguments) {
   if (options.help) return std::fputs(apps::HelpText("SPREAD_HELP").c_str(), stdout) < 0;
   std::vector<InventoryRow> rows;
   if (!ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
-  if (!FitsOneRequest(rows))
+  if (!FitsOneRequest(rows, 5))
     return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
   return Spread(options, rows, argv0);
 }
