@@ -9,7 +9,7 @@
 #include "apps/common/program_log.h"
 #include "apps/common/texts.h"
 #include "apps/common/watched_bus.h"
-#include "apps/velad/ne_oper_locks.h"
+#include "apps/handlers/oper/ne_oper_locks.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"

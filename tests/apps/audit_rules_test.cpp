@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "apps/velad/audit_rules.h"
-#include "apps/velad/ne_types.h"
+#include "apps/handlers/audit/audit_rules.h"
+#include "apps/handlers/audit/ne_types.h"
 #include "tests/files.h"
 
 namespace velad {

@@ -2,9 +2,9 @@
 
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/common/ne_list.h"
+#include "apps/handlers/oper/ne_faults.h"
+#include "apps/handlers/oper/ne_oper_request.h"
 #include "apps/velactl/ne_oper_options.h"
-#include "apps/velad/ne_faults.h"
-#include "apps/velad/ne_oper_request.h"
 #include "asn1/error.h"
 #include "asn1/ne_oper.h"
 #include "platform/asncmd/asn_helper.h"

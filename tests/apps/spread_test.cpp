@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "apps/handlers/spread/spread_config.h"
 #include "apps/velactl/parts_bar.h"
-#include "apps/velad/spread_config.h"
 #include "tests/apps/child.h"
 
 // Missions over three real server processes: 101 owns them, 101, 102 and 103 work on them.

@@ -1,7 +1,7 @@
 #pragma once
 #include <string>
 
-#include "apps/velad/audit_rules.h"
+#include "apps/handlers/audit/audit_rules.h"
 
 namespace velad {
 

@@ -1,4 +1,4 @@
-#include "apps/velad/ne_oper_run.h"
+#include "apps/handlers/oper/ne_oper_run.h"
 
 #include <list>
 #include <string>

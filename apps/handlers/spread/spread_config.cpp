@@ -1,4 +1,4 @@
-#include "apps/velad/spread_config.h"
+#include "apps/handlers/spread/spread_config.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "apps/velad/spread_work.h"
+#include "apps/handlers/spread/spread_work.h"
 
 #include <algorithm>
 #include <chrono>

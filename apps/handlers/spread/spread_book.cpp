@@ -1,4 +1,4 @@
-#include "apps/velad/spread_book.h"
+#include "apps/handlers/spread/spread_book.h"
 
 #include <algorithm>
 #include <utility>

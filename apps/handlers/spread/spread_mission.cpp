@@ -1,4 +1,4 @@
-#include "apps/velad/spread_mission.h"
+#include "apps/handlers/spread/spread_mission.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "apps/common/texts.h"
-#include "apps/velad/spread_result.h"
+#include "apps/handlers/spread/spread_result.h"
 #include "asn1/progress.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/velad/ne_faults.h"
-#include "apps/velad/request_watch.h"
+#include "apps/handlers/oper/ne_faults.h"
+#include "apps/handlers/request_watch.h"
 
 namespace NSTE_util {
 class TEOperErrorLogIF;

@@ -1,4 +1,4 @@
-#include "apps/velad/ne_types.h"
+#include "apps/handlers/audit/ne_types.h"
 
 #include <cerrno>
 #include <cstring>

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/velad/audit_run.h"
-#include "apps/velad/ne_types.h"
+#include "apps/handlers/audit/audit_run.h"
+#include "apps/handlers/audit/ne_types.h"
 #include "apps/velad/server.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_checker.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/velad/audit_rules.h"
+#include "apps/handlers/audit/audit_rules.h"
 #include "asn1/spread.h"
 #include "platform/message/proc_id.h"
 

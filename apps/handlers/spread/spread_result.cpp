@@ -1,4 +1,4 @@
-#include "apps/velad/spread_result.h"
+#include "apps/handlers/spread/spread_result.h"
 
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_runtime.h"

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "apps/asn1/spread_codes.h"
-#include "apps/velad/audit_rules.h"
-#include "apps/velad/spread_config.h"
+#include "apps/handlers/audit/audit_rules.h"
+#include "apps/handlers/spread/spread_config.h"
 #include "asn1/spread.h"
 #include "platform/message/proc_id.h"
 #include "platform/os/mutex.h"

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "apps/velad/audit_rules.h"
-#include "apps/velad/request_watch.h"
+#include "apps/handlers/audit/audit_rules.h"
+#include "apps/handlers/request_watch.h"
 
 namespace velad {
 

@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "apps/common/texts.h"
+#include "apps/handlers/spread/spread_book.h"
+#include "apps/handlers/spread/spread_result.h"
 #include "apps/velad/server.h"
 #include "apps/velad/server_config.h"
-#include "apps/velad/spread_book.h"
-#include "apps/velad/spread_result.h"
 #include "asn1/progress.h"
 #include "asn1/spread.h"
 #include "platform/os/clock.h"

@@ -1,4 +1,4 @@
-#include "apps/velad/request_watch.h"
+#include "apps/handlers/request_watch.h"
 
 #include <algorithm>
 #include <thread>

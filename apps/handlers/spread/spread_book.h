@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "apps/velad/spread_mission.h"
+#include "apps/handlers/spread/spread_mission.h"
 #include "platform/os/mutex.h"
 
 namespace velad {

@@ -1,5 +1,5 @@
 #pragma once
-#include "apps/velad/ne_oper_run.h"
+#include "apps/handlers/oper/ne_oper_run.h"
 
 class VelaGnlTask;
 namespace SNACC {

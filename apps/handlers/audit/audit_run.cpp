@@ -1,4 +1,4 @@
-#include "apps/velad/audit_run.h"
+#include "apps/handlers/audit/audit_run.h"
 
 #include <algorithm>
 #include <chrono>

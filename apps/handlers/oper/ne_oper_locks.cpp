@@ -1,4 +1,4 @@
-#include "apps/velad/ne_oper_locks.h"
+#include "apps/handlers/oper/ne_oper_locks.h"
 
 #include <cstdio>
 #include <ctime>

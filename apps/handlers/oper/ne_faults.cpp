@@ -1,4 +1,4 @@
-#include "apps/velad/ne_faults.h"
+#include "apps/handlers/oper/ne_faults.h"
 
 #include <algorithm>
 #include <cerrno>

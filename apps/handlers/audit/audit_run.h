@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "apps/velad/audit_rules.h"
-#include "apps/velad/request_watch.h"
+#include "apps/handlers/audit/audit_rules.h"
+#include "apps/handlers/request_watch.h"
 
 namespace NSTE_util {
 class TETaskContext;

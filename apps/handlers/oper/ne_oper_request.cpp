@@ -1,4 +1,4 @@
-#include "apps/velad/ne_oper_request.h"
+#include "apps/handlers/oper/ne_oper_request.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,8 +7,8 @@
 
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/common/texts.h"
-#include "apps/velad/ne_faults.h"
-#include "apps/velad/ne_oper_locks.h"
+#include "apps/handlers/oper/ne_faults.h"
+#include "apps/handlers/oper/ne_oper_locks.h"
 #include "asn1/error.h"
 #include "asn1/ne_oper.h"
 #include "platform/asncmd/asn_checker.h"

@@ -1,4 +1,4 @@
-#include "apps/velad/audit_rules.h"
+#include "apps/handlers/audit/audit_rules.h"
 
 #include <algorithm>
 #include <charconv>
