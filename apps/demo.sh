@@ -44,7 +44,8 @@ trap 'exit 130' INT TERM
 parts=$home/apps/demo
 . "$parts/common.sh"
 
-cp -r "$home/install/." "$root/" && mkdir "$root/bin" && cp "$bin/velad" "$bin/velactl" "$root/bin/" ||
+cp -r "$home/install/." "$root/" && mkdir "$root/bin" "$root/handlers" && cp "$bin/velad" "$bin/velactl" "$root/bin/" &&
+  find "$bin/.." -path "*/velad/*.so" -exec cp {} "$root/handlers/" \; ||
   fail "no installation root"
 bin=$root/bin
 # Slow enough to watch.

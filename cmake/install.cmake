@@ -9,6 +9,12 @@ target_compile_features(vela_platform PUBLIC cxx_std_20)
 install(TARGETS vela_platform vela_testkit basic_util EXPORT basic_utilTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS velad velactl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS vela_apps LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} NAMELINK_SKIP)
+get_property(handler_sets GLOBAL PROPERTY VELA_HANDLER_SETS)
+get_property(handler_set_folder GLOBAL PROPERTY VELA_HANDLER_SET_FOLDER)
+install(TARGETS ${handler_sets} LIBRARY DESTINATION ${handler_set_folder})
+install(FILES ${CMAKE_SOURCE_DIR}/apps/velad/handler_set.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/basic_util/apps/velad)
 install(DIRECTORY ${CMAKE_SOURCE_DIR}/install/ DESTINATION ${CMAKE_INSTALL_DATADIR}/basic_util/root)
 
 file(STRINGS ${CMAKE_SOURCE_DIR}/cmake/internal_headers.txt patterns REGEX "^[^#]")

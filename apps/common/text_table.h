@@ -22,6 +22,9 @@ inline constexpr BuiltInText kTexts[] = {
     // Start of velad.
     {"SERVER_NO_LOG", "the log cannot be opened in {1}"},
     {"SERVER_NO_LOCKS", "{1} cannot be read, or a line of it is wrong; operations would not exclude each other. The log names the lines"},
+    {"HANDLERS_NOT_LOADED", "the handler set {1} cannot be loaded: {2}"},
+    {"HANDLERS_TAKEN", "the handler set {1} serves a command that another set serves already; the log names it"},
+    {"HANDLERS_NOT_STARTED", "the handler set {1} did not start, code {2}; the log says why"},
     {"SERVER_NO_WORKERS", "the worker threads cannot be started"},
     {"SERVER_NO_TASKS", "the service tasks cannot be started"},
     {"SERVER_ADDRESS_TAKEN", "the address {1} is taken by another process; give this one its own ProcHandle"},
@@ -181,7 +184,7 @@ inline constexpr BuiltInText kTexts[] = {
      "  -f FILE     the configuration file, by default velad.cfg. Looked for as ../conf/FILE from the folder of\n"
      "              the program, then as $VELA_ROOT/conf/FILE, then as FILE itself. Its keys: ProcNumber and\n"
      "              ProcHandle (the address), WorkerThreads, QueueLimit, StopSeconds, MutexFile,\n"
-     "              LogDirectory.\n"
+     "              LogDirectory, HandlerSets (what it serves).\n"
      "  --help      this text\n"
      "  --version   the version\n"
      "\n"

@@ -5,6 +5,7 @@
 
 #include "apps/common/texts.h"
 #include "apps/velad/server.h"
+#include "platform/config/process_config.h"
 #include "platform/os/vela_os.h"
 #include "util/basicutil/filepath.h"
 
@@ -40,6 +41,6 @@ int main(int argc, char** argv) {
   if (!velad::FindConfig(name, processPath, root, file, error) ||
       !velad::LoadConfig(file, root, config, error))
     return Fail(error);
-  velad::SetConfigFile(config.file);
+  vela::SetProcessConfigFile(config.file);
   return velad::Serve(config, argv[0], name);
 }

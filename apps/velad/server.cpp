@@ -9,13 +9,16 @@
 #include "apps/common/program_log.h"
 #include "apps/common/texts.h"
 #include "apps/common/watched_bus.h"
-#include "apps/handlers/oper/ne_oper_locks.h"
+#include "apps/velad/handler_set.h"
+#include "apps/velad/handler_sets.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task_mgr.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/filepath.h"
+#include "util/basicutil/mutex.h"
 #include "util/basicutil/progress_api.h"
 
 namespace velad {
@@ -65,6 +68,23 @@ std::string WhyNotStarted(vela::BusResult result, CProcID address) {
   return apps::Text("SERVER_NO_BUS", {vela::InstallRoot(), LogProcess::Directory()});
 }
 
+// Which operations exclude each other; which of the file's lines are wrong is in the log.
+bool LoadOperLocks(const std::string& file, std::string& error) {
+  NSTE_util::TEMutexOperMgr* const locks = NSTE_util::TEMutexOperMgr::Instance();
+  if (locks != nullptr && locks->LoadMutexFile(file)) return true;
+  error = apps::Text("SERVER_NO_LOCKS", {file});
+  // Also lets out what was held back about the lines.
+  NSTE_util::WriteException((error + '\n').c_str());
+  return false;
+}
+
+bool LoadHandlers(const ServerConfig& config, std::vector<HandlerSet>& sets, std::string& error) {
+  std::string processPath;
+  NSTE_util::GetProcessPath(processPath);
+  return LoadHandlerSets(config.handlerSets, vela::InstallRoot(), InstalledHandlerSets(processPath), sets,
+                         error);
+}
+
 // True when all handlers ended in time.
 bool StopServing(int seconds) {
   VelaSetExitFlag();
@@ -86,7 +106,8 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   if (!apps::StartLog(argv0, name, LogFolder(config)))
     return Fail(apps::Text("SERVER_NO_LOG", {LogProcess::Directory()}));
   std::string error;
-  if (!LoadOperLocks(config.mutexFile, error)) return Fail(error);
+  std::vector<HandlerSet> sets;
+  if (!LoadOperLocks(config.mutexFile, error) || !LoadHandlers(config, sets, error)) return Fail(error);
   if (!MakeTaskMgrs(config)) return Fail(apps::Text("SERVER_NO_WORKERS"));
   VelaAppMgr* app = VelaAppMgr::Instance();
   vela::BusResult result = vela::BusResult::failed;
@@ -95,6 +116,10 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   if (NSTE_util::InitDebugTask(kServiceTaskMgr) != 0 || NSTE_util::InitProgressTask(kServiceTaskMgr) != 0) {
     StopServing(0);
     return Fail(apps::Text("SERVER_NO_TASKS"));
+  }
+  if (!StartHandlerSets(sets, error)) {
+    StopServing(0);
+    return Fail(error);
   }
 
   LogProcess::Info("velad: serves as " + AddressText(config.address) + ", configuration " + config.file);

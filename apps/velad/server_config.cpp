@@ -7,8 +7,6 @@
 namespace velad {
 namespace {
 
-std::string g_configFile;
-
 bool IsFile(const std::string& name) {
   struct stat info {};
   return VELA_OS::stat(name.c_str(), &info) == 0 && S_ISREG(info.st_mode);
@@ -71,17 +69,10 @@ bool LoadConfig(const std::string& file, const std::string& root, ServerConfig& 
   if (number == VELA_CLIENT_GROUP) keys.Fail(apps::Text("CONFIG_CLIENT_NUMBER"));
   config.address = CProcID(static_cast<std::uint16_t>(number), static_cast<std::uint16_t>(handle));
   config.logDirectory = Path(file, "LogDirectory", root, "");
+  VelaGetRegString(file.c_str(), "HandlerSets", config.handlerSets);
   config.mutexFile = Path(file, "MutexFile", root, "conf/mutex.cfg");
   error = keys.Error();
   return error.empty();
-}
-
-const std::string& ConfigFile() {
-  return g_configFile;
-}
-
-void SetConfigFile(const std::string& file) {
-  g_configFile = file;
 }
 
 }  // namespace velad

@@ -13,6 +13,7 @@ struct ServerConfig {
   unsigned workerThreads = 4;
   unsigned queueLimit = 1000;
   int stopSeconds = 10;
+  std::string handlerSets;   // as LoadHandlerSets takes them
   std::string mutexFile;     // full path
   std::string logDirectory;  // full path; empty: the one that the library chooses
 };
@@ -24,10 +25,5 @@ bool FindConfig(const std::string& name, const std::string& processPath, const s
 
 // Reads and checks it. False with `error`, one line that names file and key.
 bool LoadConfig(const std::string& file, const std::string& root, ServerConfig& config, std::string& error);
-
-// The file that this process runs with, for handlers that have keys of their own in it; empty before main
-// has set it. Set before the first thread starts.
-const std::string& ConfigFile();
-void SetConfigFile(const std::string& file);
 
 }  // namespace velad

@@ -15,10 +15,12 @@ class TETaskCreatorImpl final : public TETaskCreator {
   bool RegisterTask(const TETaskHandlerStru* handler) override;
   const TETaskHandlerStru* Find(std::uint32_t cmdCode) const override;
   std::vector<const TETaskHandlerStru*> All() const override;
+  std::size_t Refused() const override { return m_refused; }
 
  private:
   mutable vela::Mutex m_lock;
   std::unordered_map<std::uint32_t, const TETaskHandlerStru*> m_handlers VELA_GUARDED_BY(m_lock);
+  std::atomic<std::size_t> m_refused = 0;
 };
 
 void TraceRefusal(const TETaskHandlerStru& handler, const char* why) {
@@ -31,6 +33,7 @@ void TraceRefusal(const TETaskHandlerStru& handler, const char* why) {
 bool TETaskCreatorImpl::RegisterTask(const TETaskHandlerStru* handler) {
   if (handler == nullptr) return false;
   if (handler->handle == nullptr || handler->name == nullptr) {
+    ++m_refused;
     TraceRefusal(*handler, "it has no handler or no name");
     return false;
   }
@@ -39,8 +42,10 @@ bool TETaskCreatorImpl::RegisterTask(const TETaskHandlerStru* handler) {
     vela::MutexLock lock(m_lock);
     accepted = m_handlers.emplace(vela::Cut32(handler->cmdCode), handler).first->second == handler;
   }
-  if (!accepted) TraceRefusal(*handler, "the command code is taken");
-  return accepted;
+  if (accepted) return true;
+  ++m_refused;
+  TraceRefusal(*handler, "the command code is taken");
+  return false;
 }
 
 const TETaskHandlerStru* TETaskCreatorImpl::Find(std::uint32_t cmdCode) const {

@@ -31,4 +31,5 @@ class VELA_EXPORT TETaskCreator {
   virtual bool RegisterTask(const TETaskHandlerStru* handler) = 0;
   virtual const TETaskHandlerStru* Find(std::uint32_t cmdCode) const = 0;
   virtual std::vector<const TETaskHandlerStru*> All() const = 0;  // in order of command code
+  virtual std::size_t Refused() const = 0;                        // records so far
 };

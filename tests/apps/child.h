@@ -139,7 +139,8 @@ class Server : public Child {
  public:
   // Slow: a record takes 20 ms, so that the demo's inventory takes minutes.
   explicit Server(const std::string& keys = "AuditRecordMicroseconds = 20000\n")
-      : Child({VELA_BIN_DIR "/velad", "-f", WriteConfig("test.cfg", "ProcNumber = 100\n" + keys)}) {}
+      : Child({VELA_BIN_DIR "/velad", "-f",
+               WriteConfig("test.cfg", "ProcNumber = 100\nHandlerSets = audit, oper, spread\n" + keys)}) {}
   bool Ready() { return Says(out, "ready\n"); }
   static std::string Log() { return files::Read("var/logs/Develop/velad_1/velad.log"); }
 };

@@ -22,7 +22,8 @@ class Worker : public Child {
       : Child({VELA_BIN_DIR "/velad", "-f",
                WriteConfig("test" + std::to_string(number) + ".cfg",
                            keys + "ProcNumber = " + std::to_string(number) + "\nLogDirectory = var/logs/" +
-                               std::to_string(number) + "\nSpreadProcesses = 101/1, 102/1, 103/1\n")}) {}
+                               std::to_string(number) +
+                               "\nHandlerSets = spread\nSpreadProcesses = 101/1, 102/1, 103/1\n")}) {}
   bool Ready() { return Says(out, "ready\n"); }
   void Kill() {
     Signal(SIGKILL);

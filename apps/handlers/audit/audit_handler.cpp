@@ -6,10 +6,11 @@
 
 #include "apps/handlers/audit/audit_run.h"
 #include "apps/handlers/audit/ne_types.h"
-#include "apps/velad/server.h"
+#include "apps/velad/handler_set.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_fwd.h"
+#include "platform/config/process_config.h"
 #include "platform/config/vela_config.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
@@ -35,7 +36,7 @@ std::vector<NERecord> Records(const AsnAuditReq& request) {
 
 std::uint32_t ConfiguredPause() {
   int pause = 0;
-  VelaGetRegInt(ConfigFile().c_str(), "AuditRecordMicroseconds", pause);
+  VelaGetRegInt(vela::ProcessConfigFile().c_str(), "AuditRecordMicroseconds", pause);
   return static_cast<std::uint32_t>(std::clamp(pause, 0, kLongestPause));
 }
 

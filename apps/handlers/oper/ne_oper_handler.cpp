@@ -1,7 +1,7 @@
 // Takes the requests to work on NEs (apps/asn1/ne_oper.asn1).
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/handlers/oper/ne_oper_request.h"
-#include "apps/velad/server.h"
+#include "apps/velad/handler_set.h"
 #include "asn1/error.h"
 #include "asn1/ne_oper.h"
 #include "platform/task/te_task_creator.h"

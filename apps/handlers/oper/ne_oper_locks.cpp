@@ -48,15 +48,6 @@ std::string BlockerText(const NSTE_util::TEBlockingOper& blocker) {
 
 }  // namespace
 
-bool LoadOperLocks(const std::string& file, std::string& error) {
-  NSTE_util::TEMutexOperMgr* const locks = NSTE_util::TEMutexOperMgr::Instance();
-  if (locks != nullptr && locks->LoadMutexFile(file)) return true;
-  error = apps::Text("SERVER_NO_LOCKS", {file});
-  // Also lets out what was held back about the lines.
-  NSTE_util::WriteException((error + '\n').c_str());
-  return false;
-}
-
 void AddRefusal(NSTE_util::TEOperErrorLogIF& errors, const NSTE_util::TEMutexOperNEGuard& locks) {
   const unsigned long code = locks.GetResult();
   errors.SetErrCode(code);

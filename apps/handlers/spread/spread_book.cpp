@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "apps/velad/server.h"
+#include "apps/velad/handler_set.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"

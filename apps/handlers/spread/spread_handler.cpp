@@ -5,10 +5,10 @@
 #include "apps/common/texts.h"
 #include "apps/handlers/spread/spread_book.h"
 #include "apps/handlers/spread/spread_result.h"
-#include "apps/velad/server.h"
-#include "apps/velad/server_config.h"
+#include "apps/velad/handler_set.h"
 #include "asn1/progress.h"
 #include "asn1/spread.h"
+#include "platform/config/process_config.h"
 #include "platform/os/clock.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
@@ -45,7 +45,7 @@ unsigned long HandleSpread(VelaGnlTask* task, const AsnType* msg) {
   const auto& request = static_cast<const AsnSpreadReq&>(*msg);
   NSTE_util::TETaskContext context(task);
   context.SetUserID(static_cast<int>(request.userID));
-  const SpreadConfig config = LoadSpreadConfig(ConfigFile());
+  const SpreadConfig config = LoadSpreadConfig(vela::ProcessConfigFile());
   std::uint32_t code = SPREAD_ERR_TWICE;
   if (const SpreadOrder order = Order(task, request); !SpreadBook::Instance().Has(order.client)) {
     context.SetMissionID(static_cast<int>(request.missionID), false);

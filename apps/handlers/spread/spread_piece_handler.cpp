@@ -9,9 +9,9 @@
 #include "apps/handlers/spread/spread_config.h"
 #include "apps/handlers/spread/spread_result.h"
 #include "apps/handlers/spread/spread_work.h"
-#include "apps/velad/server.h"
-#include "apps/velad/server_config.h"
+#include "apps/velad/handler_set.h"
 #include "asn1/spread.h"
+#include "platform/config/process_config.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
@@ -77,7 +77,7 @@ unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   std::string reason;
   if (!LoadNETypes(vela::InstallRoot() + "conf/ne_types.cfg", types, reason))
     return SendFailure(task, owner, id, AUDIT_ERR_NO_TYPES, reason);
-  const SpreadConfig config = LoadSpreadConfig(ConfigFile());
+  const SpreadConfig config = LoadSpreadConfig(vela::ProcessConfigFile());
   const std::vector<NERecord> records = ReadRecords(request.records);
   const std::string what =
       "piece of " + std::to_string(records.size()) + " NEs for " + VelaAddressText(owner);
