@@ -43,5 +43,6 @@ list(TRANSFORM ESNACC_INCLUDE_DIRS PREPEND "-isystem " OUTPUT_VARIABLE esnacc_cf
 list(JOIN esnacc_cflags " " esnacc_cflags)
 configure_file(cmake/basic_util.pc.in basic_util.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/basic_utilConfig.cmake ${CMAKE_BINARY_DIR}/basic_utilConfigVersion.cmake
+              cmake/asn1.cmake cmake/asn1_compile.cmake cmake/handler_set.cmake
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/basic_util)
 install(FILES ${CMAKE_BINARY_DIR}/basic_util.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
