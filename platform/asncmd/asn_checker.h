@@ -15,6 +15,7 @@
 // 32 bits, tags that hide a type) and what no message of ours holds (SET, REAL, EXTERNAL).
 namespace vela {
 
+// What is accepted at most.
 struct AsnLimits {
   std::uint32_t maxBytes = 16u << 20;
   std::uint32_t maxDepth = 32;  // open constructed elements; more than depthCeiling counts as depthCeiling
@@ -22,12 +23,14 @@ struct AsnLimits {
   static constexpr std::uint32_t depthCeiling = 64;
 };
 
+// Accepted, or why not.
 struct AsnVerdict {
   const char* reason = nullptr;  // null: accepted; otherwise a static text
   std::size_t offset = 0;        // of the byte that was refused
   bool ok() const { return reason == nullptr; }
 };
 
+// Judges `bytes`, which are all of a payload.
 VELA_EXPORT AsnVerdict CheckAsn(std::span<const unsigned char> bytes, const AsnLimits& limits);
 
 // The limits in force: from the keys AsnMaxBytes (1024 to 256 MiB), AsnMaxDepth (4 to 64) and AsnMaxElements

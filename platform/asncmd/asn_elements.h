@@ -9,6 +9,7 @@
 // No allocation, no recursion; safe in any thread.
 namespace vela {
 
+// Tag and length of one element.
 struct AsnHeader {
   static constexpr unsigned char constructedBit = 0x20;
   static constexpr unsigned char numberMask = 0x1F;
@@ -49,6 +50,7 @@ inline bool SkipAsnElement(std::span<const unsigned char>& rest) {
 VELA_EXPORT bool FindFilled(std::span<const unsigned char> emptied, std::span<const unsigned char> filled,
                             std::size_t& lengthOffset, std::size_t& lengthOctets);
 
+// Whether the two octets that end an indefinite length come next.
 inline bool AtEndOfContents(std::span<const unsigned char> rest) {
   return rest.size() >= 2 && rest[0] == 0 && rest[1] == 0;
 }

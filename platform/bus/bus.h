@@ -11,6 +11,7 @@
 
 namespace vela {
 
+// The outcome of Open and Send.
 enum class BusResult {
   ok,
   noReceiver,  // nobody lives at the address: nothing was queued
@@ -21,6 +22,7 @@ enum class BusResult {
   failed       // the operating system refused, or the frame's header is no valid one; the reason was logged
 };
 
+// Frames since the bus was opened.
 struct BusStats {
   std::uint64_t sent = 0;  // a broadcast counts once for each member, its refusals too
   std::uint64_t received = 0;
@@ -61,6 +63,7 @@ class VELA_EXPORT Bus {
   virtual BusStats Stats() const = 0;
 };
 
+// How a bus is made.
 struct BusOptions {
   std::string folder;                // of the endpoints; made owner-only. Empty: var/run/bus/ under the root
   std::uint32_t queueFrames = 1000;  // held in each direction for each peer

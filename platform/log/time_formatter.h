@@ -4,6 +4,7 @@
 
 #include "platform/export.h"
 
+// The form of times in the log.
 class VELA_EXPORT TimeFormatter {
  public:
   // "2026-11-21 15:04:05.123456" in the server's zone (platform/time/vela_tzone.h). Thread-safe.

@@ -5,9 +5,9 @@
 
 #include "platform/export.h"
 
+#pragma pack(push, 1)
 // The frame that crosses the bus: a header of 50 bytes, then the payload. Little-endian on the wire; this
 // code runs on little-endian machines only.
-#pragma pack(push, 1)
 struct VelaCmdMSG {
   std::uint8_t format;      // always 10
   std::uint8_t flags;       // 0
@@ -62,6 +62,7 @@ VELA_EXPORT VelaCmdMSG* VelaAllocMsg(std::size_t size);
 VELA_EXPORT void VelaFreeMsg(VelaCmdMSG* msg);
 VELA_EXPORT void VelaMsgSetSn(VelaCmdMSG* msg, std::uint32_t sn);
 
+// A frame that frees itself.
 struct VelaMsgDeleter {
   void operator()(VelaCmdMSG* msg) const { VelaFreeMsg(msg); }
 };

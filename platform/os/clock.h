@@ -9,6 +9,7 @@
 // All functions are safe in any thread.
 namespace vela {
 
+// A moment of the day, UTC, to the microsecond.
 using WallTime = std::chrono::time_point<std::chrono::system_clock, std::chrono::microseconds>;
 
 // Time of day, from the system or from the test clock.

@@ -6,6 +6,7 @@
 // Failure injection at the seam. Not for production: the test kit wraps it in scope guards.
 namespace vela {
 
+// What can fail.
 enum class OsCall { open, close, read, write, opendir, readdir, stat, unlink, rename, mkdir, allocate };
 
 // What the seam does instead of the call: 0 = the real call; an errno value = fail with it. For read and

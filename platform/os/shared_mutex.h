@@ -33,6 +33,7 @@ class VELA_SCOPED_CAPABILITY WriteLock {
   SharedMutex& m_mutex;
 };
 
+// Holds the mutex shared for its scope.
 class VELA_SCOPED_CAPABILITY ReadLock {
  public:
   explicit ReadLock(SharedMutex& mutex) VELA_ANNOTATE(acquire_shared_capability(mutex)) : m_mutex(mutex) {

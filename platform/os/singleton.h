@@ -29,6 +29,7 @@ class SingletonSlot {
     return instance;
   }
 
+  // The next Instance makes another one. Nobody may use the object any more.
   void Destroy() {
     if (!LockStaticObjects()) return;
     T* instance = m_instance.exchange(nullptr, std::memory_order_acq_rel);

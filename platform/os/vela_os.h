@@ -17,6 +17,7 @@
 // functions; files are opened close-on-exec. Failures can be injected here: see platform/os/os_faults.h.
 namespace VELA_OS {
 
+// As the C functions of these names.
 VELA_EXPORT std::FILE* fopen(const char* name, const char* mode, const char* charset = "UTF-8");
 VELA_EXPORT int fclose(std::FILE* file);
 VELA_EXPORT std::size_t fread(void* data, std::size_t size, std::size_t count, std::FILE* file);

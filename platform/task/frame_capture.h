@@ -5,6 +5,7 @@
 #include "platform/message/vela_cmd_msg.h"
 
 namespace vela {
+// What a capture does with a frame.
 enum class FrameFate { route, taken, refused };
 
 // Sees every frame that the process sends, before routing: "taken" goes no further and counts as sent,

@@ -13,6 +13,7 @@ class Bus;
 }
 class VelaTaskMgr;
 
+// How a task manager is made.
 struct VelaTaskMgrConfig {
   std::uint8_t id = 1;  // 1 to 255: the module number of frames
   std::string name = "main";
@@ -21,6 +22,7 @@ struct VelaTaskMgrConfig {
   std::size_t stackBytes = 2u << 20;  // of a worker thread, at least 1 MiB
 };
 
+// Counts since the start.
 struct VelaAppStats {
   std::uint64_t lateAnswers = 0;    // came after their waiter had given up: dropped
   std::uint64_t refusedFrames = 0;  // broke a rule: wrong format, no handler, unknown manager

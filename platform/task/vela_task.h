@@ -15,6 +15,7 @@
 // task that was inserted (VelaTaskMgr::InsertTask) lives until its state is VELA_TASK_END.
 enum VelaTaskState : int { VELA_TASK_RUNNING = 1, VELA_TASK_WAITING = 5, VELA_TASK_END = 9 };
 
+// What all kinds of tasks have in common.
 class VELA_EXPORT VelaTask {
  public:
   // `attribute`: the one-byte attribute that goes into the frames that the task sends.

@@ -8,6 +8,7 @@
 
 class VelaTask;
 
+// Counts since the start, and what is there now.
 struct VelaTaskMgrStats {
   std::uint64_t handled = 0;
   std::uint64_t refusedFull = 0;  // requests answered with VELA_ERR_OVERLOAD

@@ -61,6 +61,7 @@ class VELA_EXPORT CurrentTask {
   std::unique_ptr<Impl> m_impl;
 };
 
+// One record, as it was handed to the logging.
 struct LogRecord {
   std::string log;  // "" = the module log
   int level;
@@ -85,6 +86,7 @@ class VELA_EXPORT LogCapture {
   std::unique_ptr<Impl> m_impl;
 };
 
+// One frame on its way out.
 struct Frame {
   VelaCmdMSG header;  // `data` unused
   std::string payload;

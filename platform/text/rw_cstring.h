@@ -18,6 +18,7 @@ constexpr std::size_t RW_NPOS = static_cast<std::size_t>(-1);
 // inside the text and is valid until the text is changed; a null `const char*` counts as the empty text.
 class VELA_EXPORT RWCString {
  public:
+  // Which end strip works on.
   enum stripType { leading = 1, trailing = 2, both = 3 };
 
   RWCString() = default;

@@ -21,6 +21,7 @@ class VelaGnlTask;
 // time, also while it is only split.
 namespace NSTE_util {
 
+// The library's name for a task that serves a request.
 using TETask = VelaGnlTask;
 
 // A way of handling; the values are the server's own.
@@ -33,6 +34,7 @@ struct TEAsnNESection {
   std::uint32_t m_nCount = 0;
 };
 
+// Parts of a request, shared, by their way of handling.
 using TEAsnReqDataPtr = ACE_Refcounted_Auto_Ptr<CAsnReqData, ACE_Thread_Mutex>;
 using TEAsnSplitResult = std::map<CAsnSplitStrategyType, TEAsnReqDataPtr>;
 
@@ -65,6 +67,7 @@ struct TEAsnPathStep {
   std::uint32_t m_nTag = 0;   // identifier octets as one number: 0x30 a SEQUENCE, 0xBF28 the tag [40]
   std::uint32_t m_nSkip = 0;  // elements with the same tag that stand before it in what encloses it
 };
+// From the outside in.
 using TEAsnListPath = std::vector<TEAsnPathStep>;
 
 // The path to `listField` in requests like `sample`; make it once for a request type. Where fields of the

@@ -22,6 +22,7 @@
 // Thread-safe.
 namespace NSTE_util {
 
+// What has failed in one process.
 struct PartFailure {
   std::uint32_t missionId = 0;
   ClientMissionID client;
@@ -48,6 +49,7 @@ BASIC_UTIL_EXPORT bool GoOnWithout(unsigned long missionId, const CProcID& proce
 // Asks the bus for the processes of all missions. The number of failed sub-missions that were noticed.
 BASIC_UTIL_EXPORT int CheckMissionProcesses();
 
+// What one process has of a mission.
 struct MissionPart {
   CProcID process;  // handle 0: any instance
   float weight = 0;
@@ -57,6 +59,7 @@ struct MissionPart {
   std::uint32_t errorCode = 0;  // of its first failed sub-mission; 0: none
 };
 
+// A mission as an operator sees it.
 struct MissionStatus {
   std::uint32_t missionId = 0;
   ClientMissionID client;

@@ -19,6 +19,7 @@ struct ProcWeightPairEx {
   std::uint32_t count = 0;
 };
 
+// A process and its share of the whole; the numbers of its sub-missions.
 using ProcWeightPair = std::pair<CProcID, float>;
 using SubMissionIds = std::map<CProcID, std::vector<std::uint32_t>>;
 // The command that carries a mission: its serial number, and a value that is handed on with a time-out reset.

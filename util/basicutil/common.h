@@ -72,6 +72,7 @@ BASIC_UTIL_EXPORT void AsnTrace(const AsnType& msg, TEDebugInterface& out);
 // The message's text, cut at nMaxSizeOfAsnTrace bytes; empty when there is no memory for it.
 BASIC_UTIL_EXPORT std::string toString(const AsnType& msg);
 
+// A random number from 0 to RAND_MAX.
 BASIC_UTIL_EXPORT int TERand();
 
 // User configuration TRANS/slotModeflg; read until it was found once, 0 until then.

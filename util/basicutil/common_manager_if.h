@@ -7,6 +7,7 @@
 // The debug manager as a module interface: for modules that find it by name and version.
 namespace NSTE_util {
 
+// What such a module sees.
 class BASIC_UTIL_EXPORT TEDebugMgrIf : public ModuleInterface {
  public:
   // As the functions of common.h.

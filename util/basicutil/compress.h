@@ -20,6 +20,7 @@ using SNACC::AsnFile;
 // keys of etc/conf/vela.cfg, read once; a value out of range counts as the nearest one in it.
 namespace NSTE_util {
 
+// What the functions here answer, beside 0.
 constexpr std::uint32_t COMPRESS_FAILED = 0x4101F008;
 constexpr std::uint32_t COMPRESS_NO_MEMORY = 0x4101F00E;
 constexpr std::uint32_t COMPRESS_ZLIB_ERROR = 0x4101F011;    // of a memory buffer

@@ -27,10 +27,12 @@ struct BASIC_UTIL_EXPORT TERunningOper {
   int m_nProgress = -1;       // percent; -1 without a mission, or when it has ended
 };
 
+// With what it holds.
 struct BASIC_UTIL_EXPORT TERunningOperObjects : TERunningOper {
   std::vector<TEOperObject> m_objects;  // sorted; what is held twice is there twice
 };
 
+// With what stands in the way.
 struct BASIC_UTIL_EXPORT TEBlockingOper : TERunningOper {
   std::uint32_t m_nErrorCode = 0;        // what LockOper answers
   TEOperObject m_wantedObject{0, 0, 0};  // the first of the list that is in conflict

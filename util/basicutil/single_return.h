@@ -17,6 +17,7 @@ constexpr std::uint32_t SUCCESS_WITH_NOTICE = 0x0B000014;
 // Marks a result that is given by its text alone.
 constexpr std::uint32_t ERROR_BY_TEXT = 0xFFFFFFFF;
 
+// From the records of messages.
 BASIC_UTIL_EXPORT void SingleReturnA2E(const SNACC::AsnSingleReturn& from, TESingleReturn& to);
 BASIC_UTIL_EXPORT void SingleReturnQA2E(const SNACC::QAsnSingleReturn& from, TESingleReturn& to);
 }  // namespace NSTE_util
