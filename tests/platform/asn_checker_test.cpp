@@ -1,9 +1,7 @@
 #include "platform/asncmd/asn_checker.h"
 
-#include <gtest/gtest.h>
-
-#include "tests/files.h"
 #include "tests/platform/hostile_rows.h"
+#include "tests/test_base.h"
 
 namespace {
 
@@ -38,19 +36,17 @@ TEST(AsnChecker, RefusesEveryTruncationAndEveryExtension) {
 
 TEST(AsnChecker, LimitsAreInclusive) {
   const std::string nested = hostile::Repeat("3080", 70) + hostile::Repeat("0000", 70);
-  struct {
-    vela::AsnLimits limits;
-    std::string bytes;
-    bool accepted;
-  } const rows[] = {
-      {{.maxBytes = 5, .maxDepth = 1, .maxElements = 2}, hostile::FromHex("3003020101"), true},
-      {{.maxBytes = 4, .maxDepth = 1, .maxElements = 2}, hostile::FromHex("3003020101"), false},
-      {{.maxBytes = 5, .maxDepth = 0, .maxElements = 2}, hostile::FromHex("3003020101"), false},
-      {{.maxBytes = 5, .maxDepth = 1, .maxElements = 1}, hostile::FromHex("3003020101"), false},
+  const std::string integer = hostile::FromHex("3003020101");
+  const std::tuple<vela::AsnLimits, std::string, bool> rows[] = {
+      {{.maxBytes = 5, .maxDepth = 1, .maxElements = 2}, integer, true},
+      {{.maxBytes = 4, .maxDepth = 1, .maxElements = 2}, integer, false},
+      {{.maxBytes = 5, .maxDepth = 0, .maxElements = 2}, integer, false},
+      {{.maxBytes = 5, .maxDepth = 1, .maxElements = 1}, integer, false},
       {{.maxDepth = 1000}, nested, false},  // the ceiling holds whatever the limit says
       {{.maxDepth = 1000}, nested.substr(12, 256), true},
   };
-  for (const auto& row : rows) EXPECT_EQ(vela::CheckAsn(Bytes(row.bytes), row.limits).ok(), row.accepted);
+  for (const auto& [limits, bytes, accepted] : rows)
+    EXPECT_EQ(vela::CheckAsn(Bytes(bytes), limits).ok(), accepted);
 }
 
 TEST(AsnChecker, ConfiguredLimitsAreClamped) {

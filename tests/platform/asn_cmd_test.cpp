@@ -1,16 +1,11 @@
 #include "platform/asncmd/asn_cmd.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <thread>
-
 #include "asn1/result.h"
 #include "platform/asncmd/asn_runtime.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
-#include "platform/testkit/testkit.h"
 #include "tests/platform/hostile_rows.h"
+#include "tests/test_base.h"
 
 namespace {
 
@@ -60,12 +55,7 @@ TEST(AsnCmd, FrameNamesSenderReceiverAndClient) {
 }
 
 TEST(AsnCmd, ExecGivesTheAnswerOrSaysWhyNot) {
-  struct {
-    std::uint32_t status;
-    std::string payload;
-    std::uint32_t result;
-    const char* why;
-  } const rows[] = {
+  const std::tuple<std::uint32_t, std::string, std::uint32_t, const char*> rows[] = {
       {0, "3003 0101FF", 0, "answered"},
       {0x42001234, "", 0x42001234, "refused"},
       {0, "", VELA_ERR_DECODE, "no payload"},
@@ -73,15 +63,15 @@ TEST(AsnCmd, ExecGivesTheAnswerOrSaysWhyNot) {
       {0, "24 05 04 82 0190 41", VELA_ERR_DECODE, "hostile"},
       {0x42001234, "3003 0101FF", 0x42001234, "a status and an answer"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [status, payload, result, why] : rows) {
     testkit::LogCapture log;
     testkit::CurrentTask task;
-    const testkit::FrameCapture capture(Answering(task, row.status, hostile::FromHex(row.payload)));
+    const testkit::FrameCapture capture(Answering(task, status, hostile::FromHex(payload)));
     AsnSingleReturn rsp;
     rsp.result = false;
-    EXPECT_EQ(CAsnPhyCmd(1, SNACC::AsnNull(), server, 1, 0, 0).Exec(task.get(), rsp), row.result) << row.why;
-    EXPECT_EQ(rsp.result, row.payload == "3003 0101FF") << row.why;
-    EXPECT_EQ(log.Count("cannot be decoded: byte "), row.result == VELA_ERR_DECODE ? 1 : 0) << row.why;
+    EXPECT_EQ(CAsnPhyCmd(1, SNACC::AsnNull(), server, 1, 0, 0).Exec(task.get(), rsp), result) << why;
+    EXPECT_EQ(rsp.result, payload == "3003 0101FF") << why;
+    EXPECT_EQ(log.Count("cannot be decoded: byte "), result == VELA_ERR_DECODE ? 1 : 0) << why;
   }
 }
 

@@ -18,11 +18,8 @@ TEST(Config, OneLine) {
   std::string escaped;
   for (const char quote : quotes) escaped += std::string("\\") + quote;
   const std::string skipped = "(skipped)";
-  const struct {
-    std::string line;
-    std::string expected;  // key, "|", value
-    const char* why;
-  } rows[] = {
+  const std::tuple<std::string, std::string, const char*> rows[] = {
+      // line, key "|" value, why
       {"key=value", "key|value", "the plain form"},
       {" \tkey \t=  a b \t", "key|a b", "blanks around both are dropped, those inside are kept"},
       {"key=a=b", "key|a=b", "the first = separates"},
@@ -33,8 +30,7 @@ TEST(Config, OneLine) {
       {"key = a#b", "key|a#b", "no blank, no comment"},
       {"key =#b", "key|#b", "no blank, no comment"},
       {"key = #b", "key|", "only a comment"},
-      {"key = \" a # \\\"b\\\" \\\\ \\n\\t\\q \" # rest", "key| a # \"b\" \\ \n\t\\q ",
-       "quoted, with escapes"},
+      {"key = \" a # \\\"b\\\" \\\\ \\n\\t\\q \" # rest", "key| a # \"b\" \\ \n\t\\q ", "with escapes"},
       {"key = \"\"", "key|", "quoted and empty"},
       {"key = \"open # rest", "key|\"open", "not closed: as it stands"},
       {"key = \"a\" b", "key|\"a\" b", "goes on behind the quote: as it stands"},
@@ -55,70 +51,50 @@ TEST(Config, OneLine) {
       {"\xED\xA0\x80=1", skipped, "key not in UTF-8"},
       {"k=1 # \xFF", "k|1", "the comment does not matter"},
   };
-  for (const auto& row : rows) {
-    std::FILE* file = VELA_OS::fopen(File(row.line + "\nnext = line").c_str(), "r");
+  for (const auto& [line, expected, why] : rows) {
+    std::FILE* file = VELA_OS::fopen(File(line + "\nnext = line").c_str(), "r");
     char key[VELA_LINE_TEXT];
     char value[VELA_LINE_TEXT];
     const int kind = VelaGetLine(file, key, value);
     const std::string read = std::string(key) + "|" + value;
-    EXPECT_EQ(kind == VELA_LINE_SKIP && read == "|" ? skipped : read, row.expected) << row.why;
-    EXPECT_EQ(VelaGetLine(file, key, value), VELA_LINE_ENTRY) << "the line behind: " << row.why;
-    EXPECT_STREQ(value, "line") << row.why;
+    EXPECT_EQ(kind == VELA_LINE_SKIP && read == "|" ? skipped : read, expected) << why;
+    EXPECT_EQ(VelaGetLine(file, key, value), VELA_LINE_ENTRY) << "the line behind: " << why;
+    EXPECT_STREQ(value, "line") << why;
     EXPECT_EQ(VelaGetLine(file, key, value), VELA_LINE_END);
     VELA_OS::fclose(file);
   }
 }
 
 TEST(Config, Integers) {
-  const struct {
-    const char* text;
-    int result;
-    int value;
-  } rows[] = {
-      {"0", 1, 0},
-      {"-2147483648", 1, INT32_MIN},
-      {"2147483647", 1, INT32_MAX},
-      {"+5", 1, 5},
-      {"010", 1, 10},
-      {"0x4101F012", 1, 0x4101F012},
-      {"0XFFFFFFFF", 1, -1},
-      {"2147483648", 0, 77},
-      {"0x100000000", 0, 77},
-      {"0x", 0, 77},
-      {"-0x1", 0, 77},
-      {"+-5", 0, 77},
-      {"5 apples", 0, 77},
-      {"", 0, 77},
-      {"1.5", 0, 77},
-  };
-  for (const auto& row : rows) {
+  const std::map<std::string, int> good = {
+      {"0", 0},    {"-2147483648", INT32_MIN}, {"2147483647", INT32_MAX}, {"+5", 5},
+      {"010", 10}, {"0x4101F012", 0x4101F012}, {"0XFFFFFFFF", -1}};
+  for (const auto& [text, expected] : good) {
     int value = 77;
-    EXPECT_EQ(VelaGetRegInt(File(std::string("k = ") + row.text).c_str(), "k", value), row.result)
-        << row.text;
-    EXPECT_EQ(value, row.value) << row.text;
+    EXPECT_EQ(VelaGetRegInt(File("k = " + text).c_str(), "k", value), 1) << text;
+    EXPECT_EQ(value, expected) << text;
+  }
+  for (const char* bad : {"2147483648", "0x100000000", "0x", "-0x1", "+-5", "5 apples", "", "1.5"}) {
+    int value = 77;
+    EXPECT_EQ(VelaGetRegInt(File(std::string("k = ") + bad).c_str(), "k", value), 0) << bad;
+    EXPECT_EQ(value, 77) << bad;
   }
 }
 
 TEST(Config, LookUp) {
   const std::string file = File("a=1\nb=first\nb=second\nK=upper\nlast=no line end");
-  const struct {
-    std::string file;
-    const char* key;
-    int result;
-    const char* value;
-  } rows[] = {
+  const std::tuple<std::string, const char*, int, const char*> rows[] = {
       {file, "b", 1, "first"},
       {file, "k", 0, "old"},
       {file, "last", 1, "no line end"},
       {file, "missing", 0, "old"},
       {file, "", 0, "old"},
       {file + ".none", "a", -1, "old"},
-      {vela::InstallRoot(), "a", -1, "old"},
-  };
-  for (const auto& row : rows) {
+      {vela::InstallRoot(), "a", -1, "old"}};
+  for (const auto& [name, key, result, expected] : rows) {
     std::string value = "old";
-    EXPECT_EQ(VelaGetRegString(row.file.c_str(), row.key, value), row.result) << row.file << " " << row.key;
-    EXPECT_EQ(value, row.value) << row.key;
+    EXPECT_EQ(VelaGetRegString(name.c_str(), key, value), result) << name << " " << key;
+    EXPECT_EQ(value, expected) << key;
   }
 }
 

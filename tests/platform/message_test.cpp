@@ -1,19 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cstring>
 
-#include "platform/message/vela_cmd_msg.h"
-#include "platform/testkit/testkit.h"
+#include "tests/test_base.h"
 
 TEST(Message, OnlyExactFramesComeInFromOutside) {
-  struct Row {
-    std::size_t size;
-    std::uint8_t format;
-    std::uint32_t length;
-    bool accepted;
-    const char* why;
-  };
-  const Row rows[] = {
+  const std::tuple<std::size_t, std::uint8_t, std::uint32_t, bool, const char*> rows[] = {
+      // size, format, length
       {50, 10, 2, true, "no payload"},
       {53, 10, 5, true, "three bytes of payload"},
       {0, 10, 2, false, "nothing received"},
@@ -25,14 +16,13 @@ TEST(Message, OnlyExactFramesComeInFromOutside) {
       {54, 10, 5, false, "bytes behind the payload"},
       {50 + 0xFFFF, 10, 0xFFFFFFFF, false, "length at its maximum"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.why);
-    std::string bytes(std::max<std::size_t>(row.size, VELA_MSG_HEADER), 'x');
-    bytes[0] = static_cast<char>(row.format);
-    std::memcpy(bytes.data() + offsetof(VelaCmdMSG, length), &row.length, sizeof row.length);
-    const VelaMsgPtr msg = VelaMsgFromBytes(bytes.data(), row.size);
-    ASSERT_EQ(row.accepted, msg != nullptr);
-    EXPECT_TRUE(!msg || std::memcmp(bytes.data(), msg.get(), row.size) == 0);
+  for (const auto& [size, format, length, accepted, why] : rows) {
+    std::string bytes(std::max<std::size_t>(size, VELA_MSG_HEADER), 'x');
+    bytes[0] = static_cast<char>(format);
+    std::memcpy(bytes.data() + offsetof(VelaCmdMSG, length), &length, sizeof length);
+    const VelaMsgPtr msg = VelaMsgFromBytes(bytes.data(), size);
+    ASSERT_EQ(accepted, msg != nullptr) << why;
+    EXPECT_TRUE(!msg || std::memcmp(bytes.data(), msg.get(), size) == 0);
   }
   EXPECT_EQ(nullptr, VelaMsgFromBytes(nullptr, 50));
 }
@@ -40,8 +30,6 @@ TEST(Message, OnlyExactFramesComeInFromOutside) {
 TEST(Message, AllocationRefusesWhatItCannotGive) {
   EXPECT_EQ(nullptr, VelaAllocMsg(49));
   EXPECT_EQ(nullptr, VelaAllocMsg(~std::size_t{0}));
-  const testkit::OsFaults noMemory([](vela::OsCall call, const char*) {
-    return vela::OsFault{call == vela::OsCall::allocate ? ENOMEM : 0, -1};
-  });
+  const auto noMemory = NoMemory();
   EXPECT_EQ(nullptr, VelaAllocMsg(50));
 }

@@ -1,30 +1,14 @@
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <thread>
-
 #include "platform/os/clock.h"
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
+#include "tests/test_base.h"
 
 namespace {
 
-using vela::OsCall;
-using vela::OsFault;
-
-testkit::OsFaults Failing(OsCall call, OsFault fault) {
-  return testkit::OsFaults([=](OsCall asked, const char*) { return asked == call ? fault : OsFault{}; });
-}
-
 TEST(EscapeControls, KeepsWhatPrintsAndEscapesTheRest) {
-  const struct {
-    std::string text;
-    std::string expected;
-    const char* why;
-  } rows[] = {
+  const std::tuple<std::string, std::string, const char*> rows[] = {
       {"1234567\n9", "1234567\\x0A9", "a line end would forge a record"},
       {"\x1b[2Jx\ty", "\\x1B[2Jx\\x09y", "terminal control"},
       {"Z\xC3\xBCrich \xE4\xB8\xAD \xF0\x9F\x98\x80", "Z\xC3\xBCrich \xE4\xB8\xAD \xF0\x9F\x98\x80", "UTF-8"},
@@ -36,7 +20,7 @@ TEST(EscapeControls, KeepsWhatPrintsAndEscapesTheRest) {
       {"\xE4\xB8", "\\xE4\\xB8", "cut character at the end"},
       {"\xFF~", "\\xFF~", "never a byte of UTF-8; its carry does not hide the neighbour"},
   };
-  for (const auto& row : rows) EXPECT_EQ(vela::EscapeControls(row.text), row.expected) << row.why;
+  for (const auto& [text, expected, why] : rows) EXPECT_EQ(vela::EscapeControls(text), expected) << why;
 }
 
 // Each control byte at each place within two words, so that the quick scan misses none.
@@ -137,25 +121,21 @@ TEST(Clock, SecondsScaleAndStayAddable) {
 
 // Hooks come and go while other threads are inside the seam; each call sees the whole hook or none.
 TEST(OsThreaded, HooksChangeUnderWay) {
-  constexpr int rounds = 2000;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) {
-    threads.emplace_back([] {
-      for (int n = 0; n < rounds; ++n) {
-        errno = 0;
-        struct ::stat facts {};
-        const int result = VELA_OS::stat("/", &facts);
-        EXPECT_EQ(result == 0 ? 0 : errno, result == 0 ? 0 : EIO);
-        EXPECT_NE(vela::Now().time_since_epoch().count(), 0);
+  InThreads(4, [](int thread) {
+    for (int n = 0; n < 2000; ++n) {
+      if (thread == 0) {
+        const auto guard = Failing(OsCall::stat, {.error = EIO});
+        vela::SetWallClock([] { return vela::WallTime(std::chrono::microseconds(7)); });
+        vela::SetWallClock({});
+        continue;
       }
-    });
-  }
-  for (int n = 0; n < rounds; ++n) {
-    const auto guard = Failing(OsCall::stat, {.error = EIO});
-    vela::SetWallClock([] { return vela::WallTime(std::chrono::microseconds(7)); });
-    vela::SetWallClock({});
-  }
-  for (std::thread& thread : threads) thread.join();
+      errno = 0;
+      struct ::stat facts {};
+      const int result = VELA_OS::stat("/", &facts);
+      EXPECT_EQ(result == 0 ? 0 : errno, result == 0 ? 0 : EIO);
+      EXPECT_NE(vela::Now().time_since_epoch().count(), 0);
+    }
+  });
 }
 
 }  // namespace

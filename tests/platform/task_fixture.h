@@ -1,16 +1,12 @@
 #pragma once
-#include <gtest/gtest.h>
-
-#include <latch>
-
 #include "platform/asncmd/asn_runtime.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
 #include "platform/task/vela_task_mgr.h"
-#include "platform/testkit/testkit.h"
 #include "tests/platform/bus_member.h"
+#include "tests/test_base.h"
 
 namespace task_test {
 
@@ -32,28 +28,25 @@ inline unsigned long CallHook(VelaGnlTask* task, const AsnType* request) {
   return TheHook() ? TheHook()(task, request) : 0;
 }
 
-inline AsnType* NewInteger() {
-  return new AsnInt;
-}
-
-inline const TETaskHandlerStru kRecords[] = {{kPlain, 1, "Plain", nullptr, nullptr, &CallHook},
-                                             {kDecoded, 1, "Decoded", &NewInteger, nullptr, &CallHook}};
+inline const TETaskHandlerStru kRecords[] = {
+    {kPlain, 1, "Plain", nullptr, nullptr, &CallHook},
+    {kDecoded, 1, "Decoded", []() -> AsnType* { return new AsnInt; }, nullptr, &CallHook}};
 
 inline VelaMsgPtr AnswerTo(const VelaCmdMSG& request) {
-  VelaMsgPtr frame(VelaAllocMsg(VELA_MSG_HEADER));
+  VelaMsgPtr frame = testkit::MakeFrame({.srcProcId = VelaGetProcId(),
+                                         .srcHandle = VelaGetProcHandle(),
+                                         .cmdCode = request.cmdCode,
+                                         .sn = request.sn,
+                                         .kind = VELA_KIND_RESPONSE,
+                                         .payload = {}});
   frame->dstProcId = request.srcProcId;
   frame->dstHandle = request.srcHandle;
   frame->dstTaskId = request.srcTaskId;
-  frame->srcProcId = VelaGetProcId();
-  frame->srcHandle = VelaGetProcHandle();
-  frame->cmdCode = request.cmdCode;
-  frame->kind = VELA_KIND_RESPONSE;
-  frame->length = 2;
-  VelaMsgSetSn(frame.get(), request.sn);
   return frame;
 }
 
-inline std::uint32_t Answer(VelaGnlTask* task) {
+// A hook, and what hooks call.
+inline unsigned long Answer(VelaGnlTask* task, const AsnType* = nullptr) {
   return task->VelaCmdSendAnsFrameCB(AnswerTo(task->GetCurReqMsg()->Header()).release());
 }
 

@@ -1,9 +1,7 @@
-#include <cstdlib>
 #include <future>
 #include <set>
 #include <stdexcept>
 
-#include "tests/files.h"
 #include "tests/platform/task_fixture.h"
 
 using namespace task_test;
@@ -34,36 +32,36 @@ struct Gate {
     entered.count_down();
     opened.wait();
   }
+  // Hold on, then answer.
+  Hook Answering() {
+    return [this](VelaGnlTask* task, const AsnType*) {
+      Pass();
+      return Answer(task);
+    };
+  }
 };
 
 TEST(TaskThreaded, EveryRequestIsAnsweredOnce) {
   struct Row {
     const char* why;
-    std::uint32_t cmdCode;
-    std::string payload;
     Hook hook;
     std::uint32_t status;
-    int traces;
+    std::size_t traces = 0;
+    std::uint32_t cmdCode = kPlain;
+    std::string payload = "";
   };
-  const Hook answer = [](VelaGnlTask* task, const AsnType*) { return Answer(task); };
-  const std::string integer("\x02\x01\x07", 3);
   const Row rows[] = {
-      {"answers", kPlain, "", answer, 0, 0},
-      {"answers a decoded request", kDecoded, integer, answer, 0, 0},
-      {"a code, no answer", kPlain, "", [](auto*, auto*) { return 77ul; }, 77, 0},
-      {"0, no answer", kPlain, "", [](auto*, auto*) { return 0ul; }, VELA_ERR_GENERAL, 1},
-      {"throws", kPlain, "", [](auto*, auto*) -> unsigned long { throw std::runtime_error("x"); },
-       VELA_ERR_GENERAL, 1},
-      {"throws no exception", kPlain, "", [](auto*, auto*) -> unsigned long { throw 1; }, VELA_ERR_GENERAL,
+      {"answers", Answer, 0},
+      {"answers a decoded request", Answer, 0, 0, kDecoded, std::string("\x02\x01\x07", 3)},
+      {"a code, no answer", [](auto*, auto*) { return 77ul; }, 77},
+      {"0, no answer", [](auto*, auto*) { return 0ul; }, VELA_ERR_GENERAL, 1},
+      {"throws", [](auto*, auto*) -> unsigned long { throw std::runtime_error("x"); }, VELA_ERR_GENERAL, 1},
+      {"throws no exception", [](auto*, auto*) -> unsigned long { throw 1; }, VELA_ERR_GENERAL, 1},
+      {"answers, then a code", [](auto* task, auto*) { return Answer(task) + 77ul; }, 0},
+      {"answers, then throws",
+       [](auto* task, auto*) -> unsigned long { throw std::runtime_error(std::to_string(Answer(task))); }, 0,
        1},
-      {"answers, then a code", kPlain, "", [](auto* task, auto*) { return Answer(task) + 77ul; }, 0, 0},
-      {"answers, then throws", kPlain, "",
-       [](auto* task, auto*) -> unsigned long {
-         Answer(task);
-         throw std::runtime_error("x");
-       },
-       0, 1},
-      {"answers twice", kPlain, "",
+      {"answers twice",
        [](auto* task, auto*) {
          EXPECT_EQ(Answer(task), 0u);
          if (task->GetCurReqMsg()->Header().kind == VELA_KIND_REQUEST) {
@@ -72,30 +70,30 @@ TEST(TaskThreaded, EveryRequestIsAnsweredOnce) {
          return 0ul;
        },
        0, 1},
-      {"a helper thread answers", kPlain, "",
+      {"a helper thread answers",
        [](auto* task, auto*) {
          std::thread([&] { Answer(task); }).join();
          return 0ul;
        },
-       0, 0},
-      {"answers another task than the asking one", kPlain, "",
+       0},
+      {"answers another task than the asking one",
        [](auto* task, auto*) {
          VelaMsgPtr frame = AnswerTo(task->GetCurReqMsg()->Header());
          frame->dstProcId = 9;
          EXPECT_EQ(task->VelaCmdSendAnsFrameCB(frame.release()), VELA_ERR_NO_RECEIVER);
          return 5ul;
        },
-       5, 0},
-      {"its answer cannot be sent", kPlain, "",
+       5},
+      {"its answer cannot be sent",
        [](auto* task, auto*) {
          const testkit::FrameCapture refusing([](const VelaCmdMSG&) { return true; });
          EXPECT_EQ(Answer(task), VELA_ERR_GENERAL);
          return 6ul;
        },
-       6, 0},
-      {"bad payload", kDecoded, std::string("\x02\x05\x07", 3), answer, VELA_ERR_DECODE, 1},
-      {"empty payload", kDecoded, "", answer, VELA_ERR_DECODE, 1},
-      {"unknown command", kUnknown, "", answer, VELA_ERR_NO_HANDLER, 1},
+       6},
+      {"bad payload", Answer, VELA_ERR_DECODE, 1, kDecoded, std::string("\x02\x05\x07", 3)},
+      {"empty payload", Answer, VELA_ERR_DECODE, 1, kDecoded},
+      {"unknown command", Answer, VELA_ERR_NO_HANDLER, 1, kUnknown},
   };
   Process process(Workers(1));
   testkit::LogCapture log;
@@ -106,7 +104,7 @@ TEST(TaskThreaded, EveryRequestIsAnsweredOnce) {
       process.client->Clear();
       TheHook() = [&](VelaGnlTask* task, const AsnType* request) {
         EXPECT_EQ(VelaGetCurrentTask(), task);
-        if (task->GetCurReqMsg()->Header().sn == 2) return static_cast<unsigned long>(Answer(task));
+        if (task->GetCurReqMsg()->Header().sn == 2) return Answer(task);
         return row.hook(task, request);
       };
       testkit::Request request = Plain();
@@ -128,7 +126,7 @@ TEST(TaskThreaded, EveryRequestIsAnsweredOnce) {
       EXPECT_EQ(reply.cmdCode, row.cmdCode);
       EXPECT_EQ(reply.dstTaskId, 4711);
       EXPECT_EQ(reply.length, 2u);
-      EXPECT_EQ(log.Records().size(), static_cast<std::size_t>(row.traces));
+      EXPECT_EQ(log.Records().size(), row.traces);
       EXPECT_EQ(log.Count("Request 0x700002 from 300/7: the payload was refused: "),
                 row.status == VELA_ERR_DECODE ? 1 : 0);
     }
@@ -144,9 +142,7 @@ TEST(TaskThreaded, AnswersWhenMemoryIsExhausted) {
   });
   std::unique_ptr<testkit::OsFaults> faults;
   TheHook() = [&](auto*, auto*) {
-    faults = std::make_unique<testkit::OsFaults>([](vela::OsCall call, const char*) {
-      return vela::OsFault{call == vela::OsCall::allocate ? ENOMEM : 0, -1};
-    });
+    faults.reset(new testkit::OsFaults(NoMemory()));
     return static_cast<unsigned long>(VELA_ERR_MEMORY);
   };
   process.client->Send(Plain());
@@ -156,7 +152,8 @@ TEST(TaskThreaded, AnswersWhenMemoryIsExhausted) {
 TEST(TaskThreaded, RoutesByCommandThenModuleThenRecord) {
   constexpr std::uint8_t none = 9;  // no such manager
   struct Row {
-    std::uint8_t route, module, argument;  // argument: of a send within the process, 0 = from the bus
+    std::uint8_t route, module,
+        argument;  // argument: of a send within the process, 0 = from the bus
     std::uint8_t served;
   };
   const Row rows[] = {{0, 0, 0, 1},    {0, 2, 0, 2},    {3, 2, 0, 3}, {3, 0, 0, 3},
@@ -168,7 +165,7 @@ TEST(TaskThreaded, RoutesByCommandThenModuleThenRecord) {
   for (const Row& row : rows) {
     SCOPED_TRACE(testing::Message() << +row.route << ' ' << +row.module << ' ' << +row.argument);
     SetTaskMgrForCmd(kPlain, row.route);
-    TheHook() = [](auto* task, auto*) { return Answer(task); };
+    TheHook() = Answer;
     std::map<std::uint8_t, std::uint64_t> before;
     for (VelaTaskMgr* manager : process.app->TaskMgrs()) before[manager->GetId()] = manager->Stats().handled;
     testkit::Request request = Plain();
@@ -202,10 +199,7 @@ TEST(TaskThreaded, AnyInstanceOfTheOwnNumberIsTheBusChoice) {
 TEST(TaskThreaded, FullQueueAnswersAtOnce) {
   Process process(Workers(1, 2));
   Gate gate;
-  TheHook() = [&](auto* task, auto*) {
-    gate.Pass();
-    return Answer(task);
-  };
+  TheHook() = gate.Answering();
   process.client->Send(Plain(1));
   gate.entered.wait();
   for (std::uint32_t sn = 2; sn <= 5; ++sn) process.client->Send(Plain(sn));
@@ -223,10 +217,7 @@ TEST(TaskThreaded, BytesInFlightAreCapped) {
   VelaAppMgr::Destroy();
   Process process(Workers(1));
   Gate gate;
-  TheHook() = [&](auto* task, auto*) {
-    gate.Pass();
-    return Answer(task);
-  };
+  TheHook() = gate.Answering();
   testkit::Request request = Plain(1);
   request.payload.assign(600, 'x');
   process.client->Send(request);
@@ -256,13 +247,9 @@ TEST(TaskThreaded, ManyProducersAndWorkersLoseNothing) {
     ++calls;
     return Answer(task);
   };
-  std::vector<std::thread> threads;
-  for (std::uint32_t p = 0; p < producers; ++p) {
-    threads.emplace_back([&, p] {
-      for (std::uint32_t i = 1; i <= each; ++i) process.client->Send(Plain(p * each + i));
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  InThreads(producers, [&](std::uint32_t p) {
+    for (std::uint32_t i = 1; i <= each; ++i) process.client->Send(Plain(p * each + i));
+  });
   EXPECT_EQ(Statuses(process.client->Await(producers * each)),
             std::vector<std::uint32_t>(producers * each, 0));
   EXPECT_EQ(calls, producers * each);
@@ -362,11 +349,10 @@ TEST(TaskThreaded, DeletedIntervalIsNotDelivered) {
 TEST(TaskThreaded, TaskEndsWhenAnotherThreadSaysSo) {
   Process process(Workers(1));
   std::promise<void> created, deleted;
-  auto task = std::make_unique<TimerTask>([&](TimerTask&, std::uint32_t) { created.set_value(); }, deleted);
-  TimerTask* raw = task.get();
-  process.manager->InsertTask(std::move(task), VELA_TASK_RUNNING);
+  auto* task = new TimerTask([&](TimerTask&, std::uint32_t) { created.set_value(); }, deleted);
+  process.manager->InsertTask(std::unique_ptr<TimerTask>(task), VELA_TASK_RUNNING);
   created.get_future().wait();
-  raw->VelaSetTaskState(VELA_TASK_END);
+  task->VelaSetTaskState(VELA_TASK_END);
   deleted.get_future().wait();
 }
 

@@ -1,13 +1,10 @@
-#include "platform/testkit/testkit.h"
-
-#include <gtest/gtest.h>
-
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task.h"
 #include "platform/text/vela_msg.h"
 #include "platform/time/vela_tzone.h"
+#include "tests/test_base.h"
 
 namespace {
 
@@ -23,7 +20,7 @@ TEST(Testkit, GuardsPutEverythingBack) {
     const testkit::Language chinese("zh_CN");
     const testkit::Zone kolkata("Asia/Kolkata");
     const testkit::ZoneFaults fails;
-    const testkit::OsFaults faults([](vela::OsCall, const char*) { return vela::OsFault{ENOMEM, -1}; });
+    const auto faults = NoMemory();
     clock.Advance(std::chrono::seconds(2));
     EXPECT_EQ(vela::Now().time_since_epoch().count(), 1002000005);
     { const testkit::ProcessAddress inner(52, 4, 2); }

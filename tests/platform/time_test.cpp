@@ -1,13 +1,10 @@
-#include <gtest/gtest.h>
-
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
-#include "platform/testkit/testkit.h"
 #include "platform/time/rw_db_date_time.h"
 #include "platform/time/vela_tzone.h"
-#include "tests/files.h"
+#include "tests/test_base.h"
 
 namespace {
 
@@ -126,19 +123,13 @@ TEST(Time, ConfiguredZone) {
 TEST(TimeThreaded, ZonesAreReplacedUnderway) {
   const testkit::Zone utc("UTC");
   const std::int64_t noon = RWDBDateTime(2024, 7, 1, 12).seconds();
-  std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&, i] {
-      for (int round = 0; round < 500; ++round) {
-        if (i == 0) vela::SetServerZone(round % 2 == 0 ? "Asia/Kolkata" : "America/New_York");
-        const std::int64_t offset = noon - RWDBDateTime(2024, 7, 1, 12).seconds();
-        if (offset != 0 && offset != 19'800 && offset != -14'400) ++wrong;
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(wrong, 0);
+  InThreads(4, [noon](int thread) {
+    for (int round = 0; round < 500; ++round) {
+      if (thread == 0) vela::SetServerZone(round % 2 == 0 ? "Asia/Kolkata" : "America/New_York");
+      const std::int64_t offset = noon - RWDBDateTime(2024, 7, 1, 12).seconds();
+      EXPECT_TRUE(offset == 0 || offset == 19'800 || offset == -14'400) << offset;
+    }
+  });
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "util/basicutil/asynprogressmgr.h"
 
-#include <gtest/gtest.h>
-
 #include <set>
 
 #include "asn1/progress.h"
@@ -46,7 +44,7 @@ TEST_F(AsynProgress, StopAbortsWhatHasNotFinishedAndCountsItAsComplete) {
     request.missionID = static_cast<AsnIntType>(ids[A][i]);
     EXPECT_EQ(frames[i].payload, testkit::Encoded(request));
   }
-  EXPECT_EQ(Traced("AsynProgressMgrImpl::MissionStop"), 1);
+  EXPECT_EQ(Traced("AsynProgressMgrImpl::MissionStop"), 2);
   EXPECT_FALSE(Mgr().WriteProcProgress(id, A, ids[A][0], 20));
   EXPECT_EQ(Traced("IN function WriteProcProgress: write progress info fail, missionID:65536"), 1);
 }

@@ -1,6 +1,4 @@
 // A random walk over missions that are spread over processes, beside a slow model of them.
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <random>
 

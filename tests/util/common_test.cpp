@@ -1,30 +1,20 @@
-#include "util/basicutil/common.h"
-
 #include <ace/Thread.h>
-#include <gtest/gtest.h>
 
 #include <climits>
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <future>
 
-#include "platform/asncmd/asn_runtime.h"
 #include "platform/debug/vela_debug_mgr.h"
 #include "platform/log/log_capture.h"
 #include "platform/log/log_process.h"
 #include "platform/log/time_formatter.h"
-#include "platform/os/clock.h"
-#include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
+#include "tests/util/util_test.h"
 #include "util/basicutil/common_manager.h"
 #include "util/basicutil/env_settings.h"
 #include "util/basicutil/filepath.h"
 #include "util/basicutil/stringutil.h"
-
-using namespace NSTE_util;
 
 namespace {
 
@@ -40,8 +30,8 @@ std::vector<std::string> Texts(const testkit::LogCapture& log) {
   return texts;
 }
 
-std::string ThreadText() {
-  return std::to_string(static_cast<std::uint32_t>(ACE_Thread::self()));
+std::string Excute(const std::string& line) {
+  return TEDebugMgrImpl::Instance()->Excute(line);
 }
 
 // A message whose printed form is `size` characters of "x".
@@ -55,35 +45,30 @@ class Printed : public SNACC::AsnInt {
   std::string m_text;
 };
 
-}  // namespace
-
 TEST(DebugLog, AFreshLoggerWritesErrorsAndHoldsBackTheRest) {
   testkit::LogCapture log;
   TEDebugInterface& out = *GetDebugInterface("fresh");
-  EXPECT_EQ(out.GetName(), "fresh");
   EXPECT_EQ(&out, GetDebugInterface("fresh"));
-  for (const unsigned level : {1U, 2U, 3U, 7U}) {
-    EXPECT_EQ(out.IsEnabled(level), level == 1) << level;
-    out.PrintF(level, "level %u", level);
+  for (const unsigned level : {0U, 1U, 2U, 3U, 7U, UINT_MAX}) {
+    EXPECT_EQ(out.IsEnabled(level), level <= 1) << level;
+    if (level > 0) out.PrintF(level, "level %u", level);
   }
   ASSERT_EQ(Texts(log), std::vector<std::string>{"fresh level 1"});
   EXPECT_EQ(log.Records()[0].level, 1);
-  EXPECT_TRUE(out.IsEnabled(0));
-  EXPECT_FALSE(out.IsEnabled(UINT_MAX));
 }
 
 TEST(DebugLog, AnAssertionDumpsWhatWasHeldBack) {
   const testkit::Clock clock(1'700'000'000, 42);
   testkit::LogCapture log;
   TEDebugMgrImpl::Instance()->FlushAll();  // what the process' start held back
-  ASSERT_EQ(TEDebugMgrImpl::Instance()->Excute("setswitch default 1000"), "OK\n");
+  ASSERT_EQ(Excute("setswitch default 1000"), "OK\n");
   GetDefaultDebugInterface().Print(1, "one");
   GetDefaultDebugInterface().Print(2, "two\n[not a record\n***nor the end\nplain");
   GetDebugInterface("other")->Print(9, "three");
   log.Clear();
   WriteException("failed");
   const std::string time = "\n[" + TimeFormatter::getFormatTime(1'700'000'000, 42);
-  const std::string thread = ThreadText() + "] ";
+  const std::string thread = std::to_string(static_cast<std::uint32_t>(ACE_Thread::self())) + "] ";
   EXPECT_EQ(Texts(log),
             (std::vector<std::string>{
                 "default failed", kDumpBegin + time + "],Info, [H" + thread +
@@ -101,7 +86,7 @@ TEST(DebugLog, AnAssertionDumpsWhatWasHeldBack) {
   EXPECT_EQ(log.Records()[0].level, 3);
 
   TEDebugInterface& kept = *GetDebugInterface("kept");
-  TEDebugMgrImpl::Instance()->Excute("setswitch kept 1111");
+  Excute("setswitch kept 1111");
   FiniDebugLog();
   log.Clear();
   kept.Print(3, "held back again");
@@ -164,7 +149,7 @@ TEST(DebugLog, ConversionsReadAsInPrintf) {
 
 TEST(DebugLog, AlarmsIgnoreLevelAndSwitches) {
   testkit::LogCapture log;
-  ASSERT_EQ(TEDebugMgrImpl::Instance()->Excute("setswitch alarm 1000"), "OK\n");
+  ASSERT_EQ(Excute("setswitch alarm 1000"), "OK\n");
   for (const unsigned level : {0U, 3U}) GetAlmDebugInterface().Print(level, "smoke");
   GetAlmDebugInterface().PrintException(nullptr);
   const std::vector<testkit::LogRecord> records = log.Records();
@@ -175,13 +160,8 @@ TEST(DebugLog, AlarmsIgnoreLevelAndSwitches) {
 }
 
 TEST(DebugMgr, ReloadReadsTheSwitchFile) {
-  // "abcd" below stands for the four switches; the logger "m" starts with 1,1,0,0.
-  const struct {
-    const char* what;
-    const char* content;
-    int result;
-    const char* switches;
-  } rows[] = {
+  // What, the file, the result, and the four switches then; the logger "m" starts with 1,1,0,0.
+  const std::tuple<const char*, const char*, int, const char*> rows[] = {
       {"plain", "m = 1,0,1,1\n", 0, "1011"},
       {"a span", "m = 0-3\n", 0, "0111"},
       {"any number but 0 is on", "m = 7, 0, 0, 9\n", 0, "1001"},
@@ -191,18 +171,17 @@ TEST(DebugMgr, ReloadReadsTheSwitchFile) {
       {"five: stops", "m = 1,1,1,1,1\n", -1, "1100"},
   };
   testkit::LogCapture log;
-  for (const auto& row : rows) {
+  for (const auto& [what, content, result, expected] : rows) {
     TEDebugMgrImpl::Destroy();
     log.Clear();
     TEDebugMgrImpl& manager = *TEDebugMgrImpl::Instance();
-    manager.Init("", "", "", files::Write("conf/switches.cfg", row.content));
-    EXPECT_EQ(manager.Reload(), row.result) << row.what;
+    manager.Init("", "", "", files::Write("conf/switches.cfg", content));
+    EXPECT_EQ(manager.Reload(), result) << what;
     TEDebugInterface& module = *manager.GetDebugInterface("m");
     std::string switches;
     for (unsigned level = 0; level < 4; ++level) switches += module.IsEnabled(level) ? '1' : '0';
-    EXPECT_EQ(switches, row.switches) << row.what;
-    EXPECT_EQ(log.Count("debug Debug switch for m must has 4 elements!"), row.result == 0 ? 0 : 2)
-        << row.what;
+    EXPECT_EQ(switches, expected) << what;
+    EXPECT_EQ(log.Count("debug Debug switch for m must has 4 elements!"), result == 0 ? 0 : 2) << what;
   }
   TEDebugMgrImpl& manager = *TEDebugMgrImpl::Instance();
   EXPECT_EQ(manager.Init("", "", "", "/nowhere/debug.cfg"), 0) << "a missing file does not stop the start";
@@ -212,8 +191,6 @@ TEST(DebugMgr, ReloadReadsTheSwitchFile) {
   manager.Init("", "", "", "");
   EXPECT_EQ(manager.Reload(), 0);
 }
-
-namespace {
 
 class Echo : public TEDebugCommand {
  public:
@@ -225,8 +202,6 @@ class Echo : public TEDebugCommand {
     return args[0] + std::to_string(args.size());
   }
 };
-
-}  // namespace
 
 TEST(DebugMgr, RunsCommands) {
   Echo echo;
@@ -248,24 +223,18 @@ TEST(DebugMgr, RunsCommands) {
       {"flushall", "OK\n"},
       {"echo echo echo", "Excute Error!\n"},
       {"ECHO away", "ECHO2"},
-      {"echo", "Invalid Command: echo"},
-  };
-  for (const auto& [line, reply] : rows) EXPECT_EQ(TEDebugMgrImpl::Instance()->Excute(line), reply) << line;
-  EXPECT_NE(TEDebugMgrImpl::Instance()->Excute("listswitch").find("\nzone" + std::string(60, ' ') + "1111\n"),
-            std::string::npos);
+      {"echo", "Invalid Command: echo"}};
+  for (const auto& [line, reply] : rows) EXPECT_EQ(Excute(line), reply) << line;
+  EXPECT_NE(Excute("listswitch").find("\nzone" + std::string(60, ' ') + "1111\n"), std::string::npos);
   for (const char* line :
        {"setswitch", "setswitch zone 111", "setswitch zone 11112", "setswitch zone 1112"}) {
-    EXPECT_EQ(TEDebugMgrImpl::Instance()->Excute(line).find("Syntex: setswitch"), 0U) << line;
+    EXPECT_EQ(Excute(line).find("Syntex: setswitch"), 0U) << line;
   }
 }
 
 TEST(AsnTrace, SwitchesAndConfigurationDecide) {
-  const struct {
-    const char* what;
-    bool trace, asnLog;
-    std::vector<std::string> config;
-    const char* written;
-  } rows[] = {
+  const std::tuple<const char*, bool, bool, std::vector<std::string>, const char*> rows[] = {
+      // what, trace and log switched on, configuration, what is written
       {"both on", true, true, {"x=y"}, "m xxx"},
       {"log only", false, true, {"x=y"}, "m xxx"},
       {"trace only: rendered, not written", true, false, {"x=y"}, nullptr},
@@ -274,39 +243,32 @@ TEST(AsnTrace, SwitchesAndConfigurationDecide) {
       {"named twice: its name", true, true, {"Print=PrintedType", "NotPrint=PrintedType"}, "m PrintedType"},
       {"both off, not to be printed", false, false, {"NotPrint=PrintedType"}, nullptr},
   };
-  TEDebugMgrImpl& manager = *TEDebugMgrImpl::Instance();
-  manager.GetDebugInterface("m");
-  manager.Excute("setswitch m 1111");
-  testkit::LogCapture log;
-  for (const auto& row : rows) {
-    log.Clear();
-    g_bEnableAsnTrace = row.trace;
-    g_bEnableAsnLog = row.asnLog;
-    manager.ReadAsnConfig(row.config);
+  for (const auto& [what, trace, asnLog, config, written] : rows) {
+    GetDebugInterface("m");
+    Excute("setswitch m 1111");
+    testkit::LogCapture log;
+    g_bEnableAsnTrace = trace;
+    g_bEnableAsnLog = asnLog;
+    TEDebugMgrImpl::Instance()->ReadAsnConfig(config);
     AsnTrace(Printed(3), *GetDebugInterface("m"));
-    EXPECT_EQ(Texts(log), row.written ? std::vector<std::string>{row.written} : std::vector<std::string>{})
-        << row.what;
+    EXPECT_EQ(Texts(log), std::vector<std::string>(written ? 1 : 0, written ? written : "")) << what;
   }
 }
 
 TEST(AsnTrace, LongTextsAreCutAndMarked) {
   constexpr std::size_t size = 10240;  // nMaxSizeOfAsnTrace without a configuration
   const std::string mark = "\n...More ASN not print.\n";
-  TEDebugMgrImpl::Instance()->Excute("setswitch default 1111");
+  Excute("setswitch default 1111");
   testkit::LogCapture log;
   for (const std::size_t length : {size - 2, size - 1, size, size + 1, 10 * size}) {
     log.Clear();
     AsnTrace(Printed(length), GetDefaultDebugInterface());
     const bool cut = length >= size - 1;  // the final zero needs room too
-    const std::string written = log.Records().at(0).text.substr(std::string("default ").size());
-    EXPECT_EQ(written, cut ? std::string(size - mark.size(), 'x') + mark : std::string(length, 'x'))
-        << length;
+    const std::string written = cut ? std::string(size - mark.size(), 'x') + mark : std::string(length, 'x');
+    EXPECT_EQ(log.Records().at(0).text, "default " + written) << length;
     EXPECT_EQ(toString(Printed(length)), std::string(std::min(length, size), 'x')) << length;
   }
-  EXPECT_EQ(toString(Printed(2)), "xx");
 }
-
-namespace {
 
 // Runs InitDebugLog with a process path of this test's own.
 int Init(std::vector<std::string> args) {
@@ -314,8 +276,6 @@ int Init(std::vector<std::string> args) {
   for (std::string& arg : args) argv.push_back(arg.data());
   return InitDebugLog(static_cast<int>(argv.size()), argv.data());
 }
-
-}  // namespace
 
 TEST(DebugLog, InitNamesTheLogs) {
   std::string name;
@@ -331,27 +291,24 @@ TEST(DebugLog, InitNamesTheLogs) {
   const std::string plain = "/" + name + ".log";
   const std::string third = "_3/" + name + "_3.log";
   const std::string alarm = "_3/alm_" + name + "_3.log";
-  const struct {
-    const char* what;
-    std::vector<std::string> args;
-    std::string log, alarm;
-  } rows[] = {
+  const std::tuple<const char*, std::vector<std::string>, std::string, std::string> rows[] = {
+      // what, arguments, log, log of alarms
       {"no option", {"prog"}, plain, plain},
       {"the handle of the file", {"prog", "-f", file}, third, alarm},
       {"the first -f counts", {"prog", "x", "-f", file, "-f", empty}, third, alarm},
       {"no key in the file", {"prog", "-f", empty}, "_0" + plain, "_0" + plain},
       {"-f is the last argument", {"prog", "x", "-f"}, plain, plain},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
+  for (const auto& [what, args, module, alarms] : rows) {
+    SCOPED_TRACE(what);
     std::filesystem::remove_all(vela::InstallRoot() + "var/logs/Develop");
-    ASSERT_EQ(Init(row.args), 0);
+    ASSERT_EQ(Init(args), 0);
     GetDefaultDebugInterface().Print(1, "here");
     TEAlmTrace("smoke");
     ASSERT_TRUE(LogProcess::Flush(20'000));
     const std::string base = "var/logs/Develop/" + name;
-    EXPECT_NE(files::Read(base + row.log).find("] default here\n"), std::string::npos);
-    EXPECT_NE(files::Read(base + row.alarm).find("] smoke\n"), std::string::npos);
+    EXPECT_NE(files::Read(base + module).find("] default here\n"), std::string::npos);
+    EXPECT_NE(files::Read(base + alarms).find("] smoke\n"), std::string::npos);
     EXPECT_EQ(VelaDebugMgr::Instance()->Execute("flush"), "OK\n");
     FiniDebugLog();
     EXPECT_EQ(VelaDebugMgr::Instance()->Execute("flush"), "No debug engine.\n");
@@ -378,7 +335,7 @@ TEST(DebugLogThreaded, TheFlushTaskTracesOnEveryInterval) {
   ::setenv("VELA_TIME_SCALE", "5", 1);  // read with the first interval
   VelaAppMgr& app = *VelaAppMgr::Instance();
   ASSERT_NE(app.CreateTaskMgr({}), nullptr);
-  TEDebugMgrImpl::Instance()->Excute("setswitch debug 1111");
+  Excute("setswitch debug 1111");
   std::promise<void> twice;
   std::atomic<int> count = 0;
   vela::SetLogCapture([&](std::string_view, int level, std::string_view text) {
@@ -393,9 +350,10 @@ TEST(DebugLogThreaded, TheFlushTaskTracesOnEveryInterval) {
 
 TEST(DebugLog, SlotModeIsAskedForUntilItIsFound) {
   testkit::LogCapture log;
-  TEDebugMgrImpl::Instance()->Excute("setswitch default 1111");
-  EXPECT_EQ(GetSlotMode(), 0);
-  EXPECT_EQ(GetSlotMode(), 0);
+  Excute("setswitch default 1111");
+  EXPECT_EQ(GetSlotMode() + GetSlotMode(), 0);
   EXPECT_EQ(
       log.Count("default Get cfg from MCDB..tbl_usercfg_param failed, use default value. g_SlotMode= 0"), 2);
 }
+
+}  // namespace

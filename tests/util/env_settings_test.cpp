@@ -1,165 +1,141 @@
 #include "util/basicutil/env_settings.h"
 
-#include <gtest/gtest.h>
-#include <sys/wait.h>
-
 #include <cstdio>
-#include <map>
+#include <iostream>
+#include <sstream>
 
 #include "asn1/result.h"
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
-#include "util/basicutil/common.h"
+#include "tests/util/util_test.h"
 
 // The settings are read while the library is loaded, so each case is a process of its own: this program
 // again, started as <root>/bin/child, where it prints all settings.
 namespace {
 
-namespace fs = std::filesystem;
-using namespace NSTE_util;
 using files::Root;
 
 // How many bytes of a long message are rendered.
-long RenderedSize() {
+std::size_t RenderedSize() {
   AsnSingleReturn message;
   message.reason = new SNACC::AsnOcts(std::string(20'000, 'x').c_str());
-  return static_cast<long>(toString(message).size());
-}
-
-struct Row {
-  std::string key;
-  std::string initial;  // no file has the key
-  std::string given;    // what trans_ems.cfg (VER: vela.cfg) says
-  std::string expected;
-  std::string now;  // in this process
-};
-
-std::vector<Row> Rows() {
-  return {
-      {"bLCT", "0", "1", "1", std::to_string(g_bLCT)},
-      {"bRunUnitTest", "0", "2", "1", std::to_string(g_bRunUnitTest)},
-      {"bFiltPreNEToMML", "0", "-1", "1", std::to_string(g_bFiltPreNEToMML)},
-      {"bExportCopyXC", "0", "1", "1", std::to_string(g_bExportCopyXC)},
-      {"SimIpAddress", "127.0.0.1", "10.0.0.1", "10.0.0.1", g_SimIpAddress},
-      {"nTEPServerPort", "6600", "6601", "6601", std::to_string(g_nTEPServerPort)},
-      {"bEnableInt3", "0", "1", "1", std::to_string(g_bEnableInt3)},
-      {"bEnableLog", "1", "0", "0", std::to_string(g_bEnableLog)},
-      {"bEnableAsnTrace", "1", "0", "0", std::to_string(g_bEnableAsnTrace)},
-      {"bEnableAsnLog", "1", "0", "0", std::to_string(g_bEnableAsnLog)},
-      {"bEnablePrint", "1", "0", "0", std::to_string(g_bEnablePrint)},
-      {"IsInterruptMode", "0", "3", "3", std::to_string(g_IsInterruptMode)},
-      {"bCanTimeDivisionXC", "0", "1", "1", std::to_string(g_bCanTimeDivisionXC)},
-      {"bAutoQueryXCState", "0", "1", "1", std::to_string(g_bAutoQueryXCState)},
-      {"nMaxSizeOfAsnTrace", "10240", "2000", "2000", std::to_string(RenderedSize())},
-      {"FiberSearchWaitTime", "5", "9", "9", std::to_string(g_FiberSearchWaitTime)},
-      {"syncStatePeriod", "300", "301", "301", std::to_string(g_nSyncStatePeriod)},
-      {"ReserveNMXCsForUploadAndQuerySDHSingleXC", "1", "0", "0",
-       std::to_string(g_ReserveNMXCsForUploadAndQuerySDHSingleXC)},
-      {"isSupportPNP", "0", "2", "2", std::to_string(g_IsSupportPNP)},
-      {"bEnableMSPShare", "0", "1", "1", std::to_string(g_bEnableMSPShare)},
-      {"guiCutCfgFile", "", "gui.cfg", Root() + "/gui.cfg", g_gctCfgfile},
-      {"bEnableChangeNeVer", "0", "1", "1", std::to_string(g_bEnableChangeNeVer)},
-      {"bEnableAutoSyncIONXC", "0", "1", "1", std::to_string(g_bEnableAutoIonNESyncXC)},
-      {"nEnablePNP", "0", "4", "4", std::to_string(g_nEnablePNP)},
-      {"bEnableMitLockErrMgr", "0", "2", "1", std::to_string(g_bEnableMitLockErrMgr)},
-      {"VER", "basic_util 1.0.0", "V1", "V1", g_NMVer},
-      {"g_strFileParam", "", "x", "", g_strFileParam},
-      {"emscfgfile", Root() + "var/trans/core/conf/trans_ems.cfg", "x",
-       Root() + "var/trans/core/conf/trans_ems.cfg", emscfgfile},
-  };
+  return toString(message).size();
 }
 
 TEST(EnvSettings, DISABLED_Print) {
-  for (const Row& row : Rows()) std::printf("setting %s=%s\n", row.key.c_str(), row.now.c_str());
+  std::cout << "\nbLCT=" << g_bLCT << "\nbRunUnitTest=" << g_bRunUnitTest
+            << "\nbFiltPreNEToMML=" << g_bFiltPreNEToMML << "\nbExportCopyXC=" << g_bExportCopyXC
+            << "\nSimIpAddress=" << g_SimIpAddress << "\nnTEPServerPort=" << g_nTEPServerPort
+            << "\nbEnableInt3=" << g_bEnableInt3 << "\nbEnableLog=" << g_bEnableLog
+            << "\nbEnableAsnTrace=" << g_bEnableAsnTrace << "\nbEnableAsnLog=" << g_bEnableAsnLog
+            << "\nbEnablePrint=" << g_bEnablePrint << "\nIsInterruptMode=" << g_IsInterruptMode
+            << "\nbCanTimeDivisionXC=" << g_bCanTimeDivisionXC
+            << "\nbAutoQueryXCState=" << g_bAutoQueryXCState << "\nnMaxSizeOfAsnTrace=" << RenderedSize()
+            << "\nFiberSearchWaitTime=" << g_FiberSearchWaitTime << "\nsyncStatePeriod=" << g_nSyncStatePeriod
+            << "\nReserveNMXCsForUploadAndQuerySDHSingleXC=" << g_ReserveNMXCsForUploadAndQuerySDHSingleXC
+            << "\nisSupportPNP=" << g_IsSupportPNP << "\nbEnableMSPShare=" << g_bEnableMSPShare
+            << "\nguiCutCfgFile=" << g_gctCfgfile << "\nbEnableChangeNeVer=" << g_bEnableChangeNeVer
+            << "\nbEnableAutoSyncIONXC=" << g_bEnableAutoIonNESyncXC << "\nnEnablePNP=" << g_nEnablePNP
+            << "\nbEnableMitLockErrMgr=" << g_bEnableMitLockErrMgr << "\nVER=" << g_NMVer
+            << "\ng_strFileParam=" << g_strFileParam << "\nemscfgfile=" << emscfgfile << '\n';
   testkit::LogCapture log;
   WriteException("shows what was held back");
-  for (const auto& record : log.Records()) std::printf("%s\n", record.text.c_str());
+  for (const auto& record : log.Records()) std::cout << record.text << '\n';
 }
 
-struct Output {
-  std::string text;
-  std::map<std::string, std::string> settings;
-};
+using Settings = std::map<std::string, std::string>;
 
-Output RunChild(const std::string& environment) {
-  const std::string child = Root() + "bin/child";
-  fs::create_directories(Root() + "bin");
-  if (!fs::exists(child)) fs::copy_file("/proc/self/exe", child);
-  std::FILE* const pipe =
-      ::popen(("env " + environment + " " + child +
-               " --gtest_also_run_disabled_tests --gtest_filter=EnvSettings.DISABLED_Print")
-                  .c_str(),
-              "r");
-  Output output;
-  char line[4096];
-  while (std::fgets(line, sizeof(line), pipe) != nullptr) {
-    const std::string text = line;
-    output.text += text;
-    const std::size_t equals = text.find('=');
-    if (text.starts_with("setting ") && equals != std::string::npos)
-      output.settings[text.substr(8, equals - 8)] = text.substr(equals + 1, text.size() - equals - 2);
-  }
-  EXPECT_EQ(::pclose(pipe), 0);
-  return output;
+// Of lines "key=value".
+Settings Read(const std::string& lines) {
+  Settings settings;
+  for (const std::string& line : files::Lines(lines))
+    if (line.find('=') != std::string::npos)
+      settings[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+  return settings;
 }
 
-Output RunWith(const std::string& ems, const std::string& vela, const std::string& nemgr) {
+// Without any file.
+const std::string kInitial =
+    "bLCT=0\nbRunUnitTest=0\nbFiltPreNEToMML=0\nbExportCopyXC=0\nSimIpAddress=127.0.0.1\n"
+    "nTEPServerPort=6600\nbEnableInt3=0\nbEnableLog=1\nbEnableAsnTrace=1\nbEnableAsnLog=1\nbEnablePrint=1\n"
+    "IsInterruptMode=0\nbCanTimeDivisionXC=0\nbAutoQueryXCState=0\nnMaxSizeOfAsnTrace=10240\n"
+    "FiberSearchWaitTime=5\nsyncStatePeriod=300\nReserveNMXCsForUploadAndQuerySDHSingleXC=1\n"
+    "isSupportPNP=0\nbEnableMSPShare=0\nguiCutCfgFile=\nbEnableChangeNeVer=0\nbEnableAutoSyncIONXC=0\n"
+    "nEnablePNP=0\nbEnableMitLockErrMgr=0\nVER=basic_util 1.0.0\ng_strFileParam=\n"
+    "emscfgfile=ROOTvar/trans/core/conf/trans_ems.cfg\n";
+// In the files, each unlike the initial value.
+const std::string kGiven =
+    "bLCT=1\nbRunUnitTest=2\nbFiltPreNEToMML=-1\nbExportCopyXC=1\nSimIpAddress=10.0.0.1\n"
+    "nTEPServerPort=6601\nbEnableInt3=1\nbEnableLog=0\nbEnableAsnTrace=0\nbEnableAsnLog=0\nbEnablePrint=0\n"
+    "IsInterruptMode=3\nbCanTimeDivisionXC=1\nbAutoQueryXCState=1\nnMaxSizeOfAsnTrace=2000\n"
+    "FiberSearchWaitTime=9\nsyncStatePeriod=301\nReserveNMXCsForUploadAndQuerySDHSingleXC=0\n"
+    "isSupportPNP=2\nbEnableMSPShare=1\nguiCutCfgFile=gui.cfg\nbEnableChangeNeVer=1\n"
+    "bEnableAutoSyncIONXC=1\nnEnablePNP=4\nbEnableMitLockErrMgr=2\n";
+
+Settings Initial() {
+  Settings settings = Read(kInitial);
+  settings["emscfgfile"].replace(0, 4, Root());
+  return settings;
+}
+
+// Runs the child with those files; `text` is all that it printed.
+Settings RunWith(const std::string& ems, const std::string& vela, const std::string& nemgr,
+                 std::string& text) {
   files::Write("var/trans/core/conf/trans_ems.cfg", ems);
   files::Write("etc/conf/vela.cfg", vela);
   files::Write("conf/nemgr.cfg", nemgr);
-  return RunChild("");
+  const std::string child = Root() + "bin/child";
+  std::filesystem::create_directories(Root() + "bin");
+  std::filesystem::copy_file("/proc/self/exe", child);
+  const std::string command = child + " --gtest_also_run_disabled_tests --gtest_filter=*DISABLED_Print";
+  std::FILE* const pipe = ::popen(command.c_str(), "r");
+  char line[4096];
+  while (std::fgets(line, sizeof(line), pipe) != nullptr) text += line;
+  EXPECT_EQ(::pclose(pipe), 0);
+  return Read(text);
+}
+
+void Expect(const Settings& expected, const Settings& found) {
+  for (const auto& [key, value] : expected) EXPECT_EQ(found.at(key), value) << key;
 }
 
 TEST(EnvSettings, InitialValues) {
-  const Output child = RunWith("", "", "");
-  for (const Row& row : Rows()) EXPECT_EQ(child.settings.at(row.key), row.initial) << row.key;
-  EXPECT_NE(child.text.find("This is standard version!\n"), std::string::npos);
-  EXPECT_NE(child.text.find("Ems Version: basic_util 1.0.0, This version was compiled at: "),
-            std::string::npos);
+  std::string text;
+  Expect(Initial(), RunWith("", "", "", text));
+  EXPECT_NE(text.find("This is standard version!\n"), std::string::npos);
+  EXPECT_NE(text.find("Ems Version: basic_util 1.0.0, This version was compiled at: "), std::string::npos);
 }
 
 TEST(EnvSettings, EveryKeyIsRead) {
-  std::string ems;
-  for (const Row& row : Rows())
-    if (row.key != "VER") ems += row.key + " = " + row.given + "\n";
-  const Output child = RunWith(ems, "VER = V1\n", "");
-  for (const Row& row : Rows()) EXPECT_EQ(child.settings.at(row.key), row.expected) << row.key;
-  EXPECT_NE(child.text.find("This is a LCT!\n"), std::string::npos);
+  std::string text;
+  Settings expected = Read(kGiven);
+  for (const char* flag : {"bRunUnitTest", "bFiltPreNEToMML", "bEnableMitLockErrMgr"}) expected[flag] = "1";
+  expected.merge(Settings{{"VER", "V1"}, {"g_strFileParam", ""}, {"emscfgfile", Initial()["emscfgfile"]}});
+  expected["guiCutCfgFile"] = Root() + "/gui.cfg";
+  Expect(expected, RunWith(kGiven + "g_strFileParam=x\nemscfgfile=x\n", "VER = V1\n", "", text));
+  EXPECT_NE(text.find("This is a LCT!\n"), std::string::npos);
 }
 
 TEST(EnvSettings, NemgrOverridesItsOwnKeysOnly) {
-  std::string ems;
-  std::string nemgr;
-  for (const Row& row : Rows()) {
-    if (row.key != "VER") ems += row.key + " = " + row.initial + "\n";
-    nemgr += row.key + " = " + row.given + "\n";
-  }
-  const Output child = RunWith(ems, "VER = V0\n", nemgr);
-  const std::string own =
-      " bEnableInt3 bEnableLog bEnableAsnTrace bEnableAsnLog bEnablePrint nMaxSizeOfAsnTrace VER ";
-  for (const Row& row : Rows()) {
-    if (row.key == "guiCutCfgFile") continue;
-    const bool overridden = own.find(" " + row.key + " ") != std::string::npos;
-    EXPECT_EQ(child.settings.at(row.key), overridden ? row.expected : row.initial) << row.key;
-  }
+  std::string text;
+  Settings expected = Initial(), given = Read(kGiven + "VER=V1\n");
+  expected["guiCutCfgFile"] = Root() + "/";
+  for (const char* own : {"bEnableInt3", "bEnableLog", "bEnableAsnTrace", "bEnableAsnLog", "bEnablePrint",
+                          "nMaxSizeOfAsnTrace", "VER"})
+    expected[own] = given[own];
+  Expect(expected, RunWith(kInitial, "VER = V0\n", kGiven + "VER=V1\n", text));
 }
 
 TEST(EnvSettings, OddValues) {
-  const Output child = RunWith(
-      "bRunUnitTest = 0\nFiberSearchWaitTime = 2\nbEnableMitLockErrMgr = -1\n"
-      "nMaxSizeOfAsnTrace = -5\nbLCT = yes\nnTEPServerPort = 99999999999\nguiCutCfgFile = " +
-          std::string(500, 'x') + "\n",
-      "VER = " + std::string(500, 'v') + "\n", "");
-  const std::map<std::string, std::string> expected = {
-      {"bRunUnitTest", "0"},
-      {"FiberSearchWaitTime", "5"},
-      {"bEnableMitLockErrMgr", "0"},
-      {"nMaxSizeOfAsnTrace", "32"},
-      {"bLCT", "0"},
-      {"nTEPServerPort", "6600"},
-      {"guiCutCfgFile", (Root() + "/" + std::string(500, 'x')).substr(0, 255)},
-      {"VER", std::string(255, 'v')}};
-  for (const auto& [key, value] : expected) EXPECT_EQ(child.settings.at(key), value) << key;
+  std::string text;
+  const std::string gui(500, 'x');
+  const std::string odd =
+      "bRunUnitTest=0\nFiberSearchWaitTime=2\nbEnableMitLockErrMgr=-1\nnMaxSizeOfAsnTrace=-5\nbLCT=yes\n"
+      "nTEPServerPort=99999999999\nguiCutCfgFile=" +
+      gui;
+  Settings expected = Initial();
+  expected["nMaxSizeOfAsnTrace"] = "32";
+  expected["guiCutCfgFile"] = (Root() + "/" + gui).substr(0, 255);
+  expected["VER"] = std::string(255, 'v');
+  Expect(expected, RunWith(odd, "VER = " + std::string(500, 'v') + "\n", "", text));
 }
 
 TEST(EnvSettings, VersionTextsAreCut) {

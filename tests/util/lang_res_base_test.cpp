@@ -1,34 +1,14 @@
 #include "util/basicutil/lang_res_base.h"
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <atomic>
-
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
-#include "util/basicutil/common.h"
+#include "tests/util/util_test.h"
 
 namespace {
 
-using namespace NSTE_util;
 using files::Root;
 using files::Write;
-
-class LangRes : public testing::Test {
- protected:
-  // How often the text was traced; what was held back is written first.
-  int Traced(const std::string& text) {
-    WriteException("dump");
-    int count = 0;
-    for (const testkit::LogRecord& record : m_log.Records())
-      for (std::size_t at = 0; (at = record.text.find(text, at)) != std::string::npos; ++at) ++count;
-    return count;
-  }
-
- private:
-  testkit::LogCapture m_log;
-};
+using LangRes = LogTest;
 
 std::string Text(TELangResMgrBase& mgr, const std::string& key) {
   const RWCString text = mgr.GetResourceStr(key);
@@ -75,16 +55,15 @@ TEST_F(LangRes, FilesThatAreNone) {
 }
 
 TEST_F(LangRes, DynamicFilesFollowTheLanguage) {
-  const auto package = [](const std::string& folder, const char* language, const char* line) {
-    Write("nemgr/" + folder + "/res/" + language + "/resource.txt", line);
+  const auto package = [](const std::string& folder, const char* line) {
+    Write("nemgr/nemgr_" + folder + "/resource.txt", line);
   };
-  package("nemgr_x/conf/devicepnp/dev1", "en_US", "D = english\nONE = 1\n");
-  package("nemgr_x/conf/devicepnp/dev1", "zh_CN", "D = 中文\nONE = 1\n");
-  package("nemgr_y/conf/devicepnp/dev22", "zh_CN", "TWO = 2\n");
-  package("nemgr_y/conf/other/dev1", "zh_CN", "NOT = 1\n");
-  package("nemgr_y/conf/devicepnp/old1", "zh_CN", "NOT = 1\n");
+  package("x/conf/devicepnp/dev1/res/en_US", "D = english\nONE = 1\n");
+  package("x/conf/devicepnp/dev1/res/zh_CN", "D = 中文\nONE = 1\n");
+  package("y/conf/devicepnp/dev22/res/zh_CN", "TWO = 2\n");
+  package("y/conf/other/dev1/res/zh_CN", "NOT = 1\n");
+  package("y/conf/devicepnp/old1/res/zh_CN", "NOT = 1\n");
   TELangResMgr* mgr = TELangResMgr::Instance();
-  ASSERT_NE(mgr, nullptr);
   {
     const testkit::Language none("");
     mgr->LoadDynLangFile();
@@ -106,22 +85,16 @@ TEST_F(LangRes, AppendedTexts) {
                          "ERR = plain\nERR1A = x\nERRFF = A hello A\nERR0 = A\nERR1 = AA\nERR2 =\n"
                          "ERR3 = Ab\nERR4 = bA\nERR7FFFFFFF = max\n")
                        .c_str());
-  const struct {
-    int index;
-    const char* text;  // null: none
-    const char* trimmed;
-  } rows[] = {{-1, "plain", "plain"},        {26, "x", "x"},        {0, "A", "A"},   {1, "AA", ""},
-              {255, "A hello A", " hello "}, {3, "Ab", "Ab"},       {4, "bA", "bA"}, {2, nullptr, nullptr},
-              {0x7FFFFFFF, "max", "max"},    {16, nullptr, nullptr}};
-  for (const auto& row : rows) {
-    for (const bool trim : {false, true}) {
-      const char* expected = trim ? row.trimmed : row.text;
-      std::string out = "<";
-      const bool found =
-          trim ? AppendResAndTrimAChar(&mgr, "ERR", row.index, out) : AppendRes(&mgr, "ERR", row.index, out);
-      EXPECT_EQ(found, expected != nullptr);
-      EXPECT_EQ(out, std::string("<") + (expected != nullptr ? expected : "")) << row.index;
-    }
+  const std::tuple<int, const char*, const char*> rows[] = {
+      // index, text (null: none), trimmed text
+      {-1, "plain", "plain"},        {26, "x", "x"},        {0, "A", "A"},   {1, "AA", ""},
+      {255, "A hello A", " hello "}, {3, "Ab", "Ab"},       {4, "bA", "bA"}, {2, nullptr, nullptr},
+      {0x7FFFFFFF, "max", "max"},    {16, nullptr, nullptr}};
+  for (const auto& [index, whole, trimmed] : rows) {
+    std::string text = "<", cut = "<";
+    EXPECT_EQ(AppendRes(&mgr, "ERR", index, text), whole != nullptr);
+    EXPECT_EQ(AppendResAndTrimAChar(&mgr, "ERR", index, cut), whole != nullptr);
+    EXPECT_EQ(text + cut, whole == nullptr ? "<<" : std::string("<") + whole + "<" + trimmed) << index;
   }
   std::string out = "<";
   EXPECT_FALSE(AppendRes(nullptr, "ERR", 1, out));
@@ -135,11 +108,7 @@ TEST_F(LangRes, NotesByLength) {
   const auto piece = [](std::size_t length) { return std::string(length - 1, 'x') + ';'; };
   std::string chinese;
   for (int i = 0; i < 80; ++i) chinese += "好";
-  const struct {
-    std::string text;
-    std::vector<std::size_t> lengths;
-    const char* why;
-  } rows[] = {
+  const std::tuple<std::string, std::vector<std::size_t>, const char*> rows[] = {
       {"", {0}, "an empty text is one note"},
       {std::string(232, 'x'), {232}, "no separator"},
       {std::string(233, 'x'), {0, 233}, "reaches the limit"},
@@ -155,14 +124,14 @@ TEST_F(LangRes, NotesByLength) {
       {piece(200) + piece(33) + piece(1) + "x", {233, 2}, "the next segment would exceed it"},
       {chinese + ";", {231}, "a segment is cut between characters"},
   };
-  for (const auto& row : rows) {
+  for (const auto& [given, expected, why] : rows) {
     TELangResMgrBase mgr;
-    RWCString text(row.text);
+    RWCString text(given);
     std::vector<RWCString> notes;
     DivisionStr(&mgr, ";", text, notes);
     std::vector<std::size_t> lengths;
     for (const RWCString& note : notes) lengths.push_back(note.length());
-    EXPECT_EQ(lengths, row.lengths) << row.why;
+    EXPECT_EQ(lengths, expected) << why;
   }
 }
 
@@ -183,9 +152,7 @@ TEST_F(LangRes, HeadingsOfNotes) {
   for (const auto& row : rows) {
     TELangResMgrBase mgr;
     mgr.LoadLangFile(Write("note.txt", "NOTE = \"" + row[0] + "\"\n").c_str());
-    std::string begin(100, 'a');
-    begin += "--";
-    const std::string end(200, 'b');
+    const std::string begin = std::string(100, 'a') + "--", end(200, 'b');
     RWCString text(begin + end);
     std::vector<RWCString> notes(1, "before");
     DivisionStr(&mgr, "--", text, notes);
@@ -205,7 +172,7 @@ TEST_F(LangRes, HeadingsOfNotes) {
   EXPECT_EQ(notes.size(), 2U) << "no separator";
 }
 
-// An override that loads a file of its own works both ways: called by Reload, with the mutex held, and alone.
+// An override that loads a file of its own works with and without the mutex held.
 TEST(LangResThreaded, ReadersSeeWholeTables) {
   class Own : public TELangResMgrBase {
    public:
@@ -215,17 +182,11 @@ TEST(LangResThreaded, ReadersSeeWholeTables) {
   Write("dyn.txt", "DYN = here\n");
   mgr.LoadDynLangFile();
   mgr.LoadLangFile(Write("a.txt", "KEY = text\n").c_str());
-  std::atomic<bool> done{false};
-  std::atomic<int> missed{0};
-  std::vector<std::thread> readers;
-  for (const char* key : {"KEY", "DYN"})
-    readers.emplace_back([&, key] {
-      while (!done) missed += mgr.GetResourceStr(key).length() == 0;
-    });
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(mgr.Reload(), 0);
-  done = true;
-  for (std::thread& reader : readers) reader.join();
-  EXPECT_EQ(missed, 0);
+  InThreads(3, [&, done = std::make_shared<std::atomic<bool>>()](int thread) {
+    for (int i = 0; thread == 0 && i < 20; ++i) EXPECT_EQ(mgr.Reload(), 0);
+    if (thread == 0) *done = true;
+    while (!*done) EXPECT_NE(mgr.GetResourceStr(thread == 1 ? "KEY" : "DYN").length(), 0U);
+  });
 }
 
 }  // namespace

@@ -1,15 +1,11 @@
 #pragma once
-#include <gtest/gtest.h>
-
+#include "platform/asncmd/asn_helper.h"
 #include "platform/task/vela_task.h"
-#include "platform/testkit/testkit.h"
+#include "tests/util/util_test.h"
 #include "util/basicutil/asynprogressmgr.h"
 #include "util/basicutil/client_records.h"
-#include "util/basicutil/common.h"
 #include "util/basicutil/progressmgr.h"
 #include "util/basicutil/taskcontext.h"
-
-using namespace NSTE_util;
 
 namespace mission_test {
 
@@ -47,20 +43,19 @@ inline int Overall(const ClientMissionID& key) {
   return Mgr().GetProgress(key, progress, weight) ? progress : -1;
 }
 
-// A task with a request of the client.
-class ClientTest : public testing::Test {
- protected:
-  // How many records hold the text; what was held back comes as one.
-  int Traced(const std::string& text) {
-    WriteException("dump");
-    return m_log.Count(text);
-  }
-  int Asserted(const std::string& expression) {
-    return m_log.Count("assertion failed for '" + expression + "'");
-  }
+// The message that a frame carries.
+template <class Message>
+Message Decoded(const testkit::Frame& frame) {
+  Message msg;
+  std::string reason;
+  EXPECT_EQ(CAsnHelper::Decode(Exactly(frame.payload), msg, reason), 0U) << reason;
+  return msg;
+}
 
+// A task with a request of the client.
+class ClientTest : public LogTest {
+ protected:
   testkit::ProcessAddress m_self{600, 3, 8};
-  testkit::LogCapture m_log;
   testkit::CurrentTask m_task{FromClient()};
 };
 

@@ -1,12 +1,6 @@
 #include "util/basicutil/msg_if.h"
 
-#include <gtest/gtest.h>
-
-#include "platform/asncmd/asn_runtime.h"
 #include "platform/event/te_event_mgr.h"
-#include "platform/message/te_cmd_msg.h"
-#include "platform/task/vela_app_mgr.h"
-#include "platform/task/vela_error.h"
 #include "tests/util/mission_fixture.h"
 
 using namespace mission_test;
@@ -81,24 +75,16 @@ TEST_F(MsgIf, ResponsesGoBackTheWayOfTheirRequestAndRequestsDrawANumber) {
   char data[] = "abc";
   const VelaMsgPtr msg(CfgCreateRspMsg(m_task.get()->GetCurReqMsg(), data, 3));
   ASSERT_TRUE(msg);
-  VelaCmdMSG expected{};
-  expected.format = 10;
-  expected.srcDesk = OWN_DESK;
-  expected.dstDesk = 4;
-  expected.srcHandle = OWN_HANDLE;
-  expected.dstHandle = 2;
-  expected.srcProcId = OWN_PROCESS;
-  expected.dstProcId = 300;
-  expected.cmdCode = CMD;
-  expected.kind = VELA_KIND_RESPONSE;
-  expected.sn = 77;
-  expected.srcTaskId = m_task.get()->GetTaskId();
-  expected.dstTaskId = 11;
-  expected.length = 5;
-  expected.attribute = m_task.get()->GetAttribute();
-  expected.module = 9;
-  EXPECT_EQ(std::string(reinterpret_cast<const char*>(msg.get()), VELA_MSG_HEADER),
-            std::string(reinterpret_cast<const char*>(&expected), VELA_MSG_HEADER));
+  const auto fields = [](const VelaCmdMSG& h) {
+    return std::vector<std::uint32_t>{h.format,    h.clientNo,  h.srcDesk,   h.dstDesk, h.srcHandle,
+                                      h.dstHandle, h.srcProcId, h.dstProcId, h.cmdCode, h.kind,
+                                      h.sn,        h.srcTaskId, h.dstTaskId, h.length,  h.attribute,
+                                      h.module,    h.subId,     h.status};
+  };
+  const unsigned taskId = m_task.get()->GetTaskId(), attribute = m_task.get()->GetAttribute();
+  EXPECT_EQ(fields(*msg),
+            (std::vector<std::uint32_t>{10, 0, OWN_DESK, 4, OWN_HANDLE, 2, OWN_PROCESS, 300, CMD,
+                                        VELA_KIND_RESPONSE, 77, taskId, 11, 5, attribute, 9, 0, 0}));
   EXPECT_EQ(std::string(reinterpret_cast<const char*>(msg->data), 3), "abc");
 
   testkit::FrameCapture capture;
@@ -141,9 +127,7 @@ TEST_F(MsgIf, ARawMessageStaysInTheProcess) {
   EXPECT_EQ(frames[0].payload, "abc");
   EXPECT_EQ(frames[1].payload, "");
 
-  testkit::OsFaults faults([](vela::OsCall call, const char*) {
-    return vela::OsFault{.error = call == vela::OsCall::allocate ? ENOMEM : 0};
-  });
+  const auto faults = NoMemory();
   EXPECT_FALSE(SendMsgToModule(4, CMD, 2, 12, 3, data));
   EXPECT_EQ(Traced("NSTE_util::SendMsgToModule : Fail to allocate memory!\n"), 1);
 }
@@ -180,17 +164,8 @@ TEST_F(MsgIf, ASynchronousCommandReturnsTheCodeOfThePlatform) {
 TEST_F(MsgIf, WaitsForOneCommandCode) {
   constexpr std::uint32_t OTHER = 0x7002;
   const std::string seven = testkit::Encoded(AsnInt(7));
-  struct Delivered {
-    std::uint32_t cmd;
-    std::uint32_t status;
-    std::string payload;
-  };
-  const struct {
-    const char* why;
-    std::vector<Delivered> delivered;
-    std::uint32_t result;
-    bool answered;
-  } rows[] = {
+  using Delivered = std::tuple<std::uint32_t, std::uint32_t, std::string>;  // command, status, payload
+  const std::tuple<const char*, std::vector<Delivered>, std::uint32_t, bool> rows[] = {
       {"nothing comes", {}, VELA_ERR_NO_ANSWER, false},
       {"at once", {{CMD, 0, seven}}, 0, true},
       {"behind two others", {{OTHER, 0, seven}, {OTHER, 0, ""}, {CMD, 0, seven}}, 0, true},
@@ -203,18 +178,17 @@ TEST_F(MsgIf, WaitsForOneCommandCode) {
       {"empty without a refusal", {{CMD, 0, ""}}, VELA_ERR_DECODE, false},
       {"bad bytes", {{CMD, 0, std::string("\x02\x84", 2)}}, VELA_ERR_DECODE, false},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
-    for (const Delivered& d : row.delivered) {
-      VelaMsgPtr frame = Response(d.cmd, 5, d.payload);
-      frame->status = d.status;
+  for (const auto& [why, delivered, result, answered] : rows) {
+    for (const auto& [cmd, status, payload] : delivered) {
+      VelaMsgPtr frame = Response(cmd, 5, payload);
+      frame->status = status;
       m_task.Deliver(std::move(frame));
     }
     AsnInt answer(0);
-    EXPECT_EQ(SynWaitRspMsg(m_task.get(), CMD, &answer, 1), row.result);
-    EXPECT_EQ(answer == 7, row.answered);
+    EXPECT_EQ(SynWaitRspMsg(m_task.get(), CMD, &answer, 1), result) << why;
+    EXPECT_EQ(answer == 7, answered) << why;
     AsnInt rest;  // what the row left over
-    if (row.delivered.size() > 3) SynWaitRspMsg(m_task.get(), CMD, &rest, 1);
+    if (delivered.size() > 3) SynWaitRspMsg(m_task.get(), CMD, &rest, 1);
   }
   EXPECT_EQ(SynWaitRspMsg(nullptr, CMD, nullptr, 1), VELA_ERR_NO_ANSWER);
   EXPECT_EQ(Asserted("pTask"), 1);

@@ -1,16 +1,9 @@
 #pragma once
-#include <gtest/gtest.h>
-
 #include <list>
-#include <string>
 
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
-#include "util/basicutil/common.h"
+#include "tests/util/util_test.h"
 #include "util/basicutil/mutex.h"
 #include "util/basicutil/mutex_query.h"
-
-using namespace NSTE_util;
 
 namespace mutex_test {
 
@@ -24,21 +17,9 @@ inline bool Load(const std::string& content) {
   return Mgr().LoadMutexFile(files::Write("mutex.cfg", content));
 }
 
-class MutexTest : public testing::Test {
+class MutexTest : public LogTest {
  protected:
   ~MutexTest() override { TEMutexOperMgr::Destroy(); }
-  // How often the text stands in the log, held-back records included.
-  int Traced(const std::string& text) {
-    WriteException("dump");
-    int count = 0;
-    for (const testkit::LogRecord& record : m_log.Records())
-      for (std::size_t at = record.text.find(text); at != std::string::npos;
-           at = record.text.find(text, at + 1))
-        ++count;
-    return count;
-  }
-
-  testkit::LogCapture m_log;
 };
 
 }  // namespace mutex_test

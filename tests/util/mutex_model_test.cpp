@@ -1,11 +1,7 @@
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <latch>
-#include <map>
 #include <random>
 #include <set>
-#include <thread>
 
 #include "tests/util/mutex_fixture.h"
 
@@ -159,7 +155,7 @@ TEST(MutexModel, RandomHistoriesAgreeWithPlainLists) {
   }
 }
 
-constexpr int THREADS = 6, ROUNDS = 1500, WRITER = 1, READER = 2, GLOBAL = 3;
+constexpr int WRITER = 1, READER = 2, GLOBAL = 3;
 constexpr unsigned NES = 3, BOARDS = 3;
 
 // Who is at work on each board, told by the workers themselves: an exclusive one counts for a thousand. False
@@ -184,33 +180,28 @@ TEST(MutexThreaded, NobodyMeetsWhoIsExcluded) {
   ASSERT_TRUE(Load("[MUTEX_TABLE]\n1:1-2:1\n0:3:0\n[MUTEX_ERRORCODE]\n1:11\n2:12\n3:13\n"));
   Witness witness;
   std::atomic<int> met = 0, wrongCodes = 0;
-  std::latch start(THREADS);
-  std::vector<std::thread> threads;
-  for (unsigned i = 0; i < THREADS; ++i)
-    threads.emplace_back([&, i] {
-      std::mt19937 random(i);
-      start.arrive_and_wait();
-      for (int round = 0; round < ROUNDS; ++round) {
-        const unsigned draw = static_cast<unsigned>(random());
-        const int code = draw % 16 == 0 ? GLOBAL : draw % 2 == 0 ? WRITER : READER;
-        const TEOperObject object(draw / 16 % 32 == 0 ? 0 : 1 + draw / 512 % NES, draw / 8192 % (BOARDS + 1),
-                                  0);
-        const TEMutexOperGuard guard(code, object);
-        if (guard.GetResult() != 0) {
-          wrongCodes += guard.GetResult() < 11 || guard.GetResult() > 13;
-          TEBlockingOper blocker;
-          if (guard.GetBlocker(blocker)) wrongCodes += !blocker.m_heldObject.IsConflict(object);
-          continue;
-        }
-        const int weight = code == READER ? 1 : 1000;
-        met += !witness.Come(object, weight);
-        if (draw % 5 == 0) std::this_thread::yield();
-        std::vector<TERunningOperObjects> running;
-        if (draw % 64 == 0) met += !GetRunningOpers(running) || running.empty();
-        witness.Come(object, -weight);
+  InThreads(6, [&](int thread) {
+    std::mt19937 random(static_cast<unsigned>(thread));
+    for (int round = 0; round < 1500; ++round) {
+      const unsigned draw = static_cast<unsigned>(random());
+      const int code = draw % 16 == 0 ? GLOBAL : draw % 2 == 0 ? WRITER : READER;
+      const unsigned ne = draw / 16 % 32 == 0 ? 0 : 1 + draw / 512 % NES;
+      const TEOperObject object(ne, draw / 8192 % (BOARDS + 1), 0);
+      const TEMutexOperGuard guard(code, object);
+      if (guard.GetResult() != 0) {
+        wrongCodes += guard.GetResult() < 11 || guard.GetResult() > 13;
+        TEBlockingOper blocker;
+        if (guard.GetBlocker(blocker)) wrongCodes += !blocker.m_heldObject.IsConflict(object);
+        continue;
       }
-    });
-  for (std::thread& thread : threads) thread.join();
+      const int weight = code == READER ? 1 : 1000;
+      met += !witness.Come(object, weight);
+      if (draw % 5 == 0) std::this_thread::yield();
+      std::vector<TERunningOperObjects> running;
+      if (draw % 64 == 0) met += !GetRunningOpers(running) || running.empty();
+      witness.Come(object, -weight);
+    }
+  });
   EXPECT_EQ(met, 0);
   EXPECT_EQ(wrongCodes, 0);
   EXPECT_EQ(Mgr().LockOper(GLOBAL, TEOperObject(0, 0, 0)), 0) << "nothing was left behind";

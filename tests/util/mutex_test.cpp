@@ -20,13 +20,14 @@ constexpr unsigned long kRefused = 1090646034;
 
 TEST_F(MutexTest, OverlapOfObjects) {
   using Pair = std::pair<TEOperObject, TEOperObject>;
-  for (const auto& [a, b] :
+  const std::map<bool, std::vector<Pair>> rows = {
+      {true,
        {Pair({5, 0, 0}, {5, 7, 9}), Pair({5, 0, 3}, {5, 7, 9}), Pair({0, 4, 4}, {5, 7, 9}),
-        Pair({5, 1, 0}, {5, 1, 3}), Pair({5, 1, 2}, {5, 1, 2}), Pair({1UL << 32, 1, 1}, {9, 9, 9})})
-    EXPECT_TRUE(a.IsConflict(b) && b.IsConflict(a)) << a.m_nFirst << " " << a.m_nSecond << " " << a.m_nThird;
-  for (const auto& [a, b] :
-       {Pair({5, 1, 0}, {5, 2, 0}), Pair({5, 1, 2}, {6, 1, 2}), Pair({5, 1, 2}, {5, 1, 3})})
-    EXPECT_FALSE(a.IsConflict(b) || b.IsConflict(a)) << a.m_nFirst << " " << a.m_nSecond << " " << a.m_nThird;
+        Pair({5, 1, 0}, {5, 1, 3}), Pair({5, 1, 2}, {5, 1, 2}), Pair({1UL << 32, 1, 1}, {9, 9, 9})}},
+      {false, {Pair({5, 1, 0}, {5, 2, 0}), Pair({5, 1, 2}, {6, 1, 2}), Pair({5, 1, 2}, {5, 1, 3})}}};
+  for (const auto& [overlap, pairs] : rows)
+    for (const auto& [a, b] : pairs)
+      EXPECT_TRUE(a.IsConflict(b) == overlap && b.IsConflict(a) == overlap) << a.m_nSecond << a.m_nThird;
   EXPECT_LT(TEOperObject(0, 9, 9), TEOperObject(1, 0, 0));
   EXPECT_LT(TEOperObject(1, 1, 0x7FFFFFFF), TEOperObject(1, 1, 0x80000000));
 }
@@ -176,20 +177,16 @@ TEST_F(MutexTest, TellsWhoBlocksAndWhatRuns) {
   const TEMutexOperGuard refused(6, TEOperObject(8, 1, 0));
   TEBlockingOper blocker;
   ASSERT_TRUE(refused.GetBlocker(blocker));
-  EXPECT_EQ(std::tuple(blocker.m_nOperCode, blocker.m_nErrorCode, blocker.m_nProgress),
-            std::tuple(5, 77U, 40));
-  EXPECT_EQ(blocker.m_since.time_since_epoch(), std::chrono::seconds(1000));
-  EXPECT_EQ(blocker.m_age, std::chrono::seconds(3));
-  EXPECT_EQ(blocker.m_wTaskID, task.get()->GetTaskId());
-  EXPECT_EQ(blocker.m_nUserID, 33);
+  EXPECT_EQ(std::tuple(blocker.m_nOperCode, blocker.m_nErrorCode, blocker.m_nProgress, blocker.m_nUserID,
+                       blocker.m_since.time_since_epoch(), blocker.m_age, blocker.m_wTaskID),
+            std::tuple(5, 77U, 40, 33, std::chrono::seconds(1000), std::chrono::seconds(3),
+                       task.get()->GetTaskId()));
   EXPECT_EQ(blocker.m_mission, MakeMissionKey(context.GetReqMsg(), 4));
 
   std::vector<TERunningOperObjects> running;
   ASSERT_TRUE(GetRunningOpers(running));
-  ASSERT_EQ(running.size(), 2U);
-  EXPECT_EQ(running[0].m_objects, (std::vector<TEOperObject>{{7, 0, 0}, {8, 0, 0}}));
-  EXPECT_EQ(running[1].m_nOperCode, 8);
-  EXPECT_EQ(running[1].m_objects, (std::vector<TEOperObject>{{1, 1, 1}, {1, 1, 2}, {1, 1, 2}}));
+  EXPECT_EQ(running.at(0).m_objects, (std::vector<TEOperObject>{{7, 0, 0}, {8, 0, 0}}));
+  EXPECT_EQ(running.at(1).m_objects, (std::vector<TEOperObject>{{1, 1, 1}, {1, 1, 2}, {1, 1, 2}}));
 
   EXPECT_FALSE(held->GetBlocker(blocker)) << "it was granted";
   held.reset();
@@ -198,20 +195,20 @@ TEST_F(MutexTest, TellsWhoBlocksAndWhatRuns) {
 
 TEST(MitLockErrMgr, KeepsTheFirstTextOfAThreadWhileSwitchedOn) {
   TEMitLockErrMgr& mgr = *TEMitLockErrMgr::Instance();
-  std::string info = "untouched";
+  const auto found = [&mgr](bool on) {
+    std::string info = "none";
+    g_bEnableMitLockErrMgr = on;
+    const bool is = mgr.FindThrInfo(1, info);
+    return is ? info : "no " + info;
+  };
   mgr.InsertThrIDandInfo(1, "off");
-  g_bEnableMitLockErrMgr = true;
-  EXPECT_FALSE(mgr.FindThrInfo(1, info));
+  EXPECT_EQ(found(true), "no none");
   for (const char* text : {"first", "second"}) mgr.InsertThrIDandInfo(1, text);
-  g_bEnableMitLockErrMgr = false;
-  EXPECT_FALSE(mgr.FindThrInfo(1, info));
+  EXPECT_EQ(found(false), "no none");
   mgr.EraseThrIDandInfo(1);
-  EXPECT_EQ(info, "untouched");
-  g_bEnableMitLockErrMgr = true;
-  EXPECT_TRUE(mgr.FindThrInfo(1, info)) << "it was off when erased";
-  EXPECT_EQ(info, "first");
+  EXPECT_EQ(found(true), "first") << "it was off when erased";
   mgr.EraseThrIDandInfo(1);
-  EXPECT_FALSE(mgr.FindThrInfo(1, info));
+  EXPECT_EQ(found(true), "no none");
   TEMitLockErrMgr::Destroy();
 }
 

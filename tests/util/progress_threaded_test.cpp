@@ -1,18 +1,7 @@
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <latch>
-#include <thread>
-
 #include "platform/task/vela_app_mgr.h"
-#include "platform/task/vela_task.h"
 #include "platform/task/vela_task_mgr.h"
-#include "platform/testkit/testkit.h"
+#include "tests/util/mission_fixture.h"
 #include "util/basicutil/progress_api.h"
-#include "util/basicutil/progressmgr.h"
-#include "util/basicutil/taskcontext.h"
-
-using namespace NSTE_util;
 
 namespace {
 
@@ -30,31 +19,23 @@ TEST(ProgressThreaded, ReportsRoundsAndCancelsOfManyTasksAtOnce) {
   VelaGnlTask staying("staying");
   mgr.RegisterMission({.m_nMissionNo = 1000, .m_wProcID = 1}, &staying);
   std::atomic<int> cancelsSeen = 0, contextsSeen = 0;
-  std::latch start(THREADS + 1);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < THREADS; ++i)
-    threads.emplace_back([&, i] {
-      start.arrive_and_wait();
-      for (int round = 0; round < ROUNDS; ++round) {
-        VelaGnlTask task("worker");
-        task.SetCurReqMsg(
-            std::make_unique<TECmdMsg>(testkit::MakeFrame({.clientNo = 1, .srcProcId = 0, .payload = {}})));
-        const VelaCurrentTaskScope scope(&task);
-        TETaskContext context(&task);
-        contextsSeen += GetTaskContext() == &context;
-        context.SetMissionID(i, true);
-        const ProgressSpanGuard span(50);
-        SendProgress(round % 100);
-        mgr.CancelMission({.m_nMissionNo = i, .m_nClientNo = 1, .m_wReplyAttr = 7});
-        cancelsSeen += IsTaskCanceled();
+  InThreads(THREADS + 1, [&](int thread) {
+    for (int round = 0; round < ROUNDS; ++round) {
+      if (thread == THREADS) {
+        mgr.SendTaskProgress(nullptr, &staying, round, {});
+        mgr.SendAllProgress();
+        continue;
       }
-    });
-  start.arrive_and_wait();
-  for (int round = 0; round < ROUNDS; ++round) {
-    mgr.SendTaskProgress(nullptr, &staying, round, {});
-    mgr.SendAllProgress();
-  }
-  for (std::thread& thread : threads) thread.join();
+      const testkit::CurrentTask task({.clientNo = 1, .srcProcId = 0, .payload = {}});
+      TETaskContext context(task.get());
+      contextsSeen += GetTaskContext() == &context;
+      context.SetMissionID(thread, true);
+      const ProgressSpanGuard span(50);
+      SendProgress(round % 100);
+      mgr.CancelMission({.m_nMissionNo = thread, .m_nClientNo = 1, .m_wReplyAttr = 7});
+      cancelsSeen += IsTaskCanceled();
+    }
+  });
 
   EXPECT_EQ(reports, THREADS * ROUNDS);
   EXPECT_EQ(ofStaying, 3 * ROUNDS) << "one by itself, two in each round";

@@ -1,15 +1,8 @@
-#include "util/basicutil/progressmgr.h"
-
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <span>
 
 #include "asn1/progress.h"
-#include "platform/asncmd/asn_helper.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
-#include "platform/task/vela_error.h"
 #include "tests/util/mission_fixture.h"
 #include "util/basicutil/progress_api.h"
 
@@ -19,32 +12,12 @@ namespace {
 
 constexpr std::uint32_t ABORT = 0x208001, REPORT = 0x208002, PARALLEL = 0x218004;
 
-template <class Message>
-Message Decoded(const std::string& payload) {
-  Message msg;
-  std::string reason;
-  const std::span bytes(reinterpret_cast<const unsigned char*>(payload.data()), payload.size());
-  EXPECT_EQ(CAsnHelper::Decode(bytes, msg, reason), 0U) << reason;
-  return msg;
-}
-
-int Progress(const testkit::Frame& frame) {
-  return Decoded<AsnProgressReportEx>(frame.payload).progress;
-}
-
 using Progresses = MissionTest;
 
 TEST(MissionProgress, SpansNestAndIgnoreWhatIsOutOfRange) {
-  struct Step {
-    char what;  // span, update, restore
-    float value;
-    float expected;  // progress so far
-  };
+  using Step = std::tuple<char, float, int>;  // span, update or restore; its value; the progress so far
   constexpr float nan = std::numeric_limits<float>::quiet_NaN();
-  const struct {
-    const char* why;
-    std::vector<Step> steps;
-  } rows[] = {
+  const std::pair<const char*, std::vector<Step>> rows[] = {
       {"a span, then on from its end",
        {{'s', 40, 0}, {'u', 50, 20}, {'r', 0, 40}, {'u', 30, 40}, {'u', 70, 70}, {'u', 100, 100}}},
       {"spans in spans", {{'s', 50, 0}, {'s', 50, 0}, {'u', 100, 25}, {'r', 0, 25}, {'r', 0, 50}}},
@@ -54,14 +27,13 @@ TEST(MissionProgress, SpansNestAndIgnoreWhatIsOutOfRange) {
       {"cut to 100", {{'s', 100.5, 0}, {'u', 60, 60}, {'r', 0, 100}}},
       {"nearly 100", {{'s', 99.9995F, 0}, {'u', 100, 100}}},
   };
-  for (const auto& row : rows) {
+  for (const auto& [why, steps] : rows) {
     MissionProgressCtrl ctrl(0);
-    for (std::size_t i = 0; i < row.steps.size(); ++i) {
-      const Step& step = row.steps[i];
-      if (step.what == 's') ctrl.SetProgressSpan(step.value);
-      if (step.what == 'u') ctrl.UpdateProgress(static_cast<int>(step.value));
-      if (step.what == 'r') ctrl.RestoreProgressSpan();
-      EXPECT_EQ(ctrl.GetCurProgress(), static_cast<int>(step.expected)) << row.why << ", step " << i;
+    for (const auto& [what, value, expected] : steps) {
+      if (what == 's') ctrl.SetProgressSpan(value);
+      if (what == 'u') ctrl.UpdateProgress(static_cast<int>(value));
+      if (what == 'r') ctrl.RestoreProgressSpan();
+      EXPECT_EQ(ctrl.GetCurProgress(), expected) << why << ": " << what << value;
     }
   }
 }
@@ -95,16 +67,16 @@ TEST_F(Progresses, AReportGoesToTheAddressInTheMissionKey) {
                                           i == 2 ? PARALLEL : REPORT, VELA_KIND_PROGRESS, 77, 0x3F, 250}))
         << i;
   }
-  const auto first = Decoded<AsnProgressReportEx>(frames[0].payload);
+  const auto first = Decoded<AsnProgressReportEx>(frames[0]);
   EXPECT_TRUE(first.missionID == 5 && first.progress == 30 && first.text.Len() == 0);
-  ASSERT_NE(first.info, nullptr);
+  ASSERT_TRUE(first.info);
   EXPECT_TRUE(first.info->value == -3 && first.info->first.data() == "first" &&
               first.info->third.data() == "third");
-  EXPECT_EQ(Decoded<AsnProgressReportEx>(frames[1].payload).info, nullptr);
-  const auto parallel = Decoded<AsnParallelTaskProgressReport>(frames[2].payload);
+  EXPECT_EQ(Decoded<AsnProgressReportEx>(frames[1]).info, nullptr);
+  const auto parallel = Decoded<AsnParallelTaskProgressReport>(frames[2]);
   EXPECT_TRUE(parallel.progress == 50 && parallel.partName.data() == "part" &&
               parallel.partDetail.data() == "detail");
-  EXPECT_EQ(Progress(frames[3]), 60);
+  EXPECT_EQ(Decoded<AsnProgressReportEx>(frames[3]).progress, 60);
 }
 
 TEST_F(Progresses, OneMissionPerTaskAndEqualKeysAreOneMission) {
@@ -152,7 +124,7 @@ TEST_F(Progresses, TheRoundReportsAllInKeyOrderTwiceToClientsWithAProcess) {
   }
   std::vector<std::pair<int, int>> sent;
   for (const testkit::Frame& frame : m_frames.Frames()) {
-    const auto report = Decoded<AsnProgressReportEx>(frame.payload);
+    const auto report = Decoded<AsnProgressReportEx>(frame);
     sent.emplace_back(report.missionID, report.progress);
     EXPECT_EQ(frame.header.kind, VELA_KIND_PROGRESS);
     EXPECT_EQ(frame.header.sn, 0U);
@@ -183,7 +155,7 @@ TEST_F(Progresses, GuardsAndFreeFunctionsServeTheContextOfTheTask) {
   EXPECT_EQ(Overall(Key(5)), 60);
   const auto frames = m_frames.Frames();
   ASSERT_EQ(frames.size(), 2U);
-  EXPECT_EQ(Decoded<AsnProgressReportEx>(frames[0].payload).info->third.data(), "text");
+  EXPECT_EQ(Decoded<AsnProgressReportEx>(frames[0]).info->third.data(), "text");
   Mgr().CancelMission(Key(5, 8));
   EXPECT_TRUE(IsTaskCanceled());
 }
@@ -225,57 +197,50 @@ TEST_F(Progresses, TheEndOfATaskIsToldToAllClients) {
   ASSERT_EQ(frames.size(), 1U);
   EXPECT_EQ(frames[0].header.dstProcId, 3003);
   EXPECT_EQ(frames[0].header.cmdCode, 0x203107U);
-  EXPECT_TRUE(Decoded<AsnTaskFinishNotify>(frames[0].payload).missionID == 5);
+  EXPECT_TRUE(Decoded<AsnTaskFinishNotify>(frames[0]).missionID == 5);
   const VelaCurrentTaskScope nobody(nullptr);
   SendTaskFinishNotify(5);
   EXPECT_EQ(m_frames.Frames().size(), 1U);
 }
 
 TEST_F(Progresses, OnlyTheClientItselfAbortsItsMission) {
-  const struct {
-    const char* why;
-    int scope, missionNo;
-    std::uint16_t srcHandle;
-    std::uint8_t kind;
-    bool cancelled;
-  } rows[] = {{"another mission", 255, 6, 2, VELA_KIND_REQUEST, false},
-              {"another client's", 255, 5, 3, VELA_KIND_REQUEST, false},
-              {"a part of it", 1, 5, 2, VELA_KIND_REQUEST, false},
-              {"its own", 255, 5, 2, VELA_KIND_REQUEST, true},
-              {"without a waiter", 255, 5, 2, VELA_KIND_COMMAND, true}};
+  const std::tuple<const char*, int, int, std::uint16_t, std::uint8_t, bool> rows[] = {
+      // scope, mission, handle of the sender, kind; cancelled?
+      {"another mission", 255, 6, 2, VELA_KIND_REQUEST, false},
+      {"another client's", 255, 5, 3, VELA_KIND_REQUEST, false},
+      {"a part of it", 1, 5, 2, VELA_KIND_REQUEST, false},
+      {"its own", 255, 5, 2, VELA_KIND_REQUEST, true},
+      {"without a waiter", 255, 5, 2, VELA_KIND_COMMAND, true}};
   unsigned long asynId = 0;
   ASSERT_TRUE(Asyn().Register({{CProcID(500, 1), 1.0F}}, 5, asynId));
   const TETaskHandlerStru* handler = TETaskCreator::Instance()->Find(ABORT);
   ASSERT_NE(handler, nullptr);
   bool running = true;  // in the other process
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.why);
+  for (const auto& [why, scope, missionNo, srcHandle, kind, cancelled] : rows) {
+    SCOPED_TRACE(why);
     m_frames.Clear();
     VelaGnlTask worker("worker");
     Mgr().RegisterMission(Key(5, 9), &worker);
     testkit::Request request = FromClient();
-    request.srcHandle = row.srcHandle;
-    request.kind = row.kind;
-    VelaGnlTask task("abort");
-    task.SetCurReqMsg(std::make_unique<TECmdMsg>(testkit::MakeFrame(request)));
-    const VelaCurrentTaskScope current(&task);
+    request.srcHandle = srcHandle;
+    request.kind = kind;
+    const testkit::CurrentTask task(request);
     AsnAbortMissionReq abort;
-    abort.scope = row.scope;
-    abort.missionID = row.missionNo;
-    EXPECT_EQ(handler->handle(&task, &abort), 0U);
-    EXPECT_EQ(Mgr().IsTaskCanceled(&worker), row.cancelled);
+    abort.scope = scope;
+    abort.missionID = missionNo;
+    EXPECT_EQ(handler->handle(task.get(), &abort), 0U);
+    EXPECT_EQ(Mgr().IsTaskCanceled(&worker), cancelled);
     EXPECT_FALSE(Mgr().IsCanceled(Key(6))) << "an unknown mission leaves nothing behind";
     auto frames = m_frames.Frames();
-    if (row.cancelled && std::exchange(running, false)) {
+    if (cancelled && std::exchange(running, false)) {
       ASSERT_FALSE(frames.empty());
       EXPECT_EQ(frames[0].header.dstProcId, 500);
       frames.erase(frames.begin());
     }
-    ASSERT_EQ(frames.size(), row.kind == VELA_KIND_REQUEST ? 1U : 0U);
+    ASSERT_EQ(frames.size(), kind == VELA_KIND_REQUEST ? 1U : 0U);
     if (!frames.empty()) {
-      const auto rsp = Decoded<AsnAbortMissionRsp>(frames[0].payload);
-      EXPECT_TRUE(rsp.missionID == row.missionNo);
-      EXPECT_EQ(rsp.errorCode == 0, row.cancelled);
+      const auto rsp = Decoded<AsnAbortMissionRsp>(frames[0]);
+      EXPECT_TRUE(rsp.missionID == missionNo && (rsp.errorCode == 0) == cancelled);
     }
     Mgr().UnRegisterMission(Key(5, 9));
   }

@@ -1,17 +1,12 @@
-#include <gtest/gtest.h>
-
 #include <array>
 #include <limits>
 #include <optional>
 
 #include "asn1/qcommon.h"
 #include "asn1/result.h"
-#include "platform/asncmd/asn_runtime.h"
-#include "platform/task/vela_error.h"
+#include "tests/util/util_test.h"
 #include "util/basicutil/asn_convert.h"
 #include "util/basicutil/client_records.h"
-
-using namespace NSTE_util;
 
 namespace {
 
@@ -24,60 +19,48 @@ std::optional<std::uint32_t> Code(const Record& record) {
 }
 
 TEST(SingleReturn, AssignmentDropsTheStringErrorCodeThatACopyKeeps) {
-  const TESingleReturn result(5, "reason", "E-5");
-  TESingleReturn assigned;
+  TESingleReturn result(5, "reason", "E-5"), assigned;
+  const TESingleReturn& alias = result;
   assigned = result;
-  EXPECT_EQ(TESingleReturn(result).GetStrErrCode(), "E-5");
-  EXPECT_EQ(assigned.GetStrErrCode(), "");
+  result = alias;
+  EXPECT_EQ(TESingleReturn(result).GetStrErrCode() + assigned.GetStrErrCode(), "E-5");
   EXPECT_EQ(assigned.GetReason(), "reason");
-
-  TESingleReturn itself(5, "reason", "E-5");
-  const TESingleReturn& alias = itself;
-  itself = alias;
-  EXPECT_EQ(itself.GetStrErrCode(), "E-5");
-
-  itself = 0;
-  EXPECT_TRUE(itself.IsSuccess());
-  EXPECT_EQ(itself.GetReason() + itself.GetStrErrCode(), "");
+  result = 0;
+  EXPECT_TRUE(result.IsSuccess() && (result.GetReason() + result.GetStrErrCode()).empty());
 }
 
 TEST(SingleReturn, ComparesUnsignedCodesOnly) {
-  const TESingleReturn small(5, "a", ""), same(5, "b", "x"), big(0xFFFFFFFF, "", "");
+  const TESingleReturn small(5, "a", ""), same(0x100000005UL, "b", "x"), big(0xFFFFFFFF, "", "");
   EXPECT_TRUE(small == same && !(small != same) && !(small < same));
   EXPECT_TRUE(small < big && small < -1 && big == -1 && big != 5 && big == 0xFFFFFFFFU);
-  EXPECT_EQ(static_cast<unsigned long>(TESingleReturn(0x100000005UL, "", "")), 5UL) << "codes have 32 bits";
 }
 
 TEST(Conversion, ResultToRecordAndBack) {
-  const struct {
-    std::uint32_t code;
-    bool flag;
-    std::optional<std::uint32_t> inRecord;
-  } rows[] = {{0, true, std::nullopt},
-              {NOTICE, true, NOTICE},
-              {5, false, 5U},
-              {VELA_ERR_GENERAL, false, VELA_ERR_GENERAL},
-              {0xFFFFFFFF, false, 0xFFFFFFFF}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.code);
+  const std::tuple<std::uint32_t, bool, std::optional<std::uint32_t>> rows[] = {
+      // code, the record's flag and its code
+      {0, true, std::nullopt},
+      {NOTICE, true, NOTICE},
+      {5, false, 5U},
+      {0xFFFFFFFF, false, 0xFFFFFFFF}};
+  for (const auto& [code, flag, inRecord] : rows) {
+    SCOPED_TRACE(code);
     AsnSingleReturn record;
     record.errorCode = new AsnInt(77);  // a code that was there before
-    SingleReturnE2A(TESingleReturn(row.code, "why", "E"), record);
-    EXPECT_EQ(static_cast<bool>(record.result), row.flag);
-    EXPECT_EQ(Code(record), row.inRecord);
+    SingleReturnE2A(TESingleReturn(code, "why", "E"), record);
+    EXPECT_EQ(static_cast<bool>(record.result), flag);
+    EXPECT_EQ(Code(record), inRecord);
     TESingleReturn back(1, "old", "old");
     SingleReturnA2E(record, back);
-    EXPECT_TRUE(back == row.code);
     EXPECT_EQ(back.GetReason() + "/" + back.GetStrErrCode(), "why/");
-    EXPECT_EQ(back.IsSuccess(), row.flag);
+    EXPECT_TRUE(back == code && back.IsSuccess() == flag);
 
     qcommon::QAsnSingleReturn second;
     second.reason = new AsnOcts("old");
-    CfgFillRspRslt(row.code, &second);
-    EXPECT_EQ(Code(second), row.inRecord);
+    CfgFillRspRslt(code, &second);
+    EXPECT_EQ(Code(second), inRecord);
     EXPECT_EQ(second.reason, nullptr);
     SingleReturnQA2E(second, back);
-    EXPECT_TRUE(back == row.code);
+    EXPECT_TRUE(back == code);
   }
 }
 
@@ -124,29 +107,24 @@ TEST(Conversion, AttributeValuesByTypeCode) {
 }
 
 TEST(LongLong, SplitsTowardZero) {
-  const struct {
-    __int64 value;
-    long high;
-    unsigned long low;
-    bool inverse;
-  } rows[] = {{0, 0, 0, true},
-              {0x1234567890, 0x12, 0x34567890, true},
-              {std::numeric_limits<__int64>::max(), 0x7FFFFFFF, 0xFFFFFFFF, true},
-              {-1, 0, 0xFFFFFFFF, false},
-              {-0x100000001, -1, 0xFFFFFFFF, false},
-              {std::numeric_limits<__int64>::min(), -0x80000000L, 0, true}};
-  for (const auto& row : rows) {
-    long high = 1;
-    unsigned long low = 1;
-    SplitLongLong(row.value, high, low);
-    EXPECT_EQ(std::pair(high, low), std::pair(row.high, row.low)) << row.value;
-    EXPECT_EQ(MakeLongLong(high, low) == row.value, row.inverse) << row.value;
-    EXPECT_EQ(Str2BigInt(BigInt2Str(row.value).c_str()), row.value);
+  const std::tuple<__int64, long, unsigned long, bool> rows[] = {
+      // value, high and low half, whether they make the value again
+      {0, 0, 0, true},
+      {0x1234567890, 0x12, 0x34567890, true},
+      {std::numeric_limits<__int64>::max(), 0x7FFFFFFF, 0xFFFFFFFF, true},
+      {-1, 0, 0xFFFFFFFF, false},
+      {-0x100000001, -1, 0xFFFFFFFF, false},
+      {std::numeric_limits<__int64>::min(), -0x80000000L, 0, true}};
+  for (const auto& [value, high, low, inverse] : rows) {
+    long upper = 1;
+    unsigned long lower = 1;
+    SplitLongLong(value, upper, lower);
+    EXPECT_EQ(std::pair(upper, lower), std::pair(high, low)) << value;
+    EXPECT_EQ(MakeLongLong(upper, lower) == value, inverse) << value;
+    EXPECT_EQ(Str2BigInt(BigInt2Str(value).c_str()), value);
   }
   EXPECT_EQ(MakeLongLong(-1, 0xFFFFFFFF), -1);
-  EXPECT_EQ(Str2BigInt(" \t+12x"), 12);
-  EXPECT_EQ(Str2BigInt("x"), 0);
-  EXPECT_EQ(Str2BigInt(nullptr), 0);
+  EXPECT_EQ(Str2BigInt(" \t+12x") + Str2BigInt("x") + Str2BigInt(nullptr), 12);
 }
 
 TEST(ClientRecords, AClientsFieldsCompareInTheOrderOfTheConstructor) {
@@ -165,22 +143,17 @@ TEST(ClientRecords, AReplyAttributeOfZeroEqualsAny) {
   const auto key = [](std::int32_t mission, std::uint32_t client, std::uint16_t desk, std::uint16_t reply) {
     return ClientMissionID{mission, client, 1, 1, desk, reply};
   };
-  const struct {
-    ClientMissionID left, right;
-    bool equal, less;
-    const char* why;
-  } rows[] = {{key(1, 1, 1, 0), key(1, 1, 1, 5), true, false, "wildcard on the left"},
-              {key(1, 1, 1, 5), key(1, 1, 1, 0), true, false, "wildcard on the right"},
-              {key(1, 1, 1, 4), key(1, 1, 1, 5), false, true, "both given"},
-              {key(1, 1, 1, 5), key(1, 1, 2, 0), false, true, "the desk decides before"},
-              {key(-1, 9, 9, 9), key(0, 1, 1, 1), false, true, "mission numbers are signed"},
-              {key(1, 2, 1, 0), key(1, 0x80000000, 1, 0), false, true, "client numbers are not"}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(row.left == row.right, row.equal) << row.why;
-    EXPECT_EQ(row.left < row.right, row.less) << row.why;
-  }
-  EXPECT_TRUE(ClientMissionIDExactLess()(rows[0].left, rows[0].right));
-  EXPECT_FALSE(ClientMissionIDExactLess()(rows[0].right, rows[0].left));
+  const std::tuple<ClientMissionID, ClientMissionID, bool, bool, const char*> rows[] = {
+      {key(1, 1, 1, 0), key(1, 1, 1, 5), true, false, "wildcard on the left"},
+      {key(1, 1, 1, 5), key(1, 1, 1, 0), true, false, "wildcard on the right"},
+      {key(1, 1, 1, 4), key(1, 1, 1, 5), false, true, "both given"},
+      {key(1, 1, 1, 5), key(1, 1, 2, 0), false, true, "the desk decides before"},
+      {key(-1, 9, 9, 9), key(0, 1, 1, 1), false, true, "mission numbers are signed"},
+      {key(1, 2, 1, 0), key(1, 0x80000000, 1, 0), false, true, "client numbers are not"}};
+  for (const auto& [left, right, equal, less, why] : rows)
+    EXPECT_EQ(std::pair(left == right, left < right), std::pair(equal, less)) << why;
+  EXPECT_TRUE(ClientMissionIDExactLess()(key(1, 1, 1, 0), key(1, 1, 1, 5)));
+  EXPECT_FALSE(ClientMissionIDExactLess()(key(1, 1, 1, 5), key(1, 1, 1, 0)));
 }
 
 }  // namespace

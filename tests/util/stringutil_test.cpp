@@ -1,17 +1,12 @@
 #include "util/basicutil/stringutil.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <climits>
 
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
-#include "util/basicutil/common.h"
+#include "tests/util/util_test.h"
 
 namespace {
 
-using namespace NSTE_util;
 using namespace std::string_literals;
 
 // Many short cases in few lines: "in -> out; in -> out". Further blanks belong to the texts.

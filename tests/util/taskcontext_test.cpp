@@ -1,9 +1,6 @@
 #include "util/basicutil/taskcontext.h"
 
-#include <gtest/gtest.h>
-
 #include <concepts>
-#include <thread>
 
 #include "platform/task/vela_app_mgr.h"
 #include "tests/util/mission_fixture.h"

@@ -1,10 +1,6 @@
-#include <gtest/gtest.h>
-
-#include <functional>
 #include <sstream>
 
 #include "asn1/progress.h"
-#include "platform/asncmd/asn_helper.h"
 #include "tests/util/mission_fixture.h"
 #include "util/basicutil/progress_if.h"
 
@@ -23,20 +19,15 @@ class OperProgress : public MissionTest {
   // What the client was told since the last call.
   Ints Sent() {
     Ints sent;
-    for (const testkit::Frame& frame : m_frames.Frames()) {
-      AsnProgressReportEx report;
-      const auto* bytes = reinterpret_cast<const unsigned char*>(frame.payload.data());
-      CAsnHelper::Decode({bytes, frame.payload.size()}, report);
-      sent.push_back(static_cast<int>(report.progress));
-    }
+    for (const testkit::Frame& frame : m_frames.Frames())
+      sent.push_back(static_cast<int>(Decoded<AsnProgressReportEx>(frame).progress));
     m_frames.Clear();
     return sent;
   }
 
   // Runs calls like "r:50 c:20 c=10" and returns what the client was told. Objects: the roots r and s, c
-  // below r, i below c. Calls: ":" register, "=" report, "~" with a text, "!" own report, "+" step, "["
-  // section,
-  // "/" step of it.
+  // below r, i below c. Calls: ":" register, "=" report, "~" with a text, "!" own report, "+" step,
+  // "[" section, "/" step of it.
   Ints Run(const char* script) {
     Mgr().UnRegisterTask(m_task.get());
     m_context.SetMissionID(1, false);
@@ -79,10 +70,7 @@ TEST_F(OperProgress, RefusesWithItsTextAndChangesNothing) {
   TEOperProgressIF& tools = Tools();
   const std::string section = " in SetProgressSection!\n", step = " in SendSectionStep!\n",
                     parameter = "Error: nProgress parameter ";
-  const struct {
-    std::string text;
-    std::function<void()> call;
-  } rows[] = {
+  const std::pair<std::string, std::function<void()>> rows[] = {
       {"Error: Register progress tool repeated!\n", [&] { tools.RegisterRoot(2, m_root, 50, 0); }},
       {"Error: Register progress tool repeated!\n", [&] { TEOperProgressRegister(2, m_root, 50, 0); }},
       {repeated, [&] { tools.RegisterChild(m_root, m_root, 50); }},
@@ -99,11 +87,11 @@ TEST_F(OperProgress, RefusesWithItsTextAndChangesNothing) {
       {parameter + "101 in TEOperProgressImpl::SendProgress!\n",
        [&] { tools.SendProgress(m_root, 101, "text", true); }},
   };
-  for (const auto& row : rows) {
+  for (const auto& [text, call] : rows) {
     m_log.Clear();
-    row.call();
-    EXPECT_EQ(Traced(row.text), 1) << row.text;
-    EXPECT_EQ(Asserted("false"), 1) << row.text;
+    call();
+    EXPECT_EQ(Traced(text), 1) << text;
+    EXPECT_EQ(Asserted("false"), 1) << text;
   }
   EXPECT_EQ(tools.GetProgressSection(m_root, a, b), 100);
   Tools().SendProgressStep(m_root, 101);  // these are no mistake that is told
@@ -113,11 +101,7 @@ TEST_F(OperProgress, RefusesWithItsTextAndChangesNothing) {
 }
 
 TEST_F(OperProgress, TurnsReportsIntoRisesOfTheMission) {
-  const struct {
-    const char* why;
-    const char* script;
-    Ints told;
-  } rows[] = {
+  const std::tuple<const char*, const char*, Ints> rows[] = {
       {"section: target 21", "r:100 r[20,60 r=20 r/1,40", {20, 21}},
       {"20.5 waits", "r:100 r[20,60 r=20 r/1,80", {20}},
       {"from outside the section", "r:100 r[20,60 r/1,80", {21}},
@@ -140,7 +124,7 @@ TEST_F(OperProgress, TurnsReportsIntoRisesOfTheMission) {
       {"own reports of those without children", "r:100 r!10 c:50 r!90 c!100", {10, 60}},
       {"two roots", "r:50 s:50 r/1,1 s/1,2", {50, 75}},
   };
-  for (const auto& row : rows) EXPECT_EQ(Run(row.script), row.told) << row.why;
+  for (const auto& [why, script, told] : rows) EXPECT_EQ(Run(script), told) << why;
 }
 
 TEST_F(OperProgress, ClientsWithTheSameNumberHaveMissionsOfTheirOwn) {
@@ -175,15 +159,12 @@ using OperProgressThreaded = OperProgress;
 
 TEST_F(OperProgressThreaded, ManyStepsOfManyThreadsSendEachFigureOnce) {
   const TEOperProgressRegister root(1, m_root, 100, 0);
-  std::vector<std::thread> threads;
-  for (const void* own : {m_child, m_inner}) {
-    threads.emplace_back([this, own] {
-      const TEOperProgressRegister child(own, m_root, 50);
-      for (int i = 1; i <= 3000; ++i) Tools().SendSectionStep(own, i, 3000);
-      EXPECT_EQ(Tools().GetProgress(own), 100);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  InThreads(2, [this](int thread) {
+    const void* own = &m_objects[1 + thread];
+    const TEOperProgressRegister child(own, m_root, 50);
+    for (int i = 1; i <= 3000; ++i) Tools().SendSectionStep(own, i, 3000);
+    EXPECT_EQ(Tools().GetProgress(own), 100);
+  });
   EXPECT_EQ(Tools().GetProgress(m_root), 100);
   EXPECT_EQ(Sent().size(), 100U);
 }

@@ -1,17 +1,11 @@
 #include "util/basicutil/timelog.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <sstream>
-#include <thread>
 
 #include "platform/os/vela_os.h"
-#include "platform/testkit/testkit.h"
+#include "tests/util/util_test.h"
 #include "util/basicutil/common_manager.h"
 #include "util/basicutil/timelog_internal.h"
-
-using namespace NSTE_util;
 
 namespace {
 
@@ -36,7 +30,7 @@ void Play(const std::string& history) {
 }
 
 // Time stands still unless a test moves it, and passes the end of its 32 bits.
-class TimeLogTest : public testing::Test {
+class TimeLogTest : public LogTest {
  protected:
   TimeLogTest() {
     g_now = 0xFFFFFFFC;
@@ -59,8 +53,6 @@ class TimeLogTest : public testing::Test {
     m_log.Clear();
     return written;
   }
-
-  testkit::LogCapture m_log;
 };
 
 TEST_F(TimeLogTest, SumsUpWhatAThreadDid) {
@@ -130,18 +122,15 @@ using TimeLogThreaded = TimeLogTest;
 
 TEST_F(TimeLogThreaded, KeepsThreadsApart) {
   TETimeLog& log = *TETimeLog::Instance();
-  std::vector<std::jthread> threads;
-  for (unsigned long i = 0; i < 6; ++i)
-    threads.emplace_back([&log, i] {
-      for (int round = 0; round < 40; ++round) {
-        const TETimeLogGuard guard("request");
-        log.BeginNEOper(i, TIME_EMS_OPER, "op");
-        for (int step = 0; step < 4; ++step) const TETimeGuard each(TIME_NE_OPER, "x");
-        EXPECT_FALSE(TETimeLog::OpenLogs().empty());
-        log.EndNEOper(i);
-      }
-    });
-  threads.clear();
+  InThreads(6, [&log](unsigned long i) {
+    for (int round = 0; round < 40; ++round) {
+      const TETimeLogGuard guard("request");
+      log.BeginNEOper(i, TIME_EMS_OPER, "op");
+      for (int step = 0; step < 4; ++step) const TETimeGuard each(TIME_NE_OPER, "x");
+      EXPECT_FALSE(TETimeLog::OpenLogs().empty());
+      log.EndNEOper(i);
+    }
+  });
   EXPECT_EQ(m_log.Count("SUM NE operationxxxx used time(ms):\t0\n\nSUM EMS operationop used"), 240);
 }
 

@@ -1,15 +1,11 @@
 #include "util/basicutil/timeutil.h"
 
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <sstream>
 
 #include "asn1/datetime.h"
-#include "platform/testkit/testkit.h"
-#include "util/basicutil/common.h"
+#include "tests/util/util_test.h"
 
-using namespace NSTE_util;
 using namespace vela;
 
 namespace {
@@ -69,13 +65,9 @@ std::string DstInformation() {
   return std::to_string(isDst) + ", " + std::to_string(minutes);
 }
 
-// How many traces hold the text, held back or not.
-int Traced(const testkit::LogCapture& log, const std::string& text) {
-  WriteException("what was held back comes with this");
-  return log.Count(text);
-}
+using TimeUtil = LogTest;
 
-TEST(TimeUtil, OneMomentInManyZones) {
+TEST_F(TimeUtil, OneMomentInManyZones) {
   // Zone, now, a moment, its text, the zone's offset now.
   const std::tuple<const char*, std::string, std::string, std::string, __int64> rows[] = {
       {"UTC", kSummer, "2024-07-01 10:30:00", "2024-07-01 10:30:00+00:00", 0},
@@ -103,7 +95,7 @@ TEST(TimeUtil, OneMomentInManyZones) {
   }
 }
 
-TEST(TimeUtil, NowAndDaylightSaving) {
+TEST_F(TimeUtil, NowAndDaylightSaving) {
   const testkit::Zone kolkata("Asia/Kolkata");
   testkit::Clock clock(kNow, 999'999);
   EXPECT_EQ(Text(Made<std::tm>(GetNMUTCTime)), kSummer);
@@ -125,7 +117,7 @@ TEST(TimeUtil, NowAndDaylightSaving) {
   }
 }
 
-TEST(TimeUtil, TextsWithZones) {
+TEST_F(TimeUtil, TextsWithZones) {
   const testkit::Zone zone("Asia/Kolkata");
   const std::map<std::string, __int64> zones = {
       {"GMT+08:00", -28'800}, {"GMT-03:00", 10'800},  {"GMT+05x45", -20'700},  {"GMT+ab:cd", 0},
@@ -144,7 +136,7 @@ TEST(TimeUtil, TextsWithZones) {
   EXPECT_EQ(TELocalTimeAndZoneToUTC(LLONG_MAX, local), 0);
 }
 
-TEST(TimeUtil, TextsOfDates) {
+TEST_F(TimeUtil, TextsOfDates) {
   const std::map<std::string, std::string> accepted = {
       {"2024-01-02", "2024-01-02 00:00:00"},
       {"2024-01-02 ", "2024-01-02 00:00:00"},
@@ -169,7 +161,7 @@ TEST(TimeUtil, TextsOfDates) {
   }
 }
 
-TEST(TimeUtil, WhatAFailingServiceLeaves) {
+TEST_F(TimeUtil, WhatAFailingServiceLeaves) {
   const testkit::Zone zone("America/New_York");
   const testkit::Clock clock(kNow);
   const std::string utc = " is fail!: 2024/7/1/10:30:5/zone=0/isdst=0/longtime=";
@@ -194,9 +186,9 @@ TEST(TimeUtil, WhatAFailingServiceLeaves) {
   };
   for (const auto& [fails, call, left, trace] : rows) {
     const testkit::ZoneFaults faults(fails);
-    const testkit::LogCapture log;
+    m_log.Clear();
     EXPECT_EQ(call(), left) << trace;
-    EXPECT_GE(Traced(log, trace), 1) << trace;
+    EXPECT_GE(Traced(trace), 1) << trace;
   }
   std::tm hostile{};
   hostile.tm_year = hostile.tm_mon = hostile.tm_mday = INT_MAX;
@@ -204,7 +196,7 @@ TEST(TimeUtil, WhatAFailingServiceLeaves) {
   EXPECT_EQ(Text(hostile), "2147485547-2147483648-2147483647 00:00:00");
 }
 
-TEST(TimeUtil, DatabaseTimes) {
+TEST_F(TimeUtil, DatabaseTimes) {
   const testkit::Zone zone("America/New_York");
   AsnDateTimeType message;
   RWDBDateTime time;
@@ -216,9 +208,8 @@ TEST(TimeUtil, DatabaseTimes) {
   EXPECT_FALSE(time.isValid());
   TETranDateTime(time, message);
   EXPECT_EQ(message.year + message.month + message.day + message.hour, 0);
-  const testkit::LogCapture log;
   TETranDateTime(&time, nullptr);
-  EXPECT_EQ(Traced(log, "ASSERT: file util/basicutil/stringutil, line "), 1);
+  EXPECT_EQ(Traced("ASSERT: file util/basicutil/stringutil, line "), 1);
 }
 
 }  // namespace

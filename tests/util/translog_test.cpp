@@ -1,14 +1,10 @@
 #include "util/basicutil/translog.h"
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
-#include <atomic>
 #include <random>
 #include <sstream>
-#include <thread>
 
-#include "platform/testkit/testkit.h"
+#include "tests/test_base.h"
 
 using namespace NSTE_util;
 
@@ -122,18 +118,15 @@ TEST(TransLog, CountsLikeAPlainTable) {
 
 TEST(TransLogThreaded, StatesEndWithTheirLastTask) {
   std::atomic<unsigned long> offered = 0;
-  std::vector<std::jthread> threads;
-  for (unsigned long i = 0; i < 6; ++i)
-    threads.emplace_back([&offered, i] {
-      for (int round = 0; round < 200; ++round) {
-        TETransactionLog own, other(offered.exchange(own.GetHandle()));
-        own.AddBuffer("own", i, new Counted);
-        if (other.IsValid()) other.AddBuffer("guest", i, new Counted);
-        EXPECT_EQ(other.AddRef(1) >= 1 && !GetTransactionLogs().empty(), other.IsValid());
-        other.Release();
-      }
-    });
-  threads.clear();
+  InThreads(6, [&offered](unsigned long i) {
+    for (int round = 0; round < 200; ++round) {
+      TETransactionLog own, other(offered.exchange(own.GetHandle()));
+      own.AddBuffer("own", i, new Counted);
+      if (other.IsValid()) other.AddBuffer("guest", i, new Counted);
+      EXPECT_EQ(other.AddRef(1) >= 1 && !GetTransactionLogs().empty(), other.IsValid());
+      other.Release();
+    }
+  });
   EXPECT_TRUE(Shown().empty() && g_alive == 0);
 }
 

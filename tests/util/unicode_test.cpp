@@ -1,14 +1,10 @@
 #include "util/basicutil/unicode.h"
 
-#include <gtest/gtest.h>
 #include <iconv.h>
 
 #include <array>
-#include <atomic>
-#include <barrier>
 
-#include "platform/testkit/testkit.h"
-#include "tests/files.h"
+#include "tests/test_base.h"
 
 namespace {
 
@@ -86,28 +82,17 @@ TEST(Unicode, FromUtf8) {
       << "what stands behind the input does not count";
 }
 
-TEST(Unicode, FromUtf8InPieces) {
-  const Bytes text = {0x41, 0xC3, 0xA9, 0xE4, 0xB8, 0xAD, 0xF0, 0x9F, 0x98, 0x80, 0xE6, 0x96, 0x87, 0x42};
-  for (std::size_t cut = 0; cut <= text.size(); ++cut) {
-    Done<unsigned short> first = Call(utf8_unicode, text, 64, static_cast<int>(cut));
-    const Done<unsigned short> rest = Call(utf8_unicode, Bytes(text.begin() + first.consumed, text.end()));
-    first.out.insert(first.out.end(), rest.out.begin(), rest.out.end());
-    EXPECT_EQ(first.out, (Units{0x41, 0xE9, 0x4E2D, 0x6587, 0x42})) << "cut at " << cut;
-  }
-}
-
 TEST(Unicode, Gb2312) {
   EXPECT_EQ(Call(unicode_gb, {0x3000, 0x7F, 0x4E2D, 0xE9, 0xD83D}),
             (Done<unsigned char>{{0xA1, 0xA1, 0x7F, 0xD6, 0xD0, 0xA8, 0xA6, 0x80, 0x7F}, 5}));
-  EXPECT_EQ(Call(unicode_gb, {0x41, 0x4E2D, 0x42}, 2), (Done<unsigned char>{{0x41, 0xD6, 0xD0}, 2}))
-      << "one free byte is enough for two";
   EXPECT_EQ(Call(gb_unicode, {0xA1, 0xA1, 0x7F, 0xD6, 0xD0, 0xAA, 0xA1, 0x80, 0x41}),
             (Done<unsigned short>{{0x3000, 0x7F, 0x4E2D, 0xFFFF, 0xFFFF}, 9}));
-  EXPECT_EQ(Call(gb_unicode, {0x41, 0xD6, 0xD0}, 64, 2), (Done<unsigned short>{{0x41, 0x4E2D}, 3}))
-      << "the byte behind the last one is taken along";
-  EXPECT_EQ(Call(gb_unicode, {0x41, 0xD6, 0xD0}, 1), (Done<unsigned short>{{0x41}, 1})) << "full";
-  EXPECT_EQ(Call(gb_unicode, {0xD6, 0xD0}, 64, 0), (Done<unsigned short>{{}, 0}));
-  EXPECT_EQ(Call(unicode_gb, {0x4E2D}, 0), (Done<unsigned char>{{}, 0}));
+  const Done<unsigned char> pair{{0x41, 0xD6, 0xD0}, 2};
+  EXPECT_EQ(Call(unicode_gb, {0x41, 0x4E2D, 0x42}, 2), pair) << "one free byte is enough for two";
+  const Done<unsigned short> behind{{0x41, 0x4E2D}, 3}, full{{0x41}, 1};
+  EXPECT_EQ(Call(gb_unicode, {0x41, 0xD6, 0xD0}, 64, 2), behind) << "the byte behind is taken along";
+  EXPECT_EQ(Call(gb_unicode, {0x41, 0xD6, 0xD0}, 1), full);
+  EXPECT_EQ(Call(gb_unicode, {0xD6, 0xD0}, 64, 0).consumed + Call(unicode_gb, {0x4E2D}, 0).consumed, 0);
 }
 
 // What the system's converter makes of one element; nothing when it refuses.
@@ -153,12 +138,8 @@ TEST(Unicode, LinesOfTheTable) {
       "0x2121 0x1001\n 2122\tU+1002 # without prefix\r\n#0x2123 0x1003\n\n0x2124 x\n0x2125--1005\n" +
           longLine + "\n" + longLine + "0x2127 0x1007\n" +
           "0x12128 0x1008\n0x2129 0x11009\n0x2130 0x1010\n0x2130 0x1011\n0x2131 0x1010\n0x2132 0x1012");
-  const struct {
-    unsigned code;
-    unsigned short unit;
-    unsigned codeOfUnit;
-    const char* why;
-  } rows[] = {
+  const std::tuple<unsigned, unsigned short, unsigned, const char*> rows[] = {
+      // code, its unit, the unit's code
       {0x2121, 0x1001, 0x2121, "both prefixes"},
       {0x2122, 0x1002, 0x2122, "any two characters before the value"},
       {0x2123, 0xFFFF, 0x2129, "a comment; 0xFFFF has its code from the last line without a value"},
@@ -171,13 +152,12 @@ TEST(Unicode, LinesOfTheTable) {
       {0x2131, 0x1010, 0x2131, "a later line with the same value"},
       {0x2132, 0x1012, 0x2132, "no line end"},
   };
-  for (const auto& row : rows) {
-    const unsigned euc = row.code + 0x8080;
-    EXPECT_EQ(Call(gb_unicode, {static_cast<unsigned char>(euc >> 8), static_cast<unsigned char>(euc)}).out,
-              Units{row.unit})
-        << row.why;
-    const Bytes back = Call(unicode_gb, {row.unit}).out;
-    EXPECT_EQ(static_cast<unsigned>(back[0] << 8 | back[1]), row.codeOfUnit + 0x8080) << row.why;
+  for (const auto& [code, unit, codeOfUnit, why] : rows) {
+    const Bytes euc{static_cast<unsigned char>((code + 0x8080) >> 8),
+                    static_cast<unsigned char>(code + 0x80)};
+    EXPECT_EQ(Call(gb_unicode, euc).out, Units{unit}) << why;
+    const Bytes back = Call(unicode_gb, {unit}).out;
+    EXPECT_EQ(static_cast<unsigned>(back[0] << 8 | back[1]), codeOfUnit + 0x8080) << why;
   }
   EXPECT_EQ(Call(unicode_gb, {0x1008}).out, (Bytes{0x80, 0x7F}));
 }
@@ -196,11 +176,6 @@ TEST(Unicode, NoRoot) {
   ExpectNoTable();
 }
 
-TEST(Unicode, NoTable) {
-  std::filesystem::remove(files::Root() + "conf/gb2312.txt");
-  ExpectNoTable();
-}
-
 TEST(Unicode, TableThatCannotBeRead) {
   std::filesystem::remove(files::Root() + "conf/gb2312.txt");
   std::filesystem::create_directory(files::Root() + "conf/gb2312.txt");
@@ -209,20 +184,14 @@ TEST(Unicode, TableThatCannotBeRead) {
 
 TEST(UnicodeThreaded, FirstCallsLoadTheTableOnce) {
   std::atomic<int> opened{0};
-  const testkit::OsFaults count([&](vela::OsCall call, const char* path) {
-    if (call == vela::OsCall::open && std::string_view(path).ends_with("/conf/gb2312.txt")) ++opened;
-    return vela::OsFault{};
+  const testkit::OsFaults count([&](OsCall call, const char* path) {
+    opened += call == OsCall::open && std::string_view(path).ends_with("/conf/gb2312.txt");
+    return OsFault{};
   });
-  constexpr int threads = 4;
-  std::barrier start(threads);
-  std::vector<std::thread> running;
-  for (int i = 0; i < threads; ++i)
-    running.emplace_back([&start] {
-      start.arrive_and_wait();
-      EXPECT_EQ(Call(unicode_gb, {0x4E2D}).out, (Bytes{0xD6, 0xD0}));
-      EXPECT_EQ(Call(gb_unicode, {0xD6, 0xD0}).out, Units{0x4E2D});
-    });
-  for (std::thread& thread : running) thread.join();
+  InThreads(4, [](int) {
+    EXPECT_EQ(Call(unicode_gb, {0x4E2D}).out, (Bytes{0xD6, 0xD0}));
+    EXPECT_EQ(Call(gb_unicode, {0xD6, 0xD0}).out, Units{0x4E2D});
+  });
   EXPECT_EQ(opened, 1);
 }
 
