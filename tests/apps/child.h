@@ -27,6 +27,8 @@ class Child {
   // Seconds last a second, whatever the test's own scale. `changes`: variables; an empty value unsets.
   explicit Child(std::vector<std::string> arguments, std::map<std::string, std::string> changes = {}) {
     changes.try_emplace("VELA_TIME_SCALE", "1000");
+    // Also when the test itself is killed.
+    arguments.insert(arguments.begin(), {"/usr/bin/setpriv", "--pdeathsig", "KILL", "--"});
     std::vector<std::string> variables;
     for (char** v = environ; *v != nullptr; ++v)
       if (!changes.contains(std::string(*v).substr(0, std::string(*v).find('=')))) variables.emplace_back(*v);

@@ -5,14 +5,12 @@
 #include <charconv>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <optional>
 
 #include "apps/asn1/ne_oper_codes.h"
+#include "apps/common/entries.h"
 #include "apps/common/ne_list.h"
 #include "apps/common/texts.h"
-#include "platform/config/vela_config.h"
-#include "platform/os/vela_os.h"
 #include "util/basicutil/stringutil.h"
 
 namespace velad {
@@ -109,22 +107,12 @@ const NEFault* NEFaults::OfNE(std::uint32_t ne) const {
 }
 
 bool LoadNEFaults(const std::string& file, NEFaults& faults, std::string& reason) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(VELA_OS::fopen(file.c_str(), "r"),
-                                                           VELA_OS::fclose);
-  if (!in) {
-    if (errno == ENOENT) return true;
-    reason = file + ": " + std::strerror(errno);
-    return false;
-  }
-  char key[VELA_LINE_TEXT];
-  char value[VELA_LINE_TEXT];
-  for (int line = 1;; ++line) {
-    const int kind = VelaGetLine(in.get(), key, value);
-    if (kind == VELA_LINE_END) return true;
-    if (kind != VELA_LINE_ENTRY || faults.Add(key, value)) continue;
-    reason = apps::Text("FAULTS_BAD_LINE", {file, std::to_string(line)});
-    return false;
-  }
+  const int line =
+      apps::ReadEntries(file, [&](const char* place, const char* fault) { return faults.Add(place, fault); });
+  if (line == 0 || (line < 0 && errno == ENOENT)) return true;
+  reason = line < 0 ? file + ": " + std::strerror(errno)
+                    : apps::Text("FAULTS_BAD_LINE", {file, std::to_string(line)});
+  return false;
 }
 
 }  // namespace velad
