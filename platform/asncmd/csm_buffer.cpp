@@ -26,7 +26,7 @@ struct OpenedFile {
   explicit OpenedFile(const std::string& name) : file(VELA_OS::fopen(name.c_str(), "rb", "UTF-8")) {
     if (!file) return;
     struct ::stat facts {};
-    const bool known = ::fstat(::fileno(file.get()), &facts) == 0;
+    const bool known = VELA_OS::fstat(file.get(), &facts) == 0;
     if (known && S_ISREG(facts.st_mode)) {
       size = static_cast<std::size_t>(facts.st_size);
       return;

@@ -2,6 +2,7 @@
 #include <dirent.h>
 
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,11 +27,12 @@ class VELA_EXPORT BeneathFolder {
 
   // To read; null and errno. The caller closes it.
   std::FILE* Open(std::string_view name) const;
-  // The names of the ordinary files in a folder ("" is the folder itself); 0 or errno.
-  int List(std::string_view name, std::vector<std::string>& names) const;
+  // Hands over the names of the ordinary files in a folder ("" is the folder itself) until `take` returns
+  // false; 0 or errno.
+  int List(std::string_view name, const std::function<bool(const std::string&)>& take) const;
   // 0 or errno.
   int Remove(std::string_view name) const;
-  // Removes what killed processes left of replacements.
+  // Removes what killed processes left of replacements, and nothing that a living one has under way.
   void RemoveLeftovers() const;
 
  private:
@@ -39,7 +41,8 @@ class VELA_EXPORT BeneathFolder {
 };
 
 // New content of a file: written aside, and put in the file's place at once by Commit, with the permissions
-// of the old one. Without Commit nothing changes. One thread at a time.
+// of the old one. Without Commit nothing changes. The folder must lie on one file system. One thread at a
+// time.
 class VELA_EXPORT BeneathReplacement {
  public:
   BeneathReplacement(const BeneathFolder& folder, std::string_view name);
@@ -49,10 +52,12 @@ class VELA_EXPORT BeneathReplacement {
 
   // To write; null when it could not be made, then Commit tells why.
   std::FILE* File() const { return m_file; }
-  // Makes the folders on the way that are missing. On disk when it returns 0; else errno. Once.
+  // Makes the folders on the way that are missing. 0, the content being on disk before it takes the place;
+  // else errno. Once.
   int Commit();
 
  private:
+  std::FILE* OpenAside();
   int MoveIntoPlace();
 
   std::string m_folder;

@@ -56,6 +56,15 @@ std::FILE* fopen(const char* name, const char* mode, const char* charset) {
   return ::fopen(name, closeOnExec.c_str());
 }
 
+bool open(std::fstream& stream, const char* name, std::ios_base::openmode mode, const char* charset) {
+  if (NameFails(OsCall::open, name, charset)) {
+    stream.setstate(std::ios_base::failbit);
+    return false;
+  }
+  stream.open(name, mode);
+  return stream.is_open();
+}
+
 int fclose(std::FILE* file) {
   const int injected = AskFaultHook(OsCall::close, nullptr).error;
   const int result = ::fclose(file);
@@ -102,6 +111,11 @@ int closedir(DIR* dir) {
 int stat(const char* name, struct ::stat* out, const char* charset) {
   if (NameFails(OsCall::stat, name, charset)) return -1;
   return ::stat(name, out);
+}
+
+int fstat(std::FILE* file, struct ::stat* out) {
+  if (Fails(AskFaultHook(OsCall::stat, nullptr).error)) return -1;
+  return ::fstat(::fileno(file), out);
 }
 
 int unlink(const char* name, const char* charset) {

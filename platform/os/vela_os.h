@@ -19,6 +19,9 @@ namespace VELA_OS {
 
 // As the C functions of these names.
 VELA_EXPORT std::FILE* fopen(const char* name, const char* mode, const char* charset = "UTF-8");
+// Opens the stream under the name; false and errno, the stream's failbit set, when it cannot.
+VELA_EXPORT bool open(std::fstream& stream, const char* name, std::ios_base::openmode mode,
+                      const char* charset = "UTF-8");
 VELA_EXPORT int fclose(std::FILE* file);
 VELA_EXPORT std::size_t fread(void* data, std::size_t size, std::size_t count, std::FILE* file);
 VELA_EXPORT std::size_t fwrite(const void* data, std::size_t size, std::size_t count, std::FILE* file);
@@ -28,6 +31,7 @@ VELA_EXPORT DIR* opendir(const char* name, const char* charset = "UTF-8");
 VELA_EXPORT int readdir_r(DIR* dir, dirent* entry, dirent** result, const char* charset = "UTF-8");
 VELA_EXPORT int closedir(DIR* dir);
 VELA_EXPORT int stat(const char* name, struct ::stat* out, const char* charset = "UTF-8");
+VELA_EXPORT int fstat(std::FILE* file, struct ::stat* out);
 VELA_EXPORT int unlink(const char* name, const char* charset = "UTF-8");
 VELA_EXPORT int rename(const char* from, const char* to, const char* charset = "UTF-8");
 VELA_EXPORT int mkdir(const char* name, mode_t mode, const char* charset = "UTF-8");

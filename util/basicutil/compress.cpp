@@ -39,13 +39,13 @@ int GzipError(const GzipFile& file) {
   return error;
 }
 
-// Opening the second name for writing would empty the first.
-bool SameFile(const std::string& one, const std::string& other) {
-  struct ::stat first {};
-  struct ::stat second {};
-  if (VELA_OS::stat(one.c_str(), &first, "UTF-8") != 0) return false;
-  if (VELA_OS::stat(other.c_str(), &second, "UTF-8") != 0) return false;
-  return first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+// 0, or why the target must not be opened for writing: it may be the source, which that would empty.
+int OverwriteError(const std::string& source, const std::string& target) {
+  struct ::stat from {};
+  struct ::stat to {};
+  if (VELA_OS::stat(target.c_str(), &to, "UTF-8") != 0) return errno == ENOENT ? 0 : errno;
+  if (VELA_OS::stat(source.c_str(), &from, "UTF-8") != 0) return errno;
+  return from.st_dev == to.st_dev && from.st_ino == to.st_ino ? EINVAL : 0;
 }
 
 std::uint32_t Deflate(const File& in, const std::string& source, const GzipFile& out,
@@ -99,9 +99,7 @@ std::uint32_t Inflate(const GzipFile& in, const std::string& gzipFile, const Fil
   }
 }
 
-}  // namespace
-
-unsigned long CompressFile(const std::string& source, const std::string& gzipFile) {
+std::uint32_t CompressSteps(const std::string& source, const std::string& gzipFile) {
   errno = 0;
   File in(VELA_OS::fopen(source.c_str(), "rb", "UTF-8"));
   if (!in) {
@@ -109,7 +107,7 @@ unsigned long CompressFile(const std::string& source, const std::string& gzipFil
     TETrace("CompressFile: fopen error! filename: %s, lasterr: %d\n", Shown(source).c_str(), error);
     return COMPRESS_FAILED;
   }
-  GzipFile out(SameFile(source, gzipFile) ? nullptr : ::gzopen(gzipFile.c_str(), "wbe"));
+  GzipFile out(OverwriteError(source, gzipFile) != 0 ? nullptr : ::gzopen(gzipFile.c_str(), "wbe"));
   if (!out) {
     TETrace("CompressFile: can't gzopen %s\n", Shown(gzipFile).c_str());
     return COMPRESS_FAILED;
@@ -124,15 +122,15 @@ unsigned long CompressFile(const std::string& source, const std::string& gzipFil
   return result;
 }
 
-unsigned long UncompressFile(const std::string& gzipFile, const std::string& target) {
+std::uint32_t UncompressSteps(const std::string& gzipFile, const std::string& target) {
   const GzipFile in(::gzopen(gzipFile.c_str(), "rbe"));
   if (!in) {
     TETrace("UncompressFile: can't gzopen %s\n", Shown(gzipFile).c_str());
     return COMPRESS_FAILED;
   }
   ::gzbuffer(in.get(), kGzipInput);
-  errno = EINVAL;
-  File out(SameFile(gzipFile, target) ? nullptr : VELA_OS::fopen(target.c_str(), "wb", "UTF-8"));
+  errno = OverwriteError(gzipFile, target);
+  File out(errno != 0 ? nullptr : VELA_OS::fopen(target.c_str(), "wb", "UTF-8"));
   if (!out) {
     const int error = errno;
     TETrace("UncompressFile: fopen error! filename: %s, lasterr: %d\n", Shown(target).c_str(), error);
@@ -144,6 +142,16 @@ unsigned long UncompressFile(const std::string& gzipFile, const std::string& tar
   errno = 0;
   if (VELA_OS::fclose(out.release()) != 0 && result == 0) return WriteFailed(target, errno);
   return result;
+}
+
+}  // namespace
+
+unsigned long CompressFile(const std::string& source, const std::string& gzipFile) {
+  return CompressCaught([&] { return CompressSteps(source, gzipFile); });
+}
+
+unsigned long UncompressFile(const std::string& gzipFile, const std::string& target) {
+  return CompressCaught([&] { return UncompressSteps(gzipFile, target); });
 }
 
 }  // namespace NSTE_util

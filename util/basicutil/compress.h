@@ -1,4 +1,5 @@
 #pragma once
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -27,7 +28,7 @@ constexpr std::uint32_t COMPRESS_ZLIB_ERROR = 0x4101F011;    // of a memory buff
 constexpr std::uint32_t COMPRESS_WRITE_FAILED = 0x42008134;  // of a file
 
 // Files. Whatever their size, they pass through one block of memory. Every failure is traced. After a failure
-// the written file is what was done until then.
+// the written file is what was done until then. Without memory for the names: COMPRESS_NO_MEMORY, untraced.
 
 // Compresses `source` into the gzip file. COMPRESS_FAILED: a file cannot be opened, the two are the same
 // file (it stays untouched), a read error, or the gzip file cannot be completed; COMPRESS_WRITE_FAILED: an
@@ -35,16 +36,16 @@ constexpr std::uint32_t COMPRESS_WRITE_FAILED = 0x42008134;  // of a file
 BASIC_UTIL_EXPORT unsigned long CompressFile(const std::string& source, const std::string& gzipFile);
 // Inflates the gzip file into `target`; a file that is not in gzip format is copied as it is.
 // COMPRESS_FAILED: a file cannot be opened, the two are the same file, content that is damaged, cut short or
-// above the bound
-// (`target` then holds no more than the bound); COMPRESS_WRITE_FAILED: `target` cannot be written or closed.
+// above the bound (`target` then holds no more than the bound); COMPRESS_WRITE_FAILED: `target` cannot be
+// written or closed.
 BASIC_UTIL_EXPORT unsigned long UncompressFile(const std::string& gzipFile, const std::string& target);
 
 // Files inside messages. `folder` may end with "/" or "\"; otherwise, unless it is empty, "/" is added.
 
 // Compresses folder/name into folder/name.gz, deletes folder/name, and binds `out` to the gzip file: its
 // content is read when the message is encoded, so the file must live until then; whoever encodes deletes it.
-// Always 0: folder/name is deleted also when it could not be compressed. A success of CompressFile is traced
-// as "GZip File fail!"; of its failure only CompressFile's own trace tells.
+// 0: folder/name is deleted also when it could not be compressed. A success of CompressFile is traced as
+// "GZip File fail!"; of its failure only CompressFile's own trace tells.
 BASIC_UTIL_EXPORT unsigned long EncodeFileToAsnFile(const std::string& folder, const std::string& name,
                                                     AsnFile& out);
 // Writes the content of `in` to folder/name.gz (its own name), inflates that to folder/name and deletes it.
@@ -73,12 +74,14 @@ class BASIC_UTIL_EXPORT MemBufProcesser {
   unsigned long GetProcessedDataLen() const { return m_nOutLen; }
 
  protected:
-  // zlib's compress or uncompress.
-  using OneCall = int (*)(unsigned char* out, unsigned long* outLen, const unsigned char* in,
-                          unsigned long inLen);
-  // Calls until the output fits: its room is the current capacity, then `growth` times as much each time, at
-  // most `bound`. The capacity is kept for the next time.
-  std::uint32_t Run(OneCall call, unsigned growth, std::uint32_t bound);
+  // Fresh room of the capacity, at most `bound`. False when memory is exhausted; then there is no output.
+  bool Allocate(std::uint32_t bound);
+  // Room of `growth` times the capacity, at most `bound`, with the first `used` bytes of the output in it.
+  // False when memory is exhausted, or (traced) the capacity is the bound; then there is no output. The
+  // capacity is kept for the next time.
+  bool Grow(unsigned growth, std::uint32_t bound, std::size_t used);
+  // COMPRESS_ZLIB_ERROR, without output.
+  std::uint32_t ZlibFailed();
 
   const char* m_pData;
   std::uint32_t m_nLen;
@@ -87,7 +90,7 @@ class BASIC_UTIL_EXPORT MemBufProcesser {
   std::uint64_t m_nCapacity = 0;
 
  private:
-  bool Allocate();
+  std::unique_ptr<char[]> NewRoom() const;
   void Release();
 };
 
@@ -101,7 +104,8 @@ class BASIC_UTIL_EXPORT MemCompresser : public MemBufProcesser {
   std::uint32_t Compress();
 };
 
-// Room at first: 4 times the input; 4 times as much when it is too small.
+// Room at first: 4 times the input; 4 times as much when it is too small. What was inflated is copied into
+// it: both exist for that moment.
 class BASIC_UTIL_EXPORT MemUncompresser : public MemBufProcesser {
  public:
   MemUncompresser(const char* data, unsigned long len);

@@ -8,6 +8,7 @@
 #include "platform/os/vela_os.h"
 #include "util/basicutil/common.h"
 #include "util/basicutil/compress.h"
+#include "util/basicutil/compress_internal.h"
 
 namespace NSTE_util {
 namespace {
@@ -58,24 +59,22 @@ bool WriteContent(const std::string& folder, const std::string& name, const CSM_
   return NameAllowed(folder, name) && content.Read(bytes) && WriteFile(path, bytes);
 }
 
-}  // namespace
-
-unsigned long EncodeFileToAsnFile(const std::string& folder, const std::string& name, AsnFile& out) {
+std::uint32_t EncodeSteps(const std::string& folder, const std::string& name, AsnFile& out) {
   const std::string source = PathBelow(folder, name);
   const std::string gzipFile = source + ".gz";
+  out.content.SetFile(gzipFile);
+  out.fileName = AsnOcts(name.data(), name.size());
+  out.compressFlag = 1;
   // Required: the success is what is traced.
   if (CompressFile(source, gzipFile) == 0) {
     TETrace("\nGZip File fail! filename:%s, zipFile:%s\n", vela::EscapeControls(source).c_str(),
             vela::EscapeControls(gzipFile).c_str());
   }
   VELA_OS::unlink(source.c_str(), "UTF-8");
-  out.content.SetFile(gzipFile);
-  out.fileName = AsnOcts(name.data(), name.size());
-  out.compressFlag = 1;
   return 0;
 }
 
-unsigned long BuildFileFromAsnStream(const std::string& folder, const AsnFile& in) {
+std::uint32_t BuildSteps(const std::string& folder, const AsnFile& in) {
   const std::string name = in.fileName.data();
   const std::string target = PathBelow(folder, name);
   const std::string gzipFile = target + ".gz";
@@ -92,6 +91,16 @@ unsigned long BuildFileFromAsnStream(const std::string& folder, const AsnFile& i
   }
   VELA_OS::unlink(gzipFile.c_str(), "UTF-8");
   return 0;
+}
+
+}  // namespace
+
+unsigned long EncodeFileToAsnFile(const std::string& folder, const std::string& name, AsnFile& out) {
+  return CompressCaught([&] { return EncodeSteps(folder, name, out); });
+}
+
+unsigned long BuildFileFromAsnStream(const std::string& folder, const AsnFile& in) {
+  return CompressCaught([&] { return BuildSteps(folder, in); });
 }
 
 }  // namespace NSTE_util

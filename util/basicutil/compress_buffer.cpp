@@ -1,9 +1,9 @@
 // Memory buffers, and the bounds of all that inflates.
-#include <zlib.h>
-
 #include <algorithm>
+#include <cstring>
 #include <limits>
 #include <new>
+#include <utility>
 
 #include "platform/config/vela_config.h"
 #include "platform/os/os_faults.h"
@@ -47,31 +47,34 @@ void MemBufProcesser::Release() {
   m_nOutLen = 0;
 }
 
-bool MemBufProcesser::Allocate() {
+bool MemBufProcesser::Allocate(std::uint32_t bound) {
   Release();
-  if (!vela::AllocationFails()) m_pOutData.reset(new (std::nothrow) char[m_nCapacity]);
+  m_nCapacity = std::clamp<std::uint64_t>(m_nCapacity, 1, bound);
+  m_pOutData = NewRoom();
   return m_pOutData != nullptr;
 }
 
-std::uint32_t MemBufProcesser::Run(OneCall call, unsigned growth, std::uint32_t bound) {
-  m_nCapacity = std::min<std::uint64_t>(m_nCapacity, bound);
-  while (Allocate()) {
-    unsigned long outLen = m_nCapacity;
-    const int result = call(reinterpret_cast<unsigned char*>(m_pOutData.get()), &outLen,
-                            reinterpret_cast<const unsigned char*>(m_pData), m_nLen);
-    if (result == Z_OK) {
-      m_nOutLen = static_cast<std::uint32_t>(outLen);
-      return 0;
-    }
+std::unique_ptr<char[]> MemBufProcesser::NewRoom() const {
+  return std::unique_ptr<char[]>(vela::AllocationFails() ? nullptr : new (std::nothrow) char[m_nCapacity]);
+}
+
+bool MemBufProcesser::Grow(unsigned growth, std::uint32_t bound, std::size_t used) {
+  if (m_nCapacity == bound) {
+    TETrace("MemBufProcesser: %u bytes give more than %u\n", m_nLen, bound);
     Release();
-    if (result != Z_BUF_ERROR) return COMPRESS_ZLIB_ERROR;
-    if (m_nCapacity == bound) {
-      TETrace("MemBufProcesser: %u bytes give more than %u\n", m_nLen, bound);
-      return COMPRESS_NO_MEMORY;
-    }
-    m_nCapacity = std::clamp<std::uint64_t>(m_nCapacity * growth, 1, bound);
+    return false;
   }
-  return COMPRESS_NO_MEMORY;
+  m_nCapacity = std::min<std::uint64_t>(m_nCapacity * growth, bound);
+  if (used == 0) Release();
+  std::unique_ptr<char[]> room = NewRoom();
+  if (room && used != 0) std::memcpy(room.get(), m_pOutData.get(), used);
+  m_pOutData = std::move(room);
+  return m_pOutData != nullptr;
+}
+
+std::uint32_t MemBufProcesser::ZlibFailed() {
+  Release();
+  return COMPRESS_ZLIB_ERROR;
 }
 
 MemCompresser::MemCompresser(const char* data, unsigned long len) : MemBufProcesser(data, len) {
@@ -79,11 +82,22 @@ MemCompresser::MemCompresser(const char* data, unsigned long len) : MemBufProces
 }
 
 unsigned long MemCompresser::Process() {
-  return Compress();
+  return CompressCaught([this] { return Compress(); });
 }
 
 std::uint32_t MemCompresser::Compress() {
-  return Run(::compress, 2, kLongest);
+  if (!Allocate(kLongest)) return COMPRESS_NO_MEMORY;
+  while (true) {
+    unsigned long outLen = m_nCapacity;
+    const int result = ::compress(reinterpret_cast<unsigned char*>(m_pOutData.get()), &outLen,
+                                  reinterpret_cast<const unsigned char*>(m_pData), m_nLen);
+    if (result == Z_OK) {
+      m_nOutLen = static_cast<std::uint32_t>(outLen);
+      return 0;
+    }
+    if (result != Z_BUF_ERROR) return ZlibFailed();
+    if (!Grow(2, kLongest, 0)) return COMPRESS_NO_MEMORY;
+  }
 }
 
 MemUncompresser::MemUncompresser(const char* data, unsigned long len) : MemBufProcesser(data, len) {
@@ -91,11 +105,29 @@ MemUncompresser::MemUncompresser(const char* data, unsigned long len) : MemBufPr
 }
 
 unsigned long MemUncompresser::Process() {
-  return Uncompress();
+  return CompressCaught([this] { return Uncompress(); });
 }
 
+// As zlib's uncompress into larger and larger room, but the stream goes on behind what it has inflated.
 std::uint32_t MemUncompresser::Uncompress() {
-  return Run(::uncompress, 4, ConfiguredInflateBounds().memory);
+  const std::uint32_t bound = ConfiguredInflateBounds().memory;
+  if (!Allocate(bound)) return COMPRESS_NO_MEMORY;
+  Inflater inflater;
+  if (!inflater.Ready()) return ZlibFailed();
+  z_stream& stream = inflater.stream;
+  stream.next_in = reinterpret_cast<unsigned char*>(const_cast<char*>(m_pData));
+  stream.avail_in = m_nLen;
+  while (true) {
+    stream.next_out = reinterpret_cast<unsigned char*>(m_pOutData.get()) + stream.total_out;
+    stream.avail_out = static_cast<unsigned>(m_nCapacity - stream.total_out);
+    const int result = ::inflate(&stream, Z_FINISH);
+    if (result == Z_STREAM_END) {
+      m_nOutLen = static_cast<std::uint32_t>(stream.total_out);
+      return 0;
+    }
+    if (result != Z_BUF_ERROR || stream.avail_out != 0) return ZlibFailed();
+    if (!Grow(4, bound, stream.total_out)) return COMPRESS_NO_MEMORY;
+  }
 }
 
 }  // namespace NSTE_util

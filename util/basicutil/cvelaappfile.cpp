@@ -4,6 +4,7 @@
 #include <array>
 #include <exception>
 #include <new>
+#include <utility>
 
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
@@ -90,7 +91,9 @@ void CVelaAppFile::Open(const std::string& name, int mode, unsigned int type, co
     m_nResult = VELA_ERR_GENERAL;
     return;
   }
-  const std::uint32_t result = Caught([&] { return OpenSteps(name, mode, type, owner); });
+  const std::uint32_t result = Caught([&]() -> std::uint32_t {
+    return name.empty() ? VELA_ERR_GENERAL : OpenSteps(name, mode, type, owner);
+  });
   if (result != 0) Init();
   m_nResult = result;
 }
@@ -117,27 +120,28 @@ std::uint32_t CVelaAppFile::OpenLocalFile(const std::string& name, int mode, uns
   const std::string path = RootedName(name);
   const ModeRow* const row = FindMode(mode);
   if (row == nullptr) return VELA_ERR_GENERAL;
-  if (row->writes && !CreateParentFolder(path)) return VELA_ERR_GENERAL;
+  if (row->writes ? !CreateParentFolder(path) : IsFolder(path)) return VELA_ERR_GENERAL;
   if (type == APPFILE_C) {
     m_pFile = VELA_OS::fopen(path.c_str(), row->cMode, "UTF-8");
     return m_pFile != nullptr ? 0 : VELA_ERR_GENERAL;
   }
   if (!Check(type == APPFILE_STREAM, UNIT, "APPFILE_STREAM == type")) return VELA_ERR_GENERAL;
   m_fsFile.clear();
-  m_fsFile.open(path, row->flags);
-  return m_fsFile.is_open() ? 0 : VELA_ERR_GENERAL;
+  return VELA_OS::open(m_fsFile, path.c_str(), row->flags, "UTF-8") ? 0 : VELA_ERR_GENERAL;
 }
 
-// False when what was written could not be stored. The file is closed either way.
+// False when what was written could not be stored, now or before. The file is closed either way.
 bool CVelaAppFile::CloseFiles(bool& wasOpen) {
-  if (m_nType == APPFILE_C) {
-    wasOpen = m_pFile != nullptr;
-    std::FILE* const file = m_pFile;
-    m_pFile = nullptr;
-    return file == nullptr || VELA_OS::fclose(file) == 0;
-  }
-  wasOpen = m_fsFile.is_open();
+  const bool isC = m_nType == APPFILE_C;
+  wasOpen = isC ? m_pFile != nullptr : m_fsFile.is_open();
   if (!wasOpen) return true;
+  const ModeRow* const row = FindMode(static_cast<int>(m_nMode));
+  const bool failed = isC ? std::ferror(m_pFile) != 0 : m_fsFile.bad();
+  const bool closed = isC ? VELA_OS::fclose(std::exchange(m_pFile, nullptr)) == 0 : CloseStream();
+  return closed && !(failed && row != nullptr && row->writes);
+}
+
+bool CVelaAppFile::CloseStream() {
   m_fsFile.clear();
   m_fsFile.close();
   return !m_fsFile.fail();

@@ -53,8 +53,9 @@ class BASIC_UTIL_EXPORT CVelaAppFile {
   CVelaAppFile(const CVelaAppFile&) = delete;
   CVelaAppFile& operator=(const CVelaAppFile&) = delete;
 
-  // The outcome is GetResult. A full name of a remote owner that has "/server/script" is used locally from
-  // "script" on. The truncating modes fetch nothing. A failure leaves no local copy of a remote file.
+  // The outcome is GetResult. A name with ":" and "/server/script" is used locally from "script" on. The
+  // truncating modes fetch nothing. A failure leaves no local copy of a remote file. Neither an empty name
+  // nor a folder can be opened.
   void Open(const std::string& name, int mode, unsigned int type, const CProcID& owner);
   int GetResult() const { return static_cast<int>(m_nResult); }
 
@@ -62,16 +63,17 @@ class BASIC_UTIL_EXPORT CVelaAppFile {
   std::fstream& GetStream() { return m_fsFile; }
   std::FILE* GetFile() const { return m_pFile; }
 
-  // 0, or why the file could not be closed, sent back or removed. What could not be sent back stays as the
-  // local copy, and the object is closed. 0x4101F008 with the object still open: the content could not be
-  // written; nothing is sent, another Close gives up the file.
+  // 0, or why the file could not be closed, sent back or removed (-1). What could not be sent back stays as
+  // the local copy, and the object is closed. 0x4101F008 with the object still open: the content could not
+  // be written, now or earlier; nothing is sent, another Close gives up the file.
   // A file is sent back under its name as it was given to Open, not from the root on: a process that writes
-  // files of remote owners has the installation root as working directory.
+  // files of remote owners has the installation root as working directory. A full name is removed as given
+  // to Open too: the local copy of a script stays, and Close tells -1.
   int Close();
 
   // The names of the ordinary files in a folder, in the system's order, without the folder. `pattern` may
   // hold one "*", which stands for any text; without one it is a part of the name; empty: all. Local: `names`
-  // is replaced; remote: names are added, as the owner gives them.
+  // is replaced; remote: names are added, as the owner gives them, also such that are no names of files.
   static int GetFiles(const std::string& folder, std::vector<std::string>& names, const CProcID& owner,
                       const std::string& pattern);
   // Failures (0x4101F008, `names` empty): two "*" or more, a folder that cannot be read.
@@ -100,6 +102,7 @@ class BASIC_UTIL_EXPORT CVelaAppFile {
  private:
   std::uint32_t OpenSteps(const std::string& name, int mode, unsigned int type, const CProcID& owner);
   bool CloseFiles(bool& wasOpen);
+  bool CloseStream();
   int GiveBack() const;
 
   std::fstream m_fsFile;

@@ -40,6 +40,8 @@ std::string RootedName(const std::string& name);
 // The parent folder of a full path, made when it is missing.
 bool CreateParentFolder(const std::string& path);
 
+bool IsFolder(const std::string& path);
+
 // Whether the owner's files are on this host's disk; may ask the owner.
 bool IsOwnerLocal(const CProcID& owner);
 

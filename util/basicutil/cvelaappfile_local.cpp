@@ -62,7 +62,7 @@ std::uint32_t LocalFiles(const std::string& folder, const std::string& text,
   const std::string path = RootedName(folder);
   const Directory dir(VELA_OS::opendir(path.c_str(), "UTF-8"));
   if (!dir) {
-    TETrace("CVelaAppFile::Open Dir %s failed\n", folder.c_str());
+    TETrace("CVelaAppFile::Open Dir %s failed\n", vela::EscapeControls(folder).c_str());
     return VELA_ERR_GENERAL;
   }
   return CollectNames(dir.get(), path, pattern, names) ? 0 : VELA_ERR_GENERAL;
@@ -88,6 +88,11 @@ bool NamePattern::Fits(std::string_view name) const {
 
 std::string RootedName(const std::string& name) {
   return name.find(':') == std::string::npos ? GetVELARootPath() + name : name;
+}
+
+bool IsFolder(const std::string& path) {
+  struct ::stat facts {};
+  return VELA_OS::stat(path.c_str(), &facts, "UTF-8") == 0 && S_ISDIR(facts.st_mode);
 }
 
 bool CreateParentFolder(const std::string& path) {

@@ -30,8 +30,10 @@ namespace NSTE_util {
 namespace {
 
 constexpr const char* UNIT = "file_service";
-constexpr std::size_t ANSWER_FRAME = 64;  // of an answer, around its content
+constexpr std::size_t ANSWER_FRAME = 64;         // of an answer, around its content
+constexpr std::uint64_t STREAM_MEMORY = 384000;  // of zlib and its blocks, for one transfer
 constexpr std::size_t MOST_NAMES = 100000;
+constexpr std::size_t NAME_FRAME = 4;  // of a name in an answer
 
 using Settings = std::shared_ptr<const FileServiceSettings>;
 
@@ -51,6 +53,7 @@ std::uint32_t CodeOf(int error) {
     case EACCES:
     case ELOOP:
     case ENOTDIR:
+    case ENAMETOOLONG:
       return FILE_SERVICE_REFUSED;
     case ENOENT:
       return FILE_SERVICE_NO_FILE;
@@ -60,6 +63,7 @@ std::uint32_t CodeOf(int error) {
     case EDQUOT:
     case EIO:
     case EROFS:
+    case EFBIG:
       return FILE_SERVICE_NOT_WRITTEN;
     default:
       return VELA_ERR_GENERAL;
@@ -97,12 +101,12 @@ std::uint64_t LongestContent() {
 
 std::uint32_t ReadContent(const FileServiceSettings& settings, std::FILE* file, AsnOcts& content) {
   struct ::stat facts {};
-  if (::fstat(::fileno(file), &facts) != 0) return VELA_ERR_GENERAL;
+  if (VELA_OS::fstat(file, &facts) != 0) return CodeOf(errno);
   const auto size = static_cast<std::uint64_t>(facts.st_size);
   if (size > settings.maxBytes) return VELA_ERR_TOO_LARGE;
   const std::uint64_t room = std::min<std::uint64_t>(size + size / 1000 + 64, LongestContent());
   // Held three times: here, in the response and in its frame.
-  const TransferMemory memory(3 * room, settings.maxMemory);
+  const TransferMemory memory(3 * room + STREAM_MEMORY, settings.maxMemory);
   if (!memory.Granted()) return VELA_ERR_OVERLOAD;
   std::unique_ptr<char[]> out;
   if (!vela::AllocationFails()) out.reset(new (std::nothrow) char[room]);
@@ -128,6 +132,9 @@ unsigned long HandleGet(VelaGnlTask* task, const AsnType* request) {
 std::uint32_t WriteContent(const FileServiceSettings& settings, const std::string& name,
                            const std::string& content) {
   if (!settings.write.Allows(name)) return FILE_SERVICE_REFUSED;
+  // Held twice, in the frame and in the request; what it inflates to passes through a block.
+  const TransferMemory memory(2 * content.size() + STREAM_MEMORY, settings.maxMemory);
+  if (!memory.Granted()) return VELA_ERR_OVERLOAD;
   vela::BeneathReplacement replacement(vela::BeneathFolder(settings.folder), name);
   if (replacement.File() != nullptr) {
     if (const std::uint32_t code = InflateToFile(content, settings.maxBytes, replacement.File())) return code;
@@ -158,10 +165,17 @@ std::uint32_t ListNames(const FileServiceSettings& settings, const AsnGetRemoteF
   if (!pattern.IsValid()) return VELA_ERR_GENERAL;
   if (!settings.read.Allows(req.folder.data())) return FILE_SERVICE_REFUSED;
   std::vector<std::string> names;
-  const int error = vela::BeneathFolder(settings.folder).List(req.folder.data(), names);
+  std::uint64_t room = LongestContent();
+  const auto take = [&](const std::string& name) {
+    if (!pattern.Fits(name)) return true;
+    const bool fits = names.size() < MOST_NAMES && name.size() + NAME_FRAME <= room;
+    room = fits ? room - name.size() - NAME_FRAME : 0;
+    if (fits) names.push_back(name);
+    return fits;
+  };
+  const int error = vela::BeneathFolder(settings.folder).List(req.folder.data(), take);
   if (error != 0) return CodeOf(error);
-  std::erase_if(names, [&](const std::string& name) { return !pattern.Fits(name); });
-  if (names.size() > MOST_NAMES) return VELA_ERR_TOO_LARGE;
+  if (room == 0) return VELA_ERR_TOO_LARGE;
   for (const std::string& name : names) list.append()->Set(name.data(), name.size());
   return 0;
 }

@@ -9,6 +9,7 @@
 #include "platform/os/host_info.h"
 #include "platform/task/vela_error.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/compress_internal.h"
 #include "util/basicutil/file_service.h"
 #include "util/basicutil/file_service_internal.h"
 #include "util/basicutil/filepath.h"
@@ -19,26 +20,13 @@ namespace {
 
 using Block = std::array<unsigned char, 65536>;
 
-// A zlib stream that ends with its scope.
+// A stream of zlib that ends with its scope.
 class Deflater {
  public:
   Deflater() : m_ready(::deflateInit(&stream, Z_DEFAULT_COMPRESSION) == Z_OK) {}
   ~Deflater() { ::deflateEnd(&stream); }
   Deflater(const Deflater&) = delete;
   Deflater& operator=(const Deflater&) = delete;
-  bool Ready() const { return m_ready; }
-  z_stream stream{};
-
- private:
-  bool m_ready;
-};
-
-class Inflater {
- public:
-  Inflater() : m_ready(::inflateInit(&stream) == Z_OK) {}
-  ~Inflater() { ::inflateEnd(&stream); }
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
   bool Ready() const { return m_ready; }
   z_stream stream{};
 
@@ -63,9 +51,13 @@ void ReadLimit(const char* key, std::uint64_t& limit) {
 std::atomic<std::uint64_t> TransferMemory::g_inUse{0};
 
 TransferMemory::TransferMemory(std::uint64_t bytes, std::uint64_t limit) : m_bytes(bytes) {
-  if (g_inUse.fetch_add(bytes) + bytes <= limit) return;
-  g_inUse.fetch_sub(bytes);
-  m_bytes = 0;
+  std::uint64_t used = g_inUse.load();
+  do {
+    if (used > limit || bytes > limit - used) {
+      m_bytes = 0;
+      return;
+    }
+  } while (!g_inUse.compare_exchange_weak(used, used + bytes));
 }
 
 TransferMemory::~TransferMemory() {

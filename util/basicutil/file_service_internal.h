@@ -32,7 +32,7 @@ struct FileServiceSettings {
 };
 FileServiceSettings ReadFileServiceSettings();
 
-// A share of the memory of all transfers, given back at its end.
+// A share of the memory of all transfers, given back at its end. `bytes` is not 0.
 class TransferMemory {
  public:
   TransferMemory(std::uint64_t bytes, std::uint64_t limit);
