@@ -79,7 +79,8 @@ Descriptor WalkUnderWay(const std::string& folder, bool make = false) {
 
 // Splits a name of a file; no parts and errno when it is none.
 bool FileParts(std::string_view name, std::vector<std::string>& parts) {
-  if (SplitNameBeneath(name, parts) && !parts.empty() && !name.ends_with('/')) return true;
+  const bool isFolder = name.ends_with('/') || name.ends_with("/.");
+  if (SplitNameBeneath(name, parts) && !parts.empty() && !isFolder) return true;
   errno = EPERM;
   return false;
 }

@@ -22,8 +22,8 @@ namespace fs = std::filesystem;
 using namespace NSTE_util;
 using vela::OsCall;
 using vela::OsFault;
+using enum vela::OsCall;
 constexpr unsigned long FAILED = 0x4101F008, UNWRITTEN = 0x42008134;
-constexpr OsCall OPEN = OsCall::open;
 
 struct Compress : testing::Test {
   Compress() { fs::current_path(files::Root()); }
@@ -51,17 +51,17 @@ std::string Gzip(const std::string& bytes) {
 // The step's result: it leaves no file open and exactly this trace, or none. With an `error`, its first such
 // call fails, a transfer after 3 bytes.
 unsigned long Traced(const std::string& text, const std::function<unsigned long()>& step,
-                     OsCall failing = OPEN, int error = 0) {
+                     OsCall failing = open, int error = 0) {
   WriteException("before");
   testkit::LogCapture log;
-  const auto open = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
-  const long before = open();
+  const auto descriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+  const long before = descriptors();
   const testkit::OsFaults faults([&](OsCall call, const char*) {
     if (error == 0 || call != failing) return OsFault{};
     return OsFault{std::exchange(error, 0), 3};
   });
   const unsigned long result = step();
-  EXPECT_EQ(open(), before);
+  EXPECT_EQ(descriptors(), before);
   WriteException("after");
   const std::string all = log.Records().back().text;
   const std::string mark = "],Debug,[H";
@@ -92,13 +92,17 @@ TEST_F(Compress, FileFailuresHaveTheirCodeAndTrace) {
   files::Write("etc/conf/vela.cfg", "InflateMaxFileMiB = 1\n");
   const std::string noise = Noise(40000);
   const std::string gzip = Gzip(noise);
-  files::Write("noise", noise);
+  for (const char* name : {"noise", "busy"}) files::Write(name, noise);
   files::Write("cut", gzip.substr(0, gzip.size() - 9));
   files::Write("bad", std::string(gzip).replace(5000, 1, 1, static_cast<char>(gzip[5000] ^ 1)));
   files::Write("most", Gzip(std::string(1 << 20, 'x')));
   files::Write("bomb", Gzip(std::string((1 << 20) + 1, 'x')));
   using Function = unsigned long (*)(const std::string&, const std::string&);
   const Function pack = CompressFile, unpack = UncompressFile;
+  const Function encode = [](const std::string& name, const std::string&) {
+    AsnFile sent;
+    return EncodeFileToAsnFile("", name, sent);
+  };
   const struct {
     Function function;
     std::string from, to;
@@ -107,30 +111,34 @@ TEST_F(Compress, FileFailuresHaveTheirCodeAndTrace) {
     unsigned long code;
     std::string trace;
   } rows[] = {
-      {pack, "no\nfile", "o", OPEN, 0, FAILED, "fopen error! filename: no\\x0Afile, lasterr: 2"},
-      {pack, "noise", "none/o", OPEN, 0, FAILED, "can't gzopen none/o"},
-      {pack, "noise", "./noise", OPEN, 0, FAILED, "can't gzopen ./noise"},
-      {pack, "noise", "o", OsCall::read, EIO, FAILED, "fread error, filename: noise, lasterr: 5"},
-      {pack, "etc", "o", OPEN, 0, FAILED, "fread error, filename: etc, lasterr: 21"},
-      {pack, "bomb", "/dev/full", OPEN, 0, FAILED, "gzclose error, filename: /dev/full, gzerror: -1"},
-      {unpack, "none", "o", OPEN, 0, FAILED, "can't gzopen none"},
-      {unpack, "most", "none/o", OPEN, 0, FAILED, "fopen error! filename: none/o, lasterr: 2"},
-      {unpack, "noise", "./noise", OPEN, 0, FAILED, "fopen error! filename: ./noise, lasterr: 22"},
-      {unpack, "etc", "o", OPEN, 0, FAILED, "gzread error, filename: etc, gzerror: -1"},
-      {unpack, "bad", "o", OPEN, 0, FAILED, "gzread error, filename: bad, gzerror: -3"},
-      {unpack, "cut", "o", OPEN, 0, FAILED, "gzread error, filename: cut, gzerror: -5"},
-      {unpack, "most", "o", OsCall::write, ENOSPC, UNWRITTEN, "fwrite error, filename: o, lasterr: 28"},
-      {unpack, "most", "o", OsCall::close, EIO, UNWRITTEN, "fwrite error, filename: o, lasterr: 5"},
-      {unpack, "most", "o", OPEN, 0, 0, ""},
-      {unpack, "bomb", "o", OPEN, 0, FAILED, "more than 1048576 bytes, filename: bomb"},
+      {pack, "no\nfile", "o", open, 0, FAILED, "fopen error! filename: no\\x0Afile, lasterr: 2"},
+      {pack, "noise", "none/o", open, 0, FAILED, "can't gzopen none/o"},
+      {pack, "noise", "./noise", open, 0, FAILED, "can't gzopen ./noise"},
+      {pack, "noise", "o", read, EIO, FAILED, "fread error, filename: noise, lasterr: 5"},
+      {pack, "etc", "o", open, 0, FAILED, "fread error, filename: etc, lasterr: 21"},
+      {pack, "noise", "o", stat, EIO, FAILED, "can't gzopen o"},
+      {encode, "busy", "", read, EIO, 0, "fread error, filename: busy, lasterr: 5"},
+      {pack, "bomb", "/dev/full", open, 0, FAILED, "gzclose error, filename: /dev/full, gzerror: -1"},
+      {unpack, "none", "o", open, 0, FAILED, "can't gzopen none"},
+      {unpack, "most", "none/o", open, 0, FAILED, "fopen error! filename: none/o, lasterr: 2"},
+      {unpack, "noise", "./noise", open, 0, FAILED, "fopen error! filename: ./noise, lasterr: 22"},
+      {unpack, "most", "o", stat, EACCES, FAILED, "fopen error! filename: o, lasterr: 13"},
+      {unpack, "etc", "o", open, 0, FAILED, "gzread error, filename: etc, gzerror: -1"},
+      {unpack, "bad", "o", open, 0, FAILED, "gzread error, filename: bad, gzerror: -3"},
+      {unpack, "cut", "o", open, 0, FAILED, "gzread error, filename: cut, gzerror: -5"},
+      {unpack, "most", "o", write, ENOSPC, UNWRITTEN, "fwrite error, filename: o, lasterr: 28"},
+      {unpack, "most", "o", close, EIO, UNWRITTEN, "fwrite error, filename: o, lasterr: 5"},
+      {unpack, "most", "o", open, 0, 0, ""},
+      {unpack, "bomb", "o", open, 0, FAILED, "more than 1048576 bytes, filename: bomb"},
   };
   for (const auto& row : rows) {
-    const std::string name = row.function == pack ? "CompressFile: " : "UncompressFile: ";
+    const std::string name = row.function == unpack ? "UncompressFile: " : "CompressFile: ";
     const std::string text = row.trace.empty() ? "" : name + row.trace + "\n";
     const auto step = [&] { return row.function(row.from, row.to); };
     EXPECT_EQ(Traced(text, step, row.call, row.error), row.code) << row.trace;
   }
   EXPECT_EQ(files::Read("noise"), noise) << "never emptied by itself";
+  EXPECT_FALSE(fs::exists("busy")) << "deleted whatever the outcome";
   EXPECT_EQ(fs::file_size("o"), 1U << 20) << "not above the bound";
 }
 
@@ -147,13 +155,6 @@ TEST_F(Compress, AFailedWriteIsNotForgottenAtTheEnd) {
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &little), 0);
   const auto step = [] { return CompressFile("noise", "o"); };
   EXPECT_EQ(Traced("CompressFile: gzwrite error, filename: o, gzerror: -1\n", step), UNWRITTEN);
-}
-
-AsnFile FileMessage(const std::string& name, const std::string& content) {
-  AsnFile file;
-  file.fileName = AsnOcts(name.data(), name.size());
-  file.content.Set(content);
-  return file;
 }
 
 TEST_F(Compress, AFileTravelsThroughAMessage) {
@@ -178,106 +179,91 @@ TEST_F(Compress, AFileTravelsThroughAMessage) {
     EXPECT_FALSE(fs::exists("to/a/f.gz"));
     EXPECT_EQ(BuildFileFromAsnStream(folder, sent), 0U) << "where it came from, over its own gzip file";
     EXPECT_EQ(files::Read(path), content);
+    const testkit::LogCapture log;
+    unsigned char* buffer = nullptr;
+    std::size_t size = 0;
+    EXPECT_EQ(CAsnHelper::Encode(sent, buffer, size), VELA_ERR_GENERAL) << "its gzip file is gone";
+    EXPECT_EQ(log.Count("message content: cannot read " + path + ".gz, errno 2"), 1);
   }
-}
-
-TEST_F(Compress, AFailureOfTheSenderShowsWhenEncoding) {
-  files::Write("busy", "x");
-  AsnFile sent;
-  const auto step = [&] { return EncodeFileToAsnFile("", "busy", sent); };
-  const std::string trace = "CompressFile: fread error, filename: busy, lasterr: 5\n";
-  EXPECT_EQ(Traced(trace, step, OsCall::read, EIO), 0U);
-  EXPECT_FALSE(fs::exists("busy")) << "deleted whatever the outcome";
-  sent.content.SetFile("etc");
-  const testkit::LogCapture log;
-  unsigned char* buffer = nullptr;
-  std::size_t size = 0;
-  EXPECT_EQ(CAsnHelper::Encode(sent, buffer, size), VELA_ERR_GENERAL);
-  EXPECT_EQ(log.Count("message content: cannot read etc, errno 21"), 1);
 }
 
 TEST_F(Compress, FailuresOfTheReceiver) {
   fs::create_directories("to");
-  const struct {
-    AsnFile file;
-    OsCall call;
-    int injected, error;
-  } rows[] = {
-      {FileMessage("f", "text"), OPEN, EMFILE, EMFILE},
-      {FileMessage("f", "text"), OsCall::write, ENOSPC, ENOSPC},
-      {FileMessage("f", "text"), OsCall::close, EIO, EIO},
-      {FileMessage("f", "text"), OsCall::allocate, ENOMEM, ENOMEM},
-      {FileMessage("none/f", "text"), OPEN, 0, ENOENT},
-      {FileMessage("", "text"), OPEN, 0, EINVAL},
-      {FileMessage("a/../f", "text"), OPEN, 0, EINVAL},
-      {FileMessage(std::string("f\0g", 3), "text"), OPEN, 0, EINVAL},
+  const auto build = [](const std::string& folder, const std::string& name, const char* content) {
+    return [=] {
+      AsnFile file;
+      file.fileName = AsnOcts(name.data(), name.size());
+      file.content.Set(content);
+      return BuildFileFromAsnStream(folder, file);
+    };
   };
-  for (const auto& row : rows) {
-    const std::string path = "to/" + vela::EscapeControls(row.file.fileName.data()) + ".gz, lasterr:";
-    const std::string trace = "\nOpen File for write error!filename:" + path + std::to_string(row.error);
-    const auto step = [&] { return BuildFileFromAsnStream("to", row.file); };
-    EXPECT_EQ(Traced(trace, step, row.call, row.injected), UNWRITTEN);
+  const std::tuple<std::string, OsCall, int, int> rows[] = {
+      {"f", open, EMFILE, EMFILE}, {"f", write, ENOSPC, ENOSPC},
+      {"f", close, EIO, EIO},      {"f", allocate, ENOMEM, ENOMEM},
+      {"none/f", open, 0, ENOENT}, {"", open, 0, EINVAL},
+      {"a/../f", open, 0, EINVAL}, {std::string("f\0g", 3), open, 0, EINVAL}};
+  for (const auto& [name, call, injected, error] : rows) {
+    const std::string path = "to/" + vela::EscapeControls(name) + ".gz, lasterr:";
+    const std::string trace = "\nOpen File for write error!filename:" + path + std::to_string(error);
+    EXPECT_EQ(Traced(trace, build("to", name, "text"), call, injected), UNWRITTEN);
     EXPECT_TRUE(fs::is_empty("to")) << path;
   }
-  const auto step = [&] { return BuildFileFromAsnStream("to", FileMessage("..f", "\x1F\x8B damaged")); };
-  EXPECT_EQ(Traced("UncompressFile: gzread error, filename: to/..f.gz, gzerror: -3\n", step), 0U);
+  const std::string trace = "UncompressFile: gzread error, filename: to/..f.gz, gzerror: -3\n";
+  EXPECT_EQ(Traced(trace, build("to", "..f", "\x1F\x8B damaged")), 0U);
   EXPECT_FALSE(fs::exists("to/..f.gz"));
-  EXPECT_EQ(BuildFileFromAsnStream("", FileMessage("to/../plain", "text")), 0U) << "vouched for";
+  EXPECT_EQ(build("", "to/../plain", "text")(), 0U) << "vouched for";
   EXPECT_EQ(files::Read("plain"), "text");
 }
 
 struct SmallCompresser : MemCompresser {
-  explicit SmallCompresser(const std::string& data) : MemCompresser(data.data(), data.size()) {
-    m_nCapacity = 10;
-  }
+  SmallCompresser(const char* data, unsigned long size) : MemCompresser(data, size) { m_nCapacity = 10; }
 };
+
+struct MemoryRow {
+  std::string input;
+  unsigned long code;
+  std::string output;
+  int allocations;
+  const char* why;
+};
+
+// As the row says; memory exhausted at its first or last allocation; and again after that.
+template <class Processer>
+void Check(const std::vector<MemoryRow>& rows) {
+  for (const auto& [input, code, output, expected, why] : rows) {
+    for (const int refused : {0, 1, expected}) {
+      int allocations = 0;
+      const testkit::OsFaults faults([&, bad = refused](OsCall call, const char*) {
+        return OsFault{call == allocate && ++allocations == bad ? ENOMEM : 0};
+      });
+      Processer processer(input.data(), (1UL << 32) + input.size());  // 32 bits of it count
+      EXPECT_EQ(processer.Process(), refused != 0 ? 0x4101F00E : code) << why;
+      EXPECT_EQ(allocations, refused != 0 ? refused : expected) << why;
+      EXPECT_EQ(processer.GetProcessedDataPtr() != nullptr, code == 0 && refused == 0) << why;
+      EXPECT_EQ(processer.Process(), code) << why;
+      EXPECT_TRUE(std::string_view(processer.GetProcessedDataPtr(), processer.GetProcessedDataLen()) ==
+                  output)
+          << why;
+    }
+  }
+}
 
 TEST_F(Compress, MemoryResultsAndAllocations) {
   files::Write("etc/conf/vela.cfg", "InflateMaxBytes = 0\n");
-  const std::string noise = Noise(1000), packed = Packed(noise);
-  const std::string tenfold = Packed(noise.substr(0, 20) + std::string(300, 'x'));
-  const std::string most = Packed(std::string(1 << 20, 'x')), bomb = Packed(std::string((1 << 20) + 1, 'x'));
-  MemCompresser empty("", 0), cut32(noise.data(), (1UL << 32) + noise.size());
-  SmallCompresser small(noise);
-  MemUncompresser once(packed.data(), packed.size()), tenTimes(tenfold.data(), tenfold.size());
-  MemUncompresser nothing("", 0), cut(packed.data(), packed.size() - 1);
-  MemUncompresser largest(most.data(), most.size()), above(bomb.data(), bomb.size());
-  const struct {
-    MemBufProcesser& processer;
-    unsigned long code;
-    std::size_t length;
-    int allocations;
-    const char* why;
-  } rows[] = {
-      {empty, 0, 8, 1, "8 bytes for nothing"},
-      {cut32, 0, packed.size(), 1, "a length of 32 bits; 101 % are enough"},
-      {small, 0, packed.size(), 8, "10, 20, ... 1280"},
-      {once, 0, 1000, 1, "4 times are enough"},
-      {tenTimes, 0, 320, 2, "4 times, then 16"},
-      {nothing, 0x4101F011, 0, 1, "no stream at all"},
-      {cut, 0x4101F011, 0, 1, "cut short"},
-      {largest, 0, 1 << 20, 5, "as much as is allowed"},
-      {above, 0x4101F00E, 0, 5, "one byte more"},
-  };
-  int allocations = 0;
-  const auto count = [&allocations](OsCall call, const char*) {
-    allocations += call == OsCall::allocate;
-    return OsFault{};
-  };
-  for (const auto& row : rows) {
-    allocations = 0;
-    const testkit::OsFaults counting(count);
-    EXPECT_EQ(row.processer.Process(), row.code) << row.why;
-    EXPECT_EQ(allocations, row.allocations) << row.why;
-    EXPECT_EQ(row.processer.GetProcessedDataLen(), row.length) << row.why;
-    EXPECT_EQ(row.processer.GetProcessedDataPtr() != nullptr, row.code == 0) << row.why;
-  }
-  EXPECT_EQ(std::string(once.GetProcessedDataPtr(), once.GetProcessedDataLen()), noise);
-  EXPECT_EQ(Traced(
-                "", [&] { return once.Process(); }, OsCall::allocate, ENOMEM),
-            0x4101F00EU);
-  EXPECT_EQ(once.GetProcessedDataPtr(), nullptr) << "the earlier output is gone";
-  EXPECT_EQ(once.Process(), 0U) << "and can be had again";
+  const std::string noise = Noise(1000), few = Noise(20), packed = Packed(noise), most(1 << 20, 'x');
+  const std::string mixed = few + std::string(300, 'x') + few, tenfold = Packed(mixed);
+  Check<MemCompresser>(
+      {{"", 0, Packed(""), 1, "8 bytes for nothing"}, {noise, 0, packed, 1, "101 % are enough"}});
+  Check<SmallCompresser>({{noise, 0, packed, 8, "10, 20, ... 1280"}});
+  Check<MemUncompresser>({
+      {packed, 0, noise, 1, "4 times are enough"},
+      {tenfold, 0, mixed, 2, "4 times, then 16"},
+      {"", 0x4101F011, "", 1, "no stream at all"},
+      {packed.substr(0, packed.size() - 1), 0x4101F011, "", 1, "cut short"},
+      {tenfold.substr(0, tenfold.size() - 1), 0x4101F011, "", 2, "cut short behind the first guess"},
+      {Packed(most), 0, most, 5, "as much as is allowed"},
+      {Packed(most + "x"), 0x4101F00E, "", 5, "one byte more"},
+  });
 }
 
 }  // namespace

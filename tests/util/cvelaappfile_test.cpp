@@ -19,6 +19,8 @@ namespace {
 using namespace NSTE_util;
 using vela::OsCall;
 using vela::OsFault;
+using enum vela::OsCall;
+namespace fs = std::filesystem;
 using Names = std::vector<std::string>;
 
 constexpr CProcID kSelf(51, 1), kOwner(60, 1);
@@ -90,11 +92,15 @@ TEST_F(AppFile, ModesDecideWhatIsFetchedSentBackAndKept) {
       {APPFILE_APPEND, "IGS", "old+"}, {APPFILE_APPEND_BINARY, "IGS", "old+"},
       {APPFILE_TRUNCATE, "IS", "+"},   {APPFILE_TRUNCATE_BINARY, "IS", "+"},
       {2, "IG", "(refused)"},          {35, "IG", "(refused)"}};
+  Names names;
+  EXPECT_EQ(CVelaAppFile::GetLocalFiles("no\nne", names, ""), kGeneral);
+  for (const char* folder : {"", "."})
+    EXPECT_EQ(CVelaAppFile(folder, APPFILE_READ, 1, kSelf).GetResult(), kGeneral);
   for (const auto& [mode, commands, written] : rows) {
     for (const bool remote : {false, true}) {
       for (const unsigned type : {APPFILE_C, APPFILE_STREAM}) {
         SCOPED_TRACE(mode * 10 + static_cast<int>(type));
-        std::filesystem::remove_all(files::Root() + "d");
+        fs::remove_all(files::Root() + "d");
         owned = "old";
         sent.clear();
         if (!remote) files::Write("d/f", "old");
@@ -112,6 +118,7 @@ TEST_F(AppFile, ModesDecideWhatIsFetchedSentBackAndKept) {
       }
     }
   }
+  EXPECT_EQ(log.Count("CVelaAppFile::Open Dir no\\x0Ane failed\n"), 1);
   EXPECT_EQ(log.Count("CVelaAppFile::file has be open... "), 1) << "in the block before an assertion";
   EXPECT_EQ(log.Count("ASSERT: file util/basicutil/cvelaappfile"), 8) << "a third type";
 }
@@ -154,21 +161,48 @@ TEST_F(AppFile, FailuresOfTheOwnerBecomeTheResult) {
 }
 
 TEST_F(AppFile, FailuresOfTheSystemBecomeTheResult) {
-  const std::tuple<OsCall, int, int, int> rows[] = {
-      {OsCall::mkdir, 0, kGeneral, 0},   {OsCall::open, 0, kGeneral, 0},  {OsCall::open, 1, kGeneral, 0},
-      {OsCall::write, 0, kGeneral, 0},   {OsCall::close, 1, kGeneral, 0}, {OsCall::allocate, 2, kMemory, 0},
-      {OsCall::allocate, 3, 0, kMemory}, {OsCall::open, 2, 0, kGeneral},  {OsCall::allocate, 4, 0, kMemory},
-      {OsCall::stat, 0, 0, kGeneral},    {OsCall::read, 0, 0, kGeneral},  {OsCall::close, 3, 0, kGeneral}};
-  for (const auto& [failing, skipped, opened, closed] : rows) {
+  Names names;
+  const auto list = [&] { return CVelaAppFile::GetLocalFiles("in", names, ""); };
+  const auto make = [] { return int{CVelaAppFile::CreateFolder("./in/x")}; };
+  const auto drop = [] { return CVelaAppFile().DeleteFileA("in/f", kSelf); };
+  const auto look = [] { return CVelaAppFile("in/f", APPFILE_READ, APPFILE_STREAM, kSelf).GetResult(); };
+  const auto use = [](int mode, bool closes) {
+    CVelaAppFile file("d/f", mode, APPFILE_C, kOwner);
+    const int result = closes ? file.Close() : file.GetResult();
+    EXPECT_EQ(fs::exists("d/f"), closes) << "what cannot be given back stays";
+    return result;
+  };
+  const auto add = [&] { return use(APPFILE_APPEND, false); };
+  const auto back = [&] { return use(APPFILE_APPEND, true); };
+  const auto give = [&] { return use(APPFILE_READ, true); };
+  const std::tuple<OsCall, int, std::function<int()>, int> rows[] = {
+      {opendir, 0, list, kGeneral}, {readdir, 0, list, kGeneral}, {mkdir, 0, make, 0},
+      {unlink, 0, drop, -1},        {open, 0, look, kGeneral},    {unlink, 0, give, -1},
+      {mkdir, 0, add, kGeneral},    {open, 0, add, kGeneral},     {open, 1, add, kGeneral},
+      {write, 0, add, kGeneral},    {close, 1, add, kGeneral},    {allocate, 2, add, kMemory},
+      {allocate, 3, back, kMemory}, {open, 2, back, kGeneral},    {allocate, 4, back, kMemory},
+      {stat, 0, back, kGeneral},    {read, 0, back, kGeneral},    {close, 3, back, kGeneral}};
+  const auto descriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+  const long before = descriptors();
+  for (const auto& [failing, skipped, step, result] : rows) {
     SCOPED_TRACE(static_cast<int>(failing) * 10 + skipped);
-    std::filesystem::remove_all(files::Root() + "d");
+    for (const char* folder : {"d", "in"}) fs::remove_all(folder);
+    files::Write("in/f", "");
     const testkit::OsFaults faults([&, bad = failing, left = skipped](OsCall call, const char*) mutable {
       return OsFault{.error = !serving && call == bad && left-- == 0 ? EIO : 0};
     });
-    CVelaAppFile file("d/f", APPFILE_APPEND, APPFILE_C, kOwner);
-    EXPECT_EQ(file.GetResult(), opened);
-    EXPECT_EQ(file.Close(), closed);
-    EXPECT_EQ(files::Read("d/f"), opened == 0 ? "old" : "");
+    EXPECT_EQ(step(), result);
+    EXPECT_EQ(descriptors(), before);
+  }
+  fs::create_symlink("/dev/full", "full");
+  for (const unsigned type : {APPFILE_C, APPFILE_STREAM}) {
+    sent.clear();
+    CVelaAppFile file("full", APPFILE_TRUNCATE, type, kOwner);
+    for (int i = 0; i < 10000 && type == APPFILE_C; ++i) std::fputs("text", file.GetFile());
+    file.GetStream() << std::string(50000, 'x');
+    EXPECT_EQ(file.Close(), kGeneral) << "the content could not be written";
+    EXPECT_EQ(file.Close(), 0);
+    EXPECT_EQ(sent, "I") << "nothing is sent";
   }
 }
 
@@ -187,7 +221,7 @@ TEST_F(AppFile, PatternsOfLocalNamesAndFolders) {
     EXPECT_EQ(names, expected) << pattern;
   }
   for (const char* folder : {"./x/y/z", "./x/v/", "./x//w", "x/u", "/"})
-    EXPECT_TRUE(CVelaAppFile::CreateFolder(folder) && std::filesystem::is_directory(folder)) << folder;
+    EXPECT_TRUE(CVelaAppFile::CreateFolder(folder) && fs::is_directory(folder)) << folder;
   for (const char* folder : {"p/aba/x", "p/aba", "none/x", ""})
     EXPECT_FALSE(CVelaAppFile::CreateFolder(folder)) << folder;
 }

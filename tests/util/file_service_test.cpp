@@ -1,13 +1,19 @@
 #include "util/basicutil/file_service.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <iterator>
+#include <latch>
+#include <sstream>
 
 #include "asn1/filetransfer.h"
 #include "platform/asncmd/asn_helper.h"
+#include "platform/os/beneath.h"
 #include "tests/files.h"
 #include "tests/platform/task_fixture.h"
 #include "util/basicutil/compress.h"
@@ -17,21 +23,80 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace NSTE_util;
-using vela::OsCall;
+using enum vela::OsCall;
+using vela::OsFault;
 
 std::string Deflated(const std::string& text) {
   MemCompresser out(text.data(), text.size());
   return out.Process() == 0 ? std::string(out.GetProcessedDataPtr(), out.GetProcessedDataLen()) : "";
 }
 
-// A server with the service, and a client on the bus that asks it.
+// A client on the bus that asks the service.
+class Asker {
+ public:
+  explicit Asker(std::uint16_t handle) : m_self(301, handle) {}
+
+  // 'g'et, 's'end, 'd'elete the file, or 'l'ist its folder; what came is in `got`.
+  std::uint32_t Do(char command, const std::string& name, const std::string& deflated = Deflated("new")) {
+    got.clear();
+    if (command == 's' || command == 'd') {
+      AsnGetRemoteFileReq deleted;  // looks as that of a deletion
+      AsnSendRemoteFileReq sent;
+      AsnSendRemoteFileRsp rsp;
+      deleted.fileName = sent.fileName = AsnOcts(name.data(), name.size());
+      sent.content = AsnOcts(deflated.data(), deflated.size());
+      if (command == 'd') return Ask(CMD_DELETE_REMOTE_FILE, deleted, rsp);
+      return Ask(CMD_SEND_REMOTE_FILE, sent, rsp);
+    }
+    AsnGetRemoteFileReq req;
+    AsnGetRemoteFileRsp rsp;
+    req.fileName = AsnOcts(name.data(), name.size());
+    AsnGetRemoteFileNamesReq folder;
+    AsnGetRemoteFileNamesRsp names;
+    folder.folder = AsnOcts(name.data(), name.rfind('/') + 1);
+    const std::uint32_t code =
+        command == 'g' ? Ask(CMD_GET_REMOTE_FILE, req, rsp) : Ask(CMD_GET_REMOTE_FILE_NAMES, folder, names);
+    MemUncompresser out(rsp.content.data().data(), rsp.content.Len());
+    if (out.Process() == 0) got.assign(out.GetProcessedDataPtr(), out.GetProcessedDataLen());
+    for (const AsnOcts& found : names.names) got += found.data() + " ";
+    return code;
+  }
+  std::string got;
+
+ private:
+  template <class Rsp>
+  std::uint32_t Ask(std::uint32_t cmdCode, const AsnType& req, Rsp& rsp) {
+    m_member.Clear();
+    auto request = testkit::MakeFrame({.srcProcId = m_self.Number(),
+                                       .srcHandle = m_self.Handle(),
+                                       .cmdCode = cmdCode,
+                                       .payload = testkit::Encoded(req)});
+    EXPECT_EQ(m_member->Send(*request), vela::BusResult::ok);
+    const std::string body = m_member.Await(1).at(0).body;
+    EXPECT_EQ(CAsnHelper::Decode({reinterpret_cast<const unsigned char*>(body.data()), body.size()}, rsp),
+              0u);
+    if (rsp.result.choiceId == AsnRemoteFileResult::successCid) return 0;
+    return static_cast<std::uint32_t>(static_cast<AsnIntType>(*rsp.result.errorCode));
+  }
+
+  const CProcID m_self;
+  BusMember m_member{vela::MakeInProcessBus(task_test::Options()), m_self};
+};
+
+// A server with the service, and a client.
 class FileService : public ::testing::Test {
  protected:
   FileService() {
     Configure("FileServiceMaxBytes = 100000\n");
-    files::Write("served/both/f", "old");
-    files::Write("served/other/f", "other");
-    files::Write("secret/f", "secret");
+    for (const char* name : {"served/both/f", "served/both/d/f", "served/other/f"}) files::Write(name, "old");
+    for (const char* name : {"secret/f", "secret/hidden"}) files::Write(name, "secret");
+    fs::create_directory_symlink(root + "secret", root + "served/both/l");
+    EXPECT_EQ(asker.Do('s', "new/warm"), 0u);
+    EXPECT_EQ(asker.Do('g', "both/f"), 0u);
+  }
+  ~FileService() override {
+    EXPECT_EQ(files::Read("secret/f") + files::Read("secret/hidden"), "secretsecret");
+    EXPECT_EQ(Count(root + "secret"), 2) << "nothing added outside";
   }
   void Configure(const std::string& more) {
     files::Write("etc/conf/vela.cfg", "FileServiceFolder = " + root + "served\nFileServiceRead = ./both/\n" +
@@ -39,170 +104,196 @@ class FileService : public ::testing::Test {
                                           more);
     EXPECT_EQ(RegFileService(1), 0);
   }
-  template <class Rsp>
-  std::uint32_t Ask(std::uint32_t cmdCode, const AsnType& req, Rsp& rsp) {
-    process.client->Clear();
-    auto request = testkit::MakeFrame({.srcProcId = task_test::kClient.Number(),
-                                       .srcHandle = task_test::kClient.Handle(),
-                                       .cmdCode = cmdCode,
-                                       .payload = testkit::Encoded(req)});
-    request->dstProcId = task_test::kServer.Number();
-    request->dstHandle = task_test::kServer.Handle();
-    EXPECT_EQ((*process.client)->Send(*request), vela::BusResult::ok);
-    const std::string body = process.client->Await(1).at(0).body;
-    EXPECT_EQ(CAsnHelper::Decode({reinterpret_cast<const unsigned char*>(body.data()), body.size()}, rsp),
-              0u);
-    if (rsp.result.choiceId == AsnRemoteFileResult::successCid) return 0;
-    return static_cast<std::uint32_t>(static_cast<AsnIntType>(*rsp.result.errorCode));
-  }
-  template <class Req, class Rsp>
-  std::uint32_t AskFor(std::uint32_t cmdCode, const std::string& name, Rsp& rsp, Req req = {}) {
-    req.fileName.Set(name.data(), name.size());
-    return Ask(cmdCode, req, rsp);
-  }
-  std::uint32_t Get(const std::string& name) {
-    AsnGetRemoteFileRsp rsp;
-    const std::uint32_t code = AskFor<AsnGetRemoteFileReq>(CMD_GET_REMOTE_FILE, name, rsp);
-    MemUncompresser out(rsp.content.data().data(), rsp.content.Len());
-    got = out.Process() == 0 ? std::string(out.GetProcessedDataPtr(), out.GetProcessedDataLen()) : "";
-    return code;
-  }
-  std::uint32_t Send(const std::string& name, const std::string& deflated) {
-    AsnSendRemoteFileReq req;
-    req.content.Set(deflated.data(), deflated.size());
-    AsnSendRemoteFileRsp rsp;
-    return AskFor(CMD_SEND_REMOTE_FILE, name, rsp, req);
-  }
-  std::uint32_t Delete(const std::string& name) {
-    AsnDeleteRemoteFileRsp rsp;
-    return AskFor<AsnDeleteRemoteFileReq>(CMD_DELETE_REMOTE_FILE, name, rsp);
-  }
-  std::uint32_t List(const std::string& folder) {
-    AsnGetRemoteFileNamesReq req;
-    req.folder.Set(folder.data(), folder.size());
-    AsnGetRemoteFileNamesRsp rsp;
-    const std::uint32_t code = Ask(CMD_GET_REMOTE_FILE_NAMES, req, rsp);
-    names.clear();
-    for (const AsnOcts& name : rsp.names) names += name.data() + " ";
-    return code;
-  }
   static long Count(const std::string& folder) {
     return std::distance(fs::recursive_directory_iterator(folder), {});
   }
 
   const std::string root = files::Root();
-  std::string got, names;
   testkit::LogCapture log;
-  task_test::Process process;
+  task_test::Process process{task_test::Workers(4)};
+  Asker asker{1};
 };
+using FileServiceThreaded = FileService;
 
 TEST_F(FileService, NothingOutsideItsFolderIsTouched) {
   fs::create_symlink(root + "secret/f", root + "served/both/link");
   fs::create_symlink("../other/f", root + "served/both/inner");
-  fs::create_directory_symlink(root + "secret", root + "served/both/dir");
   ASSERT_EQ(::mkfifo((root + "served/both/pipe").c_str(), 0600), 0);
-  const std::string bad[] = {"",
-                             "/",
-                             "..",
-                             "../secret/f",
-                             "both/../../secret/f",
-                             "both/..",
-                             "both/../f",
-                             "both/./../f",
-                             "other/f",
-                             "other/../both/f",
-                             "bothf",
-                             "bot/h",
-                             "BOTH/f",
-                             "/both/f",
-                             "//both/f",
-                             root + "served/both/f",
-                             root + "secret/f",
-                             "both\\..\\f",
-                             "both:f",
-                             "C:/both/f",
-                             "both/f\n",
-                             "both/\x1b[2J",
-                             "both/dir/f",
-                             "both/dir/new",
-                             "both/dir/../f",
-                             ".incoming/x",
-                             "./.incoming/x",
-                             "both/.incoming",
-                             "both/f/f",
-                             "both/f/",
-                             std::string("both/f\0x", 8),
-                             std::string("both/f\0", 7),
-                             "both/" + std::string(1100, 'a'),
-                             "both/pipe/x"};
-  const auto outside = Count(root + "secret") + Count(root + "served");
+  std::istringstream table(R"(
+      / // . ./ ./. .. ../ ../. ../.. ../../ ./.. ./../ .././ ..// //.. /.. /../ ../../.. ../both ../both/f ../served
+      ../served/both/f ../secret ../secret/f ../secret/new ../../secret/f ./../secret/f .//../secret/f both/.. both/../
+      both/../.. both/../../secret/f both/../../secret/new both/../f both/../both/f both/./.. both/./../f both//../f
+      both//..//f both/d/.. both/d/../f both/d/../../both/f both/d/../../../secret/f both/f/.. both/f/../f both/l/..
+      both/l/../f new/.. new/../both/f new/../../secret/f no/../both/f other other/ other/f ./other//f other/../both/f
+      other/no bothf bot/h bot Both/f BOTH/f both.f both./f .both/f both/f/ both/f// both/f/. both/f/f both/f/./f
+      both/pipe/ both/pipe/f both/link/f both/l/ both/l/f both/l/./f both/l/new both/l/hidden ./both/./l/f both/l/no/f
+      .incoming .incoming/x ./.incoming/x both/.incoming both/.incoming/x /both/f //both/f /both/../secret/f /etc/passwd
+      /proc/self/root/etc/passwd /dev/null /secret/f C:/both/f both:f both/f:x :both/f file:///etc/passwd both\f
+      both\..\f both\..\..\secret\f ..\secret\f \both\f \\host\both\f both/\f both/..\f ~/f $VELA_ROOT/secret/f `id` *
+      %2e%2e/secret/f ..%2fsecret/f secret secret/f)");
+  std::vector<std::string> bad{std::istream_iterator<std::string>(table), {}};
+  for (const std::string& c :
+       {std::string(1, '\0'), std::string("\n"), std::string("\x1B"), std::string(300, 'a')})
+    for (const std::string& name : {c + "both/f", "both/" + c + "f", "both/f" + c, "both" + c + "/../f"})
+      bad.push_back(name);
+  bad.insert(bad.end(), {"", root, root + "secret/f", root + "served/both/f", "..\xC0\xAFsecret/f"});
+  EXPECT_GT(bad.size(), 130u);
+  std::atomic<int> escapes = 0;
+  const testkit::OsFaults seam([&](vela::OsCall, const char* path) {
+    const std::string name = path == nullptr || path == root + "served" ? "" : path;
+    escapes += name == ".." || name.find('/') != std::string::npos;
+    return OsFault{};
+  });
+  const auto inside = Count(root + "served");
   int refused = 0;
-  const auto refuses = [&](std::uint32_t code, const std::string& what) {
-    EXPECT_NE(code, 0u) << what;
-    EXPECT_EQ(log.Count("File service: 0x"), ++refused) << what;
-    EXPECT_EQ(got + names, "") << what;
+  const auto refuses = [&](const std::string& commands, const std::string& name) {
+    for (const char command : commands) {
+      EXPECT_NE(asker.Do(command, name + (command == 'l' ? "/" : "")), 0u) << command << name;
+      EXPECT_EQ(log.Count("File service: 0x"), ++refused) << command << name;
+      EXPECT_EQ(asker.got, "") << command << name;
+      EXPECT_EQ(escapes, 0) << command << name;
+    }
   };
-  for (const std::string& name : bad) {
-    refuses(Get(name), "read " + name);
-    refuses(Send(name, Deflated("x")), "write " + name);
-    refuses(Delete(name), "delete " + name);
-    if (name != "both/../f") refuses(List(name), "list " + name);
-  }
-  for (const char* name : {"both/link", "both/inner", "both/dir", "both/pipe", "both", "both/"}) {
-    refuses(Get(name), name);
-    refuses(Send(name, Deflated("x")), name);
-    refuses(Delete(name), name);
-  }
-  EXPECT_GT(refused, 100);
-  EXPECT_EQ(Count(root + "secret") + Count(root + "served"), outside + 1) << "but for the folder under way";
-  EXPECT_EQ(files::Read("secret/f") + files::Read("served/both/f"), "secretold");
-  EXPECT_EQ(List("both") + Get("new/f"), FILE_SERVICE_REFUSED) << "written below, not read";
-  EXPECT_EQ(names, "f ");
+  for (const std::string& name : bad) refuses("gsdl", name);
+  for (const char* name :
+       {"both/link", "both/inner", "both/l", "both/d", "both/d/", "both/pipe", "both", "both/"})
+    refuses("gsd", name);
+  EXPECT_EQ(Count(root + "served"), inside);
+  EXPECT_EQ(files::Read("served/both/f"), "old");
+  EXPECT_EQ(asker.Do('g', "new/warm"), FILE_SERVICE_REFUSED) << "written below, not read";
+  EXPECT_EQ(asker.Do('l', "both/"), 0u);
+  EXPECT_EQ(asker.got, "f ");
 }
 
 TEST_F(FileService, TransfersWithinTheLimits) {
   fs::permissions(root + "served/both/f", fs::perms(0640));
-  const std::string longer(100001, 'a');
   const std::string text(100000, 'a');
-  EXPECT_EQ(Send("both/f", Deflated(text)), 0u);
-  EXPECT_EQ(Get("./both//f"), 0u);
-  EXPECT_EQ(got, text);
+  EXPECT_EQ(asker.Do('s', "both/f", Deflated(text)), 0u);
+  EXPECT_EQ(asker.Do('g', "./both//f"), 0u);
+  EXPECT_EQ(asker.got, text);
   EXPECT_EQ(fs::status(root + "served/both/f").permissions(), fs::perms(0640));
-  EXPECT_EQ(Send("new/a/b", Deflated("")), 0u);
+  EXPECT_EQ(asker.Do('s', "new/a/b", Deflated("")), 0u);
   EXPECT_TRUE(fs::is_empty(root + "served/new/a/b"));
-  EXPECT_EQ(Send("both/f", Deflated(longer)), VELA_ERR_TOO_LARGE);
-  EXPECT_EQ(Send("both/f", Deflated(text).substr(0, 60)), VELA_ERR_DECODE);
+  EXPECT_EQ(asker.Do('s', "both/f", Deflated(text + "a")), VELA_ERR_TOO_LARGE);
+  EXPECT_EQ(asker.Do('s', "both/f", Deflated(text).substr(0, 60)), VELA_ERR_DECODE);
   EXPECT_EQ(files::Read("served/both/f"), text);
-  EXPECT_TRUE(fs::is_empty(root + "served/.incoming"));
-  files::Write("served/both/f", longer);
-  EXPECT_EQ(Get("both/f"), VELA_ERR_TOO_LARGE);
-  Configure("FileServiceMaxMemory = 1000\n");
-  EXPECT_EQ(Get("both/f"), VELA_ERR_OVERLOAD);
-  EXPECT_EQ(Delete("both/f"), 0u);
-  EXPECT_EQ(Get("both/f"), FILE_SERVICE_NO_FILE);
+  files::Write("served/both/f", text + "a");
+  EXPECT_EQ(asker.Do('g', "both/f"), VELA_ERR_TOO_LARGE);
+  EXPECT_EQ(asker.Do('d', "both/f"), 0u);
+  EXPECT_EQ(asker.Do('g', "both/f"), FILE_SERVICE_NO_FILE);
+}
+
+TEST_F(FileService, OnlyLeftoversOfTheDeadAreRemoved) {
+  const std::string folder = "served/.incoming/", ours = folder + std::to_string(::getpid()) + ".";
+  for (const char* name : {"1.1", "9999999.20", "7.7", "1", "1.", ".1", "1.1x", "x.1"})
+    files::Write(folder + name, "half");
+  const int owner = ::open((root + folder + "7.7").c_str(), O_WRONLY | O_CLOEXEC);
+  ASSERT_EQ(::flock(owner, LOCK_EX), 0);
+  Configure("");
+  EXPECT_EQ(Count(root + folder), 6) << "not 1.1 and 9999999.20";
+  EXPECT_TRUE(fs::exists(root + folder + "7.7")) << "somebody is at it";
+  ::close(owner);
+  for (const int n : {2, 3, 4}) files::Write(ours + std::to_string(n), "of a process that had our number");
+  const testkit::OsFaults another([&](vela::OsCall call, const char*) {
+    if (call == write || call == rename) vela::BeneathFolder(root + "served").RemoveLeftovers();
+    return OsFault{};
+  });
+  EXPECT_EQ(asker.Do('s', "both/f"), 0u) << "while another server starts";
+  EXPECT_EQ(files::Read("served/both/f"), "new");
 }
 
 TEST_F(FileService, FailuresOfTheSystemLeaveTheOldFile) {
-  const std::tuple<OsCall, char> rows[] = {
-      {OsCall::open, 'g'},    {OsCall::opendir, 'g'}, {OsCall::read, 'g'},   {OsCall::open, 's'},
-      {OsCall::opendir, 's'}, {OsCall::write, 's'},   {OsCall::stat, 's'},   {OsCall::close, 's'},
-      {OsCall::rename, 's'},  {OsCall::stat, 'd'},    {OsCall::unlink, 'd'}, {OsCall::readdir, 'l'}};
-  EXPECT_EQ(Send("new/warm", Deflated("x")) + Get("both/f"), 0u);
+  constexpr auto FAILED = VELA_ERR_GENERAL, UNWRITTEN = FILE_SERVICE_NOT_WRITTEN;
+  const struct {
+    char command;
+    int error;
+    std::uint32_t code;
+    std::vector<std::pair<vela::OsCall, int>> calls;  // which of the calls fails
+  } rows[] = {
+      {'g', EIO, FAILED, {{opendir, 0}, {open, 0}, {stat, 0}, {stat, 1}, {read, 0}}},
+      {'g', ENOENT, FILE_SERVICE_NO_FILE, {{opendir, 0}, {opendir, 1}, {open, 0}}},
+      {'g', ENOMEM, VELA_ERR_MEMORY, {{opendir, 1}, {allocate, 0}}},
+      {'g', EIO, 0, {{close, 0}}},
+      {'s', EIO, UNWRITTEN, {{opendir, 0}, {opendir, 4}, {write, 1}, {stat, 0}, {close, 0}, {rename, 0}}},
+      {'s', ENOSPC, UNWRITTEN, {{mkdir, 0}, {open, 0}, {write, 0}, {write, 1}, {close, 0}}},
+      {'d', EACCES, FILE_SERVICE_REFUSED, {{opendir, 0}, {opendir, 1}, {stat, 0}, {unlink, 0}}},
+      {'d', EIO, FAILED, {{opendir, 0}, {stat, 0}, {unlink, 0}}},
+      {'l', EIO, FAILED, {{opendir, 0}, {opendir, 1}, {readdir, 0}}},
+      {'l', EIO, 0, {{stat, 0}}},
+  };
   const auto descriptors = Count("/proc/self/fd");
-  for (const auto& [failing, command] : rows) {
-    SCOPED_TRACE(command + std::to_string(static_cast<int>(failing)));
-    std::atomic<int> left = 1;
-    const testkit::OsFaults faults([&, bad = failing](OsCall call, const char*) {
-      return vela::OsFault{.error = call == bad && left-- == 1 ? EIO : 0};
+  const auto check = [&](const auto& row, vela::OsCall call, int left) {
+    SCOPED_TRACE(row.command + std::to_string(static_cast<int>(call)) + "." + std::to_string(left));
+    fs::remove_all(root + "served/.incoming");
+    log.Clear();
+    std::atomic<int> calls = left;
+    std::atomic<bool> opened = false;  // memory is asked for on the way to the service too
+    const testkit::OsFaults faults([&](vela::OsCall asked, const char*) {
+      opened = opened || asked == open;
+      const bool fails = asked == call && (asked != allocate || opened) && calls-- == 0;
+      return OsFault{.error = fails ? row.error : 0};
     });
-    EXPECT_NE(command == 'g'   ? Get("both/f")
-              : command == 's' ? Send("both/f", Deflated("new"))
-              : command == 'd' ? Delete("both/f")
-                               : List("both"),
-              0u);
+    EXPECT_EQ(asker.Do(row.command, "both/f"), row.code);
+    EXPECT_LT(calls, 0);
+    std::ostringstream text;
+    text << "File service: 0x" << std::uppercase << std::hex << row.code << " to process";
+    EXPECT_EQ(log.Count(text.str()), row.code != 0) << text.str();
     EXPECT_EQ(files::Read("served/both/f"), "old");
+    EXPECT_TRUE(!fs::exists(root + "served/.incoming") || fs::is_empty(root + "served/.incoming"));
     EXPECT_EQ(Count("/proc/self/fd"), descriptors);
+  };
+  for (const auto& row : rows)
+    for (const auto& [call, before] : row.calls) check(row, call, before);
+}
+
+TEST_F(FileServiceThreaded, TransfersShareOneMemory) {
+  Configure("FileServiceMaxMemory = 500000\n");  // for one
+  Asker other(2);
+  for (const auto& [command, held] : {std::pair('g', read), std::pair('s', write)}) {
+    std::latch inside(1), go(1);
+    std::atomic<bool> first = true;
+    const testkit::OsFaults faults([&, awaited = held](vela::OsCall call, const char*) {
+      if (call != awaited || !first.exchange(false)) return OsFault{};
+      inside.count_down();
+      go.wait();
+      return OsFault{};
+    });
+    std::thread transfer([&, what = command] { EXPECT_EQ(asker.Do(what, "both/f"), 0u); });
+    inside.wait();
+    EXPECT_EQ(other.Do('g', "both/f"), VELA_ERR_OVERLOAD);
+    EXPECT_EQ(other.Do('s', "both/f"), VELA_ERR_OVERLOAD);
+    go.count_down();
+    transfer.join();
+    EXPECT_EQ(other.Do('s', "both/f") + other.Do('g', "both/f"), 0u) << "given back";
   }
+}
+
+// A folder of the service and a link that leads out of it change places at every third step of its threads.
+TEST_F(FileServiceThreaded, ClientsWhileAFolderIsSwappedForALink) {
+  Configure("FileServiceMaxMemory = 1000000\n");  // for two
+  const std::string folder = root + "served/both/d", link = root + "served/both/l";
+  std::atomic<int> steps = 0;
+  {
+    const testkit::OsFaults seam([&](vela::OsCall, const char* path) {
+      if (path != nullptr && ++steps % 3 == 0)
+        ::renameat2(AT_FDCWD, folder.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+      return OsFault{};
+    });
+    std::vector<std::thread> clients;
+    for (std::uint16_t i = 2; i <= 4; ++i) {
+      clients.emplace_back([i] {
+        Asker client(i);
+        for (int round = 0; round < 100; ++round) {
+          client.Do("gsdl"[round % 4], "both/d/f");
+          EXPECT_TRUE(client.got != "secret" && client.got.find("hidden") == std::string::npos);
+        }
+      });
+    }
+    for (std::thread& client : clients) client.join();
+  }
+  EXPECT_GT(steps, 1000);
+  EXPECT_TRUE(fs::is_symlink(folder) != fs::is_symlink(link)) << "swapped";
+  EXPECT_EQ(asker.Do('s', "both/f") + asker.Do('g', "both/f"), 0u) << "nothing is held for ever";
 }
 
 }  // namespace

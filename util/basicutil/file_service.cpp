@@ -59,12 +59,6 @@ std::uint32_t CodeOf(int error) {
       return FILE_SERVICE_NO_FILE;
     case ENOMEM:
       return VELA_ERR_MEMORY;
-    case ENOSPC:
-    case EDQUOT:
-    case EIO:
-    case EROFS:
-    case EFBIG:
-      return FILE_SERVICE_NOT_WRITTEN;
     default:
       return VELA_ERR_GENERAL;
   }
@@ -139,7 +133,8 @@ std::uint32_t WriteContent(const FileServiceSettings& settings, const std::strin
   if (replacement.File() != nullptr) {
     if (const std::uint32_t code = InflateToFile(content, settings.maxBytes, replacement.File())) return code;
   }
-  return CodeOf(replacement.Commit());
+  const std::uint32_t code = CodeOf(replacement.Commit());
+  return code == VELA_ERR_GENERAL ? FILE_SERVICE_NOT_WRITTEN : code;
 }
 
 unsigned long HandleSend(VelaGnlTask* task, const AsnType* request) {
