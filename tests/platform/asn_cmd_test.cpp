@@ -1,6 +1,5 @@
 #include "platform/asncmd/asn_cmd.h"
 
-#include "asn1/result.h"
 #include "platform/asncmd/asn_runtime.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
@@ -10,20 +9,6 @@
 namespace {
 
 const CProcID server(51, 2);
-
-// Answers each request as soon as it is sent; the caller captures the frames with it.
-std::function<bool(const VelaCmdMSG&)> Answering(testkit::CurrentTask& task, std::uint32_t status,
-                                                 const std::string& payload) {
-  return [=, &task](const VelaCmdMSG& frame) {
-    VelaMsgPtr response =
-        testkit::MakeFrame({.sn = frame.sn, .kind = VELA_KIND_RESPONSE, .payload = payload});
-    response->cmdCode = frame.cmdCode;
-    response->status = status;
-    response->dstTaskId = frame.srcTaskId;
-    task.Deliver(std::move(response));
-    return false;
-  };
-}
 
 TEST(AsnCmd, FrameNamesSenderReceiverAndClient) {
   const testkit::ProcessAddress self(7, 3, 9);
@@ -52,27 +37,6 @@ TEST(AsnCmd, FrameNamesSenderReceiverAndClient) {
 
   const VelaCmdMSG& orphan = frames[1].header;
   EXPECT_EQ(orphan.sn + orphan.srcTaskId + orphan.attribute + orphan.clientNo, 0u);
-}
-
-TEST(AsnCmd, ExecGivesTheAnswerOrSaysWhyNot) {
-  const std::tuple<std::uint32_t, std::string, std::uint32_t, const char*> rows[] = {
-      {0, "3003 0101FF", 0, "answered"},
-      {0x42001234, "", 0x42001234, "refused"},
-      {0, "", VELA_ERR_DECODE, "no payload"},
-      {0, "3003 020101", VELA_ERR_DECODE, "another type"},
-      {0, "24 05 04 82 0190 41", VELA_ERR_DECODE, "hostile"},
-      {0x42001234, "3003 0101FF", 0x42001234, "a status and an answer"},
-  };
-  for (const auto& [status, payload, result, why] : rows) {
-    testkit::LogCapture log;
-    testkit::CurrentTask task;
-    const testkit::FrameCapture capture(Answering(task, status, hostile::FromHex(payload)));
-    AsnSingleReturn rsp;
-    rsp.result = false;
-    EXPECT_EQ(CAsnPhyCmd(1, SNACC::AsnNull(), server, 1, 0, 0).Exec(task.get(), rsp), result) << why;
-    EXPECT_EQ(rsp.result, payload == "3003 0101FF") << why;
-    EXPECT_EQ(log.Count("cannot be decoded: byte "), result == VELA_ERR_DECODE ? 1 : 0) << why;
-  }
 }
 
 TEST(AsnCmd, SilenceEndsTheWaitAndWhatCannotBeSentHasNone) {

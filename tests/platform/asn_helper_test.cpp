@@ -81,55 +81,6 @@ TEST(AsnHelper, LengthOctetsAreTheShortest) {
   }
 }
 
-class List : public AsnSeqOf<SNACC::AsnOcts> {
- public:
-  AsnType* Clone() const override { return new List(*this); }
-  const char* typeName() const override { return "List"; }
-};
-
-// Its encoding may fail on the way.
-struct Record : AsnType {
-  SNACC::AsnInt number = 7;
-  List first;
-  bool broken = false;
-
-  AsnType* Clone() const override { return nullptr; }
-  const char* typeName() const override { return "Record"; }
-  void BDec(const AsnBuf&, SNACC::AsnLen&) override {}
-  void Print(std::ostream&, unsigned short) const override {}
-  SNACC::AsnLen BEnc(AsnBuf& out) const override {
-    SNACC::AsnLen size = first.BEnc(out);
-    if (broken) throw SNACC::ConstraintException("broken", "", 0, "");
-    size += number.BEnc(out);
-    size += SNACC::BEncDefLen(out, size);
-    out.PutByteRvs('\x30');
-    return size + 1;
-  }
-};
-
-TEST(AsnHelper, ExcludingFailsWithoutTouchingTheRequest) {
-  Record request;
-  List elsewhere;
-  for (List* list : {&request.first, &elsewhere}) list->append(SNACC::AsnOcts("x"));
-  const std::string whole = testkit::Encoded(request);
-  const auto exclude = [&](const AsnType& field) {
-    unsigned char* buffer = nullptr;
-    std::size_t size = 1, offset = 1, octets = 1;
-    const std::uint32_t code =
-        CAsnHelper::EncodeExcludeListField(request, field, buffer, size, offset, octets);
-    EXPECT_EQ(buffer, nullptr);
-    EXPECT_EQ(size + offset + octets, 0u);
-    return code;
-  };
-  EXPECT_EQ(exclude(elsewhere), VELA_ERR_GENERAL);
-  EXPECT_EQ(exclude(request.number), VELA_ERR_GENERAL);
-  request.broken = true;
-  EXPECT_EQ(exclude(request.first), VELA_ERR_GENERAL);
-  request.broken = false;
-  EXPECT_EQ(elsewhere.size(), 1u);
-  EXPECT_EQ(testkit::Encoded(request), whole);
-}
-
 TEST(AsnReqData, DeletesOnlyWhatItOwns) {
   struct Counted : SNACC::AsnNull {
     explicit Counted(int& gone) : m_gone(gone) {}

@@ -9,14 +9,16 @@
 
 namespace {
 
-// An element that encodes as the bytes it is given.
+// An element that encodes as the bytes it is given, or not at all.
 struct Raw : AsnType {
   std::string bytes;
+  bool broken = false;
   AsnType* Clone() const override { return new Raw(*this); }
   const char* typeName() const override { return "Raw"; }
   void BDec(const AsnBuf&, SNACC::AsnLen&) override {}
   void Print(std::ostream&, unsigned short) const override {}
   SNACC::AsnLen BEnc(AsnBuf& out) const override {
+    if (broken) throw SNACC::ConstraintException("broken", "", 0, "");
     out.PutSegRvs(bytes.data(), static_cast<long>(bytes.size()));
     return bytes.size();
   }
@@ -146,6 +148,26 @@ TEST(AsnSplit, ElementsThatNoEncoderOfOursMakes) {
               row.a == nullptr ? VELA_ERR_GENERAL : 0U);
     EXPECT_EQ(Bytes(result), expected);
   }
+}
+
+TEST(AsnSplit, FailsWithoutTouchingTheRequest) {
+  AsnSplitReq request;
+  AsnSplitNEList elsewhere;
+  for (AsnSplitNEList* list : {&request.first, &elsewhere}) Fill(*list, 2);
+  const std::string whole = testkit::Encoded(request);
+  RawList broken;
+  broken.append()->broken = true;
+  const std::pair<AsnType*, AsnType*> rows[] = {
+      {&request, &elsewhere}, {&request, &request.user}, {&broken, &broken}};
+  for (const auto& [in, list] : rows) {
+    TEAsnSplitResult result;
+    TEAsnListPath path = {{0x30}};
+    EXPECT_EQ(Split(*in, *list, {{A, 1}, {B, 1}}, result), VELA_ERR_GENERAL);
+    EXPECT_EQ(FindAsnListPath(*in, *list, path), VELA_ERR_GENERAL);
+    EXPECT_TRUE(result.empty() && path.empty());
+  }
+  EXPECT_EQ(testkit::Encoded(request), whole);
+  EXPECT_EQ(elsewhere.size() + broken.size(), 3U);
 }
 
 TEST(AsnSplit, BytesKeepTheirFormExceptAroundTheList) {

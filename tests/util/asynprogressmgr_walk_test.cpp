@@ -54,7 +54,7 @@ void Move(Model& model, std::uint32_t id, CProcID to) {
   target.Report(id, percent);
 }
 
-class AsynProgressWalk : public MissionTest, public testing::WithParamInterface<unsigned> {
+class AsynProgressWalk : public MissionTest {
  protected:
   unsigned Draw(unsigned count) { return static_cast<unsigned>(m_random() % count); }
   // Few addresses, so that they meet; some mean any instance.
@@ -122,13 +122,13 @@ class AsynProgressWalk : public MissionTest, public testing::WithParamInterface<
     ASSERT_EQ(status.percent, progress);
   }
 
-  std::mt19937 m_random{GetParam()};
+  std::mt19937 m_random{1};
   int m_lastNo = 0;
   std::map<std::uint32_t, Model> m_missions;
 };
 
-TEST_P(AsynProgressWalk, AgreesWithTheModelAfterEachStep) {
-  for (int step = 0; step < 2000 && !HasFatalFailure(); ++step) {
+TEST_F(AsynProgressWalk, AgreesWithTheModelAfterEachStep) {
+  for (int step = 0; step < 6000 && !HasFatalFailure(); ++step) {
     SCOPED_TRACE(step);
     if (m_missions.size() < 3 || Draw(8) == 0) Register();
     auto mission = m_missions.begin();
@@ -143,7 +143,5 @@ TEST_P(AsynProgressWalk, AgreesWithTheModelAfterEachStep) {
     for (const MissionStatus& status : list) Compare(status, m_missions.at(status.missionId));
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Seeds, AsynProgressWalk, testing::Values(1u, 2u, 3u));
 
 }  // namespace

@@ -48,6 +48,7 @@ class Printed : public SNACC::AsnInt {
 TEST(DebugLog, AFreshLoggerWritesErrorsAndHoldsBackTheRest) {
   testkit::LogCapture log;
   TEDebugInterface& out = *GetDebugInterface("fresh");
+  EXPECT_EQ(out.GetName(), "fresh");
   EXPECT_EQ(&out, GetDebugInterface("fresh"));
   for (const unsigned level : {0U, 1U, 2U, 3U, 7U, UINT_MAX}) {
     EXPECT_EQ(out.IsEnabled(level), level <= 1) << level;

@@ -137,18 +137,13 @@ TEST_F(LangRes, NotesByLength) {
 
 TEST_F(LangRes, HeadingsOfNotes) {
   const std::string wide(239, 'w');
-  const std::vector<std::string> rows[] = {// format, heading of note 1, of note 2 (else: the format as it is)
-                                           {"Note %d: ", "Note 1: ", "Note 2: "},
-                                           {"100%% %03d", "100% 001", "100% 002"},
-                                           {"%+-4.2ld|", "+01 |", "+02 |"},
-                                           {wide + "好%d", wide, wide},
-                                           {wide + "%2d", wide + " ", wide + " "},
-                                           {"none "},
-                                           {"%s%n"},
-                                           {"%d %d"},
-                                           {"%*d"},
-                                           {"%1000d"},
-                                           {"5%"}};
+  std::vector<std::vector<std::string>> rows = {// format, heading of note 1, of note 2
+                                                {"Note %d: ", "Note 1: ", "Note 2: "},
+                                                {"100%% %03d", "100% 001", "100% 002"},
+                                                {"%+-4.2ld|", "+01 |", "+02 |"},
+                                                {wide + "好%d", wide, wide},
+                                                {wide + "%2d", wide + " ", wide + " "}};
+  for (const char* itself : {"none ", "%s%n", "%d %d", "%*d", "%1000d", "5%"}) rows.push_back({itself});
   for (const auto& row : rows) {
     TELangResMgrBase mgr;
     mgr.LoadLangFile(Write("note.txt", "NOTE = \"" + row[0] + "\"\n").c_str());
@@ -164,12 +159,11 @@ TEST_F(LangRes, HeadingsOfNotes) {
   RWCString text("a;b");
   std::vector<RWCString> notes;
   DivisionStr(nullptr, ";", text, notes);
-  EXPECT_EQ(notes.size(), 0U);
   EXPECT_EQ(Traced("DivisionStr Para Invalid\n"), 1);
   EXPECT_EQ(Traced("is no format of one number"), 5);
-  DivisionStr(&mgr, "", text, notes);
-  DivisionStr(&mgr, nullptr, text, notes);
-  EXPECT_EQ(notes.size(), 2U) << "no separator";
+  for (const char* separator : {"", static_cast<const char*>(nullptr)})
+    DivisionStr(&mgr, separator, text, notes);
+  EXPECT_EQ(notes.size(), 2U) << "one each";
 }
 
 // An override that loads a file of its own works with and without the mutex held.

@@ -133,32 +133,37 @@ TEST_F(MsgIf, ARawMessageStaysInTheProcess) {
 }
 
 TEST_F(MsgIf, ASynchronousCommandReturnsTheCodeOfThePlatform) {
-  AsnInt question(1), answer;
-  testkit::FrameCapture capture([&](const VelaCmdMSG& frame) {
-    VelaMsgPtr rsp =
-        Response(frame.cmdCode, frame.sn, frame.dstProcId == 51 ? "" : testkit::Encoded(AsnInt(42)));
-    if (frame.dstProcId == 51) rsp->status = VELA_ERR_OVERLOAD;
-    m_task.Deliver(std::move(rsp));
-    return false;
-  });
-  EXPECT_EQ(SyncSendTopoReq(m_task.get(), CMD, &question, &answer, 50, 3, 10), 0U);
-  EXPECT_EQ(static_cast<AsnIntType>(answer), 42);
-  EXPECT_EQ(SyncSendTopoReq(m_task.get(), CMD, &question, &answer, 51, 3, 10), VELA_ERR_OVERLOAD);
-  AsnInt second;
-  EXPECT_EQ(SyncSendMsgToProc(m_task.get(), &question, &second, CMD, 320, 5, 2, 10), 0U);
-  EXPECT_EQ(static_cast<AsnIntType>(second), 42);
-  EXPECT_EQ(SyncSendMsgToProc(m_task.get(), nullptr, nullptr, CMD, 320, 5, 2, 10), VELA_ERR_DECODE)
-      << "the number is no NULL";
+  using namespace std::string_literals;
+  AsnInt question(1);
+  const std::string answered = testkit::Encoded(AsnInt(42));
+  const std::tuple<std::uint32_t, std::string, std::uint32_t, const char*> rows[] = {
+      // status and payload of the answer, result
+      {0, answered, 0, "answered"},
+      {VELA_ERR_OVERLOAD, "", VELA_ERR_OVERLOAD, "refused"},
+      {VELA_ERR_OVERLOAD, answered, VELA_ERR_OVERLOAD, "a status and an answer"},
+      {0, "", VELA_ERR_DECODE, "no payload"},
+      {0, "\x01\x01\xFF", VELA_ERR_DECODE, "another type"},
+      {0, "\x24\x05\x04\x82\x01\x90\x41", VELA_ERR_DECODE, "hostile"},
+  };
+  for (const auto& [status, payload, result, why] : rows) {
+    const testkit::FrameCapture capture([&](const VelaCmdMSG& frame) {
+      VelaMsgPtr rsp = Response(frame.cmdCode, frame.sn, payload);
+      rsp->status = status;
+      m_task.Deliver(std::move(rsp));
+      return false;
+    });
+    AsnInt first(0), second(0);
+    m_log.Clear();
+    EXPECT_EQ(SyncSendTopoReq(m_task.get(), CMD, &question, &first, 50, 3, 10), result) << why;
+    EXPECT_EQ(SyncSendMsgToProc(m_task.get(), nullptr, &second, CMD, 320, 5, 2, 10), result) << why;
+    EXPECT_EQ(first == 42 && second == 42, payload == answered) << why;
+    EXPECT_EQ(Traced("cannot be decoded: byte "), result == VELA_ERR_DECODE ? 2 : 0) << why;
+    EXPECT_EQ(Targets(capture.Frames()), "50.0.3.0 320.5.2.0 ");
+    EXPECT_EQ(capture.Frames()[1].payload, "\x05\0"s);
+  }
   EXPECT_EQ(SyncSendTopoReq(nullptr, CMD, nullptr, nullptr, 50, 3, 10), VELA_ERR_GENERAL);
   EXPECT_EQ(Asserted("pReqTopo != 0 && pRspTopo != 0"), 1);
   EXPECT_EQ(Traced("pReq == NULL || pRsp == NULL"), 1);
-
-  const auto frames = capture.Frames();
-  ASSERT_EQ(frames.size(), 4U);
-  EXPECT_EQ(CProcID(frames[0].header.dstProcId, frames[0].header.dstHandle), CProcID(50, 0));
-  EXPECT_EQ(frames[0].header.module, 3);
-  EXPECT_EQ(frames[2].header.dstHandle, 5);
-  EXPECT_EQ(frames[3].payload, std::string("\x05\x00", 2));
 }
 
 TEST_F(MsgIf, WaitsForOneCommandCode) {

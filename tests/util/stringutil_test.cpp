@@ -9,18 +9,6 @@ namespace {
 
 using namespace std::string_literals;
 
-// Many short cases in few lines: "in -> out; in -> out". Further blanks belong to the texts.
-std::vector<std::pair<std::string, std::string>> Rows(const std::string& rows) {
-  std::vector<std::pair<std::string, std::string>> pairs;
-  for (std::size_t at = 0, end = 0; end != std::string::npos; at = end + 2) {
-    const std::size_t arrow = rows.find(" -> ", at);
-    end = rows.find("; ", at);
-    const std::size_t stop = std::min(end, rows.size());
-    pairs.emplace_back(rows.substr(at, arrow - at), rows.substr(arrow + 4, stop - arrow - 4));
-  }
-  return pairs;
-}
-
 TEST(StringUtil, Trims) {
   const std::string text = " \t\n\ra\v\n \r\t";
   EXPECT_EQ(LTrim(text) + "|" + RTrim(text) + "|" + Trim(text) + Trim("\t\r\n "),

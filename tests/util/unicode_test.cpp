@@ -176,6 +176,11 @@ TEST(Unicode, NoRoot) {
   ExpectNoTable();
 }
 
+TEST(Unicode, NoTable) {
+  std::filesystem::remove(files::Root() + "conf/gb2312.txt");
+  ExpectNoTable();
+}
+
 TEST(Unicode, TableThatCannotBeRead) {
   std::filesystem::remove(files::Root() + "conf/gb2312.txt");
   std::filesystem::create_directory(files::Root() + "conf/gb2312.txt");
