@@ -1,7 +1,9 @@
 #include "platform/debug/vela_debug_mgr.h"
 
 #include <atomic>
+#include <memory>
 
+#include "platform/debug/console_server.h"
 #include "platform/log/log_file.h"
 #include "platform/log/log_process.h"
 #include "platform/os/mutex.h"
@@ -9,6 +11,10 @@
 
 VelaDebugEngine::~VelaDebugEngine() = default;
 VelaDebugMgr::~VelaDebugMgr() = default;
+
+VelaDebugReply VelaDebugEngine::Run(const std::string& commandLine) {
+  return {Execute(commandLine)};
+}
 
 namespace {
 
@@ -41,7 +47,9 @@ class VelaDebugMgrImpl : public VelaDebugMgr {
 
   void UnRegDebugEngine(VelaDebugEngine* engine) override VELA_EXCLUDES(m_mutex) {
     vela::MutexLock lock(m_mutex);
-    if (m_engine == engine) m_engine = nullptr;
+    if (m_engine != engine) return;
+    m_engine = nullptr;
+    while (m_running != 0) m_commandEnded.Wait(m_mutex);
   }
 
   void SetAllModuleInfo(std::bitset<32> levels, std::bitset<32>, bool toScreen) override {
@@ -51,16 +59,63 @@ class VelaDebugMgrImpl : public VelaDebugMgr {
 
   std::bitset<32> Levels() const override { return m_levels.load(); }
 
-  // The engine runs under the lock, so that it cannot be taken away meanwhile.
-  std::string Execute(const std::string& commandLine) override VELA_EXCLUDES(m_mutex) {
-    vela::MutexLock lock(m_mutex);
-    if (m_engine == nullptr) return "No debug engine.\n";
-    return m_engine->Execute(commandLine);
+  std::string Execute(const std::string& commandLine) override { return Run(commandLine).text; }
+
+  VelaDebugReply Run(const std::string& commandLine) override {
+    const EngineUse use(*this);
+    if (use.engine == nullptr) return {"No debug engine.\n", true};
+    return use.engine->Run(commandLine);
+  }
+
+  bool OpenConsole(CProcID self, const vela::ConsoleOptions& options, std::string& error) override {
+    if (m_console) {
+      error = "the console is open";
+      return false;
+    }
+    const auto run = [this](const std::string& commandLine) { return Run(commandLine); };
+    m_console = vela::ConsoleServer::Open(options, self, run, error);
+    return m_console != nullptr;
+  }
+
+  bool CloseConsole(int seconds) override {
+    const std::unique_ptr<vela::ConsoleServer> console = std::move(m_console);
+    return !console || console->Close(seconds);
   }
 
  private:
+  // The engine cannot be taken away while it is used.
+  class EngineUse {
+   public:
+    explicit EngineUse(VelaDebugMgrImpl& mgr) : engine(mgr.Begin()), m_mgr(mgr) {}
+    ~EngineUse() {
+      if (engine != nullptr) m_mgr.End();
+    }
+    EngineUse(const EngineUse&) = delete;
+    EngineUse& operator=(const EngineUse&) = delete;
+
+    VelaDebugEngine* const engine;
+
+   private:
+    VelaDebugMgrImpl& m_mgr;
+  };
+
+  VelaDebugEngine* Begin() VELA_EXCLUDES(m_mutex) {
+    vela::MutexLock lock(m_mutex);
+    if (m_engine != nullptr) ++m_running;
+    return m_engine;
+  }
+
+  void End() VELA_EXCLUDES(m_mutex) {
+    vela::MutexLock lock(m_mutex);
+    --m_running;
+    m_commandEnded.NotifyAll();
+  }
+
   vela::Mutex m_mutex;
+  vela::CondVar m_commandEnded;
   VelaDebugEngine* m_engine VELA_GUARDED_BY(m_mutex) = nullptr;
+  unsigned m_running VELA_GUARDED_BY(m_mutex) = 0;
+  std::unique_ptr<vela::ConsoleServer> m_console;
   std::atomic<unsigned> m_levels{kAllLevels};
 };
 

@@ -84,5 +84,8 @@ extern BASIC_UTIL_EXPORT std::atomic<int> g_SlotMode;
 BASIC_UTIL_EXPORT int AddDebugCommand(TEDebugCommand* command);
 BASIC_UTIL_EXPORT void RemoveDebugCommand(TEDebugCommand* command);
 BASIC_UTIL_EXPORT void RemoveDebugCommand(const std::string& name);
+// For a command's Execute that could not do what it was asked to: `return FailedReply(text)` gives the text
+// to the operator as it is, and tells scripts that the command failed.
+BASIC_UTIL_EXPORT std::string FailedReply(std::string text);
 
 }  // namespace NSTE_util

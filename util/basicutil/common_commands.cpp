@@ -16,7 +16,7 @@ class TEDebugCommand_Help : public NamedCommand {
   std::string Execute(const CommandWords& args) override {
     if (args.size() < 2) return AllNames();
     std::string help;
-    return Manager().HelpOf(args[1], help) ? help : "Invalid command: " + args[1];
+    return Manager().HelpOf(args[1], help) ? help : FailedReply("Invalid command: " + args[1]);
   }
 
  private:

@@ -26,15 +26,18 @@ BASIC_UTIL_EXPORT TEDebugCommand& ListCmdCommand();
 // stay as they are. Texts from outside appear with their control characters escaped.
 //
 //   listoper      operations that run, with task, mission, age and objects (at most 100 of each)
-//   listmission   missions that are spread over processes
+//   status        what the process is and how busy, a "name: value" a line: process, pid, uptime (seconds),
+//                 stopping, queued, running (requests), missions, operations, locks (objects held)
+//   listmission   missions with their tasks; those that are spread over processes with their parts
 //   listerror     open error frames
 //   listtimelog   open time logs, with the NE operations that have not ended
 //   listtranslog  transactions with their counts
 //   listqueue     queues of the task managers; what bus, log and the store of held-back records have lost
-//   dumprequest   "dumprequest task N" or "dumprequest mission N": operations, missions, held-back records,
-//                 error frame and time log of that request. Its thread is known by the held-back records: the
-//                 newest one of the thread was the task's. The tasks of a mission are those that run its
-//                 operations
+//   dumprequest   "dumprequest task N" or "dumprequest mission N": missions with their progress, operations,
+//                 error frame, time log and held-back records of that request. Its thread is the one that
+//                 registered its mission; without one it is known by the held-back records: the newest one of
+//                 the thread was the task's. The tasks of a mission are those that it is registered for or
+//                 that run its operations
 BASIC_UTIL_EXPORT void AddInspectionCommands();
 
 }  // namespace NSTE_util

@@ -1,4 +1,7 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstdarg>
 #include <set>
 
@@ -13,6 +16,7 @@
 #include "util/basicutil/common_format.h"
 #include "util/basicutil/common_logger.h"
 #include "util/basicutil/mutex_query.h"
+#include "util/basicutil/progressmgr.h"
 #include "util/basicutil/stringutil.h"
 #include "util/basicutil/tecommonerror.h"
 #include "util/basicutil/timelog.h"
@@ -60,8 +64,16 @@ std::string Show(const TERunningOperObjects& oper) {
   return text;
 }
 
+std::string Show(const TERunningMission& mission) {
+  std::string text = Line("mission %s: progress %d%s", MissionText(mission.m_key).c_str(),
+                          mission.m_nProgress, mission.m_bCanceled ? ", cancelled" : "");
+  for (const TERunningMission::Task& task : mission.m_tasks)
+    text += Line("  task %u, thread %u", static_cast<unsigned>(task.m_wTaskID), task.m_nThreadID);
+  return text;
+}
+
 std::string Show(const MissionStatus& mission) {
-  std::string text = Line("mission %u: %s, task %s, progress %u, age %lld s", mission.missionId,
+  std::string text = Line("spread mission %u: %s, task %s, progress %u, age %lld s", mission.missionId,
                           MissionText(mission.client).c_str(), Shown(mission.owner).c_str(), mission.percent,
                           static_cast<long long>(mission.age));
   for (const MissionPart& part : mission.parts)
@@ -108,7 +120,7 @@ std::string ListOper(const CommandWords&) {
 }
 
 std::string ListMission(const CommandWords&) {
-  return NoneIfEmpty(ShowAll(ListMissions()), "mission");
+  return NoneIfEmpty(ShowAll(ProgressMgr::Missions()) + ShowAll(ListMissions()), "mission");
 }
 
 std::string ListError(const CommandWords&) {
@@ -157,6 +169,31 @@ std::string ListQueue(const CommandWords&) {
   return text;
 }
 
+const std::chrono::steady_clock::time_point g_loaded = std::chrono::steady_clock::now();
+
+std::string Status(const CommandWords&) {
+  const auto upTime = std::chrono::steady_clock::now() - g_loaded;
+  const std::vector<TERunningOperObjects> opers = RunningOpers();
+  std::size_t objects = 0;
+  for (const TERunningOperObjects& oper : opers) objects += oper.m_objects.size();
+  unsigned queued = 0;
+  unsigned running = 0;
+  for (const VelaTaskMgr* taskMgr : VelaAppMgr::Instance()->TaskMgrs()) {
+    const VelaTaskMgrStats stats = taskMgr->Stats();
+    queued += stats.queued;
+    running += stats.running;
+  }
+  std::string text = "process: " + VelaAddressText(CProcID(VelaGetProcId(), VelaGetProcHandle())) + '\n';
+  text += Line("pid: %d", getpid());
+  text += Line("uptime: %lld",
+               static_cast<long long>(std::chrono::duration_cast<std::chrono::seconds>(upTime).count()));
+  text += Line("stopping: %s", VelaIsExit() ? "yes" : "no");
+  text += Line("queued: %u\nrunning: %u", queued, running);
+  text += Line("missions: %zu", ProgressMgr::Missions().size());
+  text += Line("operations: %zu\nlocks: %zu", opers.size(), objects);
+  return text;
+}
+
 // What belongs to a request: found by its task, or by its mission.
 class RequestDump {
  public:
@@ -175,7 +212,10 @@ class RequestDump {
   }
 
   std::string Text() const {
-    std::string text = ShowAll(m_opers);
+    std::string text;
+    for (const TERunningMission& mission : ProgressMgr::Missions())
+      if (m_missions.contains(mission.m_key.m_nMissionNo)) text += Show(mission);
+    text += ShowAll(m_opers);
     for (const MissionStatus& mission : ListMissions())
       if (m_missions.contains(mission.client.m_nMissionNo)) text += Show(mission);
     for (const TEOpenErrFrame& frame : TEOperErrorLogIF::OpenFrames())
@@ -189,8 +229,17 @@ class RequestDump {
   }
 
  private:
-  // What is held for the mission leads to its tasks, and these to what they hold without it.
+  // The mission, and what is held for it, lead to its tasks, and these to what they hold without it.
   void Collect() {
+    for (const TERunningMission& mission : ProgressMgr::Missions()) {
+      const auto ours = [this](const TERunningMission::Task& task) {
+        return m_tasks.contains(task.m_wTaskID);
+      };
+      const bool hasOurs = std::any_of(mission.m_tasks.begin(), mission.m_tasks.end(), ours);
+      if (hasOurs) m_missions.insert(mission.m_key.m_nMissionNo);
+      if (!m_missions.contains(mission.m_key.m_nMissionNo)) continue;
+      for (const TERunningMission::Task& task : mission.m_tasks) m_tasks.insert(task.m_wTaskID);
+    }
     std::vector<TERunningOperObjects> opers = RunningOpers();
     for (const TERunningOperObjects& oper : opers) {
       if (!Holds(oper)) continue;
@@ -205,6 +254,9 @@ class RequestDump {
       m_threads.insert(record.osThreadId);
       m_records.push_back(std::move(record));
     }
+    for (const TERunningMission& mission : ProgressMgr::Missions())
+      for (const TERunningMission::Task& task : mission.m_tasks)
+        if (m_tasks.contains(task.m_wTaskID)) m_threads.insert(task.m_nThreadID);
   }
 
   bool Holds(const TERunningOperObjects& oper) const {
@@ -223,10 +275,11 @@ std::string DumpRequest(const CommandWords& args) {
   const std::optional<std::uint32_t> number = args.size() == 3 ? CommandNumber(args[2]) : std::nullopt;
   const bool isTask = number && args[1] == "task";
   if (!isTask && !(number && args[1] == "mission"))
-    return "Say: dumprequest task N, or dumprequest mission N\n";
+    return FailedReply("Say: dumprequest task N, or dumprequest mission N\n");
   const RequestDump dump =
       isTask ? RequestDump::OfTask(*number) : RequestDump::OfMission(static_cast<std::int32_t>(*number));
-  return NoneIfEmpty(dump.Text(), "trace of it in this process");
+  const std::string text = dump.Text();
+  return text.empty() ? FailedReply("No trace of it in this process.\n") : text;
 }
 
 class InspectionCommand : public NamedCommand {
@@ -244,11 +297,12 @@ class InspectionCommand : public NamedCommand {
 }  // namespace
 
 void AddInspectionCommands() {
-  constexpr std::size_t kCommands = 7;
+  constexpr std::size_t kCommands = 8;
   // Never destroyed: a manager may know them until the process ends.
   static InspectionCommand* const commands = new InspectionCommand[kCommands]{
       {"listoper", "Usage: listoper\nShows the operations that run.\n", ListOper},
-      {"listmission", "Usage: listmission\nShows the missions that are spread over processes.\n",
+      {"status", "Usage: status\nShows what this process is and how busy it is.\n", Status},
+      {"listmission", "Usage: listmission\nShows the missions, also those that are spread over processes.\n",
        ListMission},
       {"listerror", "Usage: listerror\nShows the open error frames.\n", ListError},
       {"listtimelog", "Usage: listtimelog\nShows the open time logs.\n", ListTimeLog},

@@ -44,8 +44,8 @@ class TEDebugCommand_SetSwitch : public NamedCommand {
                      " 4th switch: Debug trace, 0 for off, 1 for on.\n") {}
 
   std::string Execute(const CommandWords& args) override {
-    if (args.size() != 3 || !IsSwitchList(args[2])) return GetHelp();
-    if (args[2][0] == '0') return "Can't turn off assert level debug info!\n";
+    if (args.size() != 3 || !IsSwitchList(args[2])) return FailedReply(GetHelp());
+    if (args[2][0] == '0') return FailedReply("Can't turn off assert level debug info!\n");
     unsigned switches = 0;
     for (unsigned level = 0; level < kDebugLevels; ++level)
       switches |= (args[2][level] == '1' ? 1U : 0U) << level;
@@ -53,7 +53,8 @@ class TEDebugCommand_SetSwitch : public NamedCommand {
       Manager().SetAllSwitches(switches);
       return "OK\n";
     }
-    return Manager().SetSwitches(args[1], switches) ? "OK\n" : "Module not found! " + args[1];
+    if (!Manager().SetSwitches(args[1], switches)) return FailedReply("Module not found! " + args[1]);
+    return "OK\n";
   }
 
  private:
@@ -73,22 +74,27 @@ class TEDebugCommand_LoadSwitch : public NamedCommand {
                      " [loadswitch 3] : Reload debug switchs from configure file of vela.cfg;\n") {}
 
   std::string Execute(const CommandWords& args) override {
-    if (args.size() > 2) return GetHelp();
+    if (args.size() > 2) return FailedReply(GetHelp());
     if (args.size() < 2) {
       ReloadAsnSwitches();
-      return Manager().Reload() == 0 ? "OK\n" : "Reload all config files failed!\n";
+      return Reloaded("Reload all config files failed!\n");
     }
     switch (CommandNumber(args[1]).value_or(0)) {
       case 1:
         ReloadAsnSwitches();
         return "OK\n";
       case 2:
-        return Manager().Reload() == 0 ? "OK\n" : "Reload config file of ems_debug.cfg failed!\n";
+        return Reloaded("Reload config file of ems_debug.cfg failed!\n");
       case 3:
         return "OK\n";
       default:
-        return "Input parameter error, please input again\n";
+        return FailedReply("Input parameter error, please input again\n");
     }
+  }
+
+ private:
+  static std::string Reloaded(const char* failure) {
+    return Manager().Reload() == 0 ? "OK\n" : FailedReply(failure);
   }
 };
 
@@ -135,7 +141,7 @@ class TEDebugCommand_SetAsnPrintSizeCmd : public NamedCommand {
                      "Max:10000000,Min:1024\n") {}
 
   std::string Execute(const CommandWords& args) override {
-    if (args.size() != 2) return "You must give size param.\n";
+    if (args.size() != 2) return FailedReply("You must give size param.\n");
     nMaxSizeOfAsnTrace = SizeOf(args[1]);
     return "OK";
   }

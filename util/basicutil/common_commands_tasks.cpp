@@ -94,10 +94,10 @@ class EmptyRequest {
 // "Send OK", or why the task manager did not take the request.
 std::string Send(const EmptyRequest& request, std::uint8_t taskMgrId, const char* noMemory) {
   VelaMsgPtr frame = request.Frame();
-  if (!frame) return noMemory;
+  if (!frame) return FailedReply(noMemory);
   VelaAppMgr& app = *VelaAppMgr::Instance();
   if (app.VelaOutSendMsg(frame.release(), taskMgrId) == 1) return "Send OK";
-  return "Send failed: " + Hex(app.LastSendError());
+  return FailedReply("Send failed: " + Hex(app.LastSendError()));
 }
 
 VelaTaskMgr* FindTaskMgr(std::uint32_t id) {
@@ -112,17 +112,17 @@ class TEDebugCommand_Test : public NamedCommand {
                      "Send cmdcode to a taskmgr to run a test, with an empty request\n") {}
 
   std::string Execute(const CommandWords& args) override {
-    if (args.size() != 3) return GetHelp();
+    if (args.size() != 3) return FailedReply(GetHelp());
     const std::optional<std::uint32_t> id = CommandNumber(args[1]);
     const std::optional<std::uint32_t> cmdCode = CommandNumber(args[2]);
-    if (!id || !cmdCode) return GetHelp();
+    if (!id || !cmdCode) return FailedReply(GetHelp());
     const TETaskHandlerStru* const handler = TETaskCreator::Instance()->Find(*cmdCode);
-    if (handler == nullptr) return "Don't support this command!";
+    if (handler == nullptr) return FailedReply("Don't support this command!");
     const VelaTaskMgr* const taskMgr = FindTaskMgr(*id);
-    if (taskMgr == nullptr) return "Task is NULL!";
+    if (taskMgr == nullptr) return FailedReply("Task is NULL!");
     const EmptyRequest request(*handler);
-    if (!request.IsMade()) return "Request message is NULL!";
-    if (!request.IsEncoded()) return "Encode error!";
+    if (!request.IsMade()) return FailedReply("Request message is NULL!");
+    if (!request.IsEncoded()) return FailedReply("Encode error!");
     return Send(request, taskMgr->GetId(), "new Message error!");
   }
 };
@@ -137,9 +137,9 @@ class TEDebugCommand_SystemMonitorCmd : public NamedCommand {
   std::string Execute(const CommandWords& args) override {
     const std::optional<std::uint32_t> cmdCode = args.size() == 2 ? CommandNumber(args[1]) : std::nullopt;
     const TETaskHandlerStru* const handler = cmdCode ? TETaskCreator::Instance()->Find(*cmdCode) : nullptr;
-    if (handler == nullptr) return "Param error!";
+    if (handler == nullptr) return FailedReply("Param error!");
     const EmptyRequest request(*handler);
-    if (!request.IsMade() || !request.IsEncoded()) return "Encode error!";
+    if (!request.IsMade() || !request.IsEncoded()) return FailedReply("Encode error!");
     return SendToAll(request);
   }
 
@@ -164,7 +164,8 @@ class TEDebugCommand_GetRegesterCmd : public NamedCommand {
   std::string Execute(const CommandWords& args) override {
     const std::string name = args.size() > 1 ? args[1] : DefaultName();
     const std::string path = GetVELARootPath() + "var/logs/" + name;
-    return IsFileName(name) && Write(path, Table()) ? "dump ok: " + path : "open file fail:" + path;
+    if (!IsFileName(name) || !Write(path, Table())) return FailedReply("open file fail:" + path);
+    return "dump ok: " + path;
   }
 
  private:

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <utility>
 
 #include "platform/config/vela_config.h"
 #include "platform/os/singleton.h"
@@ -17,6 +18,8 @@ namespace NSTE_util {
 namespace {
 
 constinit vela::SingletonSlot<TEDebugMgrImpl> g_slot;
+constexpr const char* kNotRun = "Excute Error!\n";
+thread_local bool t_commandFailed = false;
 
 // All loggers ever made, by name. Callers keep references to them, so they are never destroyed.
 class LoggerStore {
@@ -283,19 +286,31 @@ void TEDebugMgrImpl::EndCommand(TEDebugCommand* command) {
 }
 
 std::string TEDebugMgrImpl::Excute(std::string commandLine) {
+  return Run(commandLine).text;
+}
+
+VelaDebugReply TEDebugMgrImpl::Run(const std::string& commandLine) {
   m_debugLogger->PrintF(2, "Excute debug command: %s", commandLine.c_str());
   const std::vector<std::string> words = SplitAt(commandLine, " \t\r\n");
-  if (words.empty()) return "Excute Error!\n";
+  if (words.empty()) return {kNotRun, true};
   TEDebugCommand* const command = BeginCommand(words[0]);
-  if (command == nullptr) return "Invalid Command: " + words[0];
-  std::string reply = "Excute Error!\n";
+  if (command == nullptr) return {"Invalid Command: " + words[0], true};
+  VelaDebugReply reply{kNotRun, true};
+  const bool outer = std::exchange(t_commandFailed, false);  // of a command that runs this one
   try {
-    reply = command->Execute(words);
+    reply.text = command->Execute(words);
+    reply.failed = t_commandFailed;
   } catch (const std::exception& error) {
     m_debugLogger->PrintF(1, "Debug command %s failed: %s", words[0].c_str(), error.what());
   }
+  t_commandFailed = outer;
   EndCommand(command);
   return reply;
+}
+
+std::string FailedReply(std::string text) {
+  t_commandFailed = true;
+  return text;
 }
 
 void TEDebugMgrImpl::Flush() {
@@ -355,8 +370,12 @@ void FlushHeldBack() {
 }
 
 std::string TEDebugEngine::Execute(const std::string& commandLine) {
+  return Run(commandLine).text;
+}
+
+VelaDebugReply TEDebugEngine::Run(const std::string& commandLine) {
   TEDebugMgrImpl* const manager = TEDebugMgrImpl::Instance();
-  return manager == nullptr ? std::string("Excute Error!\n") : manager->Excute(commandLine);
+  return manager == nullptr ? VelaDebugReply{kNotRun, true} : manager->Run(commandLine);
 }
 
 // Without the manager: its lock may be held by the thread that crashed.

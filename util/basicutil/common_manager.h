@@ -44,6 +44,8 @@ class BASIC_UTIL_EXPORT TEDebugMgrImpl {
   // Runs one command line, words separated by blanks and tabs, and returns the reply. A command that throws
   // is answered with "Excute Error!\n".
   std::string Excute(std::string commandLine);
+  // The same, with the outcome: failed are unknown commands, what throws, and what returned a FailedReply.
+  VelaDebugReply Run(const std::string& commandLine);
 
   int AddDebugCommand(TEDebugCommand* command);
   // Wait until the command, if it runs in another thread, has ended.
@@ -114,6 +116,7 @@ void FlushHeldBack();
 class TEDebugEngine : public VelaDebugEngine {
  public:
   std::string Execute(const std::string& commandLine) override;
+  VelaDebugReply Run(const std::string& commandLine) override;
 };
 
 // Brings the held-back records into the log of a crashing process.

@@ -1,5 +1,6 @@
 #include "asn1/progress.h"
 #include "platform/os/singleton.h"
+#include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/asynprogressmgr.h"
@@ -47,6 +48,25 @@ void ProgressMgr::Destroy() {
   g_slot.Destroy();
 }
 
+std::vector<TERunningMission> ProgressMgr::Missions() {
+  auto* mgr = static_cast<ProgressMgrImpl*>(g_slot.Peek());
+  return mgr != nullptr ? mgr->Snapshot() : std::vector<TERunningMission>();
+}
+
+std::vector<TERunningMission> ProgressMgrImpl::Snapshot() {
+  const vela::MutexLock lock(m_mutex);
+  MissionMap<TERunningMission> missions;
+  for (const auto& [key, ctrl] : m_order)
+    missions[key] = {key, ctrl->GetCurProgress(), FindMission(m_cancelled, key) != m_cancelled.end(), {}};
+  for (const auto& [task, entry] : m_keyOfTask) {
+    const auto mission = FindMission(missions, entry.key);
+    if (mission != missions.end()) mission->second.m_tasks.push_back(entry.task);
+  }
+  std::vector<TERunningMission> all;
+  for (auto& [key, mission] : missions) all.push_back(std::move(mission));
+  return all;
+}
+
 MissionProgressCtrl* ProgressMgrImpl::FindCtrl(const ClientMissionID& key) {
   const auto exact = m_missions.find(key);
   if (exact != m_missions.end()) return &exact->second;
@@ -56,7 +76,9 @@ MissionProgressCtrl* ProgressMgrImpl::FindCtrl(const ClientMissionID& key) {
 
 void ProgressMgrImpl::RegisterMission(const ClientMissionID& key, VelaGnlTask* task) {
   const vela::MutexLock lock(m_mutex);
-  if (task == nullptr || !m_keyOfTask.emplace(task, key).second) return;
+  if (task == nullptr ||
+      !m_keyOfTask.emplace(task, TaskEntry{key, {task->GetTaskId(), GetCurrentThreadId()}}).second)
+    return;
   m_tasksOfKey.emplace(key, task);
   if (MissionProgressCtrl* known = FindCtrl(key)) {
     *known = MissionProgressCtrl(0);
@@ -69,7 +91,7 @@ void ProgressMgrImpl::RegisterMission(const ClientMissionID& key, VelaGnlTask* t
 std::optional<ClientMissionID> ProgressMgrImpl::TakeTask(VelaGnlTask* task) {
   const auto entry = m_keyOfTask.find(task);
   if (entry == m_keyOfTask.end()) return std::nullopt;
-  const ClientMissionID key = entry->second;
+  const ClientMissionID key = entry->second.key;
   m_keyOfTask.erase(entry);
   auto [it, end] = m_tasksOfKey.equal_range(key);
   while (it != end && it->second != task) ++it;
@@ -118,7 +140,7 @@ bool ProgressMgrImpl::IsTaskCanceled(VelaGnlTask* task) {
   if (VelaIsExit()) return true;
   const vela::MutexLock lock(m_mutex);
   const auto entry = m_keyOfTask.find(task);
-  return entry != m_keyOfTask.end() && FindMission(m_cancelled, entry->second) != m_cancelled.end();
+  return entry != m_keyOfTask.end() && FindMission(m_cancelled, entry->second.key) != m_cancelled.end();
 }
 
 void ProgressMgrImpl::CancelMission(const ClientMissionID& key) {
@@ -158,7 +180,7 @@ bool ProgressMgrImpl::SendTaskProgress(VelaGnlTask* task, VelaGnlTask* owner, in
                                        const TaskProgressInfo& info) {
   const vela::MutexLock lock(m_mutex);
   const auto entry = m_keyOfTask.find(owner);
-  return entry != m_keyOfTask.end() && Report(task, entry->second, progress, info);
+  return entry != m_keyOfTask.end() && Report(task, entry->second.key, progress, info);
 }
 
 bool ProgressMgrImpl::SendParalProgress(VelaGnlTask* task, const ClientMissionID& key,

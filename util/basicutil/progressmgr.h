@@ -67,6 +67,19 @@ class BASIC_UTIL_EXPORT MissionProgressCtrl {
   std::vector<Span> m_outer;
 };
 
+// A mission as an operator sees it.
+struct TERunningMission {
+  struct Task {
+    std::uint16_t m_wTaskID = 0;
+    std::uint32_t m_nThreadID = 0;  // of the operating system: which registered it
+  };
+
+  ClientMissionID m_key;
+  int m_nProgress = 0;  // percent, of what runs in this process
+  bool m_bCanceled = false;
+  std::vector<Task> m_tasks;  // none: it runs on in other processes
+};
+
 // The missions of this process: their progress, whether they are cancelled, and the reports to their clients.
 // Thread-safe: one mutex is held for the whole of each operation, sends included (which never block).
 //
@@ -84,6 +97,8 @@ class BASIC_UTIL_EXPORT ProgressMgr {
   // Null only at process end.
   static ProgressMgr* Instance();
   static void Destroy();
+  // All missions, in key order. Makes no manager where there is none.
+  static std::vector<TERunningMission> Missions();
 
   virtual ~ProgressMgr();
 

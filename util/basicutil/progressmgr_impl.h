@@ -42,8 +42,14 @@ class ProgressMgrImpl : public ProgressMgr {
   void ForgetTask(VelaGnlTask* task);
   // As UnRegisterTask, but leaves a mission alone that a newer request of its client goes on with.
   void EndRequest(VelaGnlTask* task);
+  std::vector<TERunningMission> Snapshot();
 
  private:
+  struct TaskEntry {
+    ClientMissionID key;
+    TERunningMission::Task task;
+  };
+
   // The task's entry, removed.
   std::optional<ClientMissionID> TakeTask(VelaGnlTask* task) VELA_REQUIRES(m_mutex);
   void EndMission(const ClientMissionID& key) VELA_REQUIRES(m_mutex);
@@ -63,7 +69,7 @@ class ProgressMgrImpl : public ProgressMgr {
   MissionSet m_cancelled VELA_GUARDED_BY(m_mutex);
   std::set<std::int32_t> m_missionNumbers VELA_GUARDED_BY(m_mutex);
   // The entries (mission key, task), by task and by key.
-  std::unordered_map<VelaGnlTask*, ClientMissionID> m_keyOfTask VELA_GUARDED_BY(m_mutex);
+  std::unordered_map<VelaGnlTask*, TaskEntry> m_keyOfTask VELA_GUARDED_BY(m_mutex);
   MissionMultimap<VelaGnlTask*> m_tasksOfKey VELA_GUARDED_BY(m_mutex);
 };
 
