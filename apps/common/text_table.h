@@ -175,6 +175,23 @@ inline constexpr BuiltInText kTexts[] = {
     {"ERR42011002", "server process {1} runs this mission already"},
     {"ERR42011003", "parts of the mission have failed; {1} of {2} records were checked, repeat the request for the rest"},
     {"ERR42011005", "there is nothing to check"},
+    // The operator's console.
+    {"DEBUG_NO_PROCESS", "no process is named"},
+    {"DEBUG_BAD_PROCESS", "'{1}' is neither N nor N/HANDLE, N from 1 to 65535, HANDLE from 1 to 10000"},
+    {"DEBUG_NOT_RUNNING", "no process {1} with a console is running below {2}; velactl ps lists those that are"},
+    {"DEBUG_NOT_ALLOWED", "the processes are another user's; only that user and root may connect"},
+    {"DEBUG_NO_CONNECTION", "the console of process {1} cannot be reached: {2}"},
+    {"DEBUG_REFUSED", "process {1} refused: {2}"},
+    {"DEBUG_NO_REPLY", "process {1} gave no reply within {2} seconds; the command may still run"},
+    {"DEBUG_BROKEN", "the connection to process {1} ended before its reply; the command may have run"},
+    {"DEBUG_NOT_ONE_LINE", "a command is one line without control characters"},
+    {"DEBUG_WELCOME", "Console of process {1}: help lists the commands, Tab completes, Ctrl-D or exit leaves."},
+    {"PS_NONE", "no server processes are running below {1}"},
+    {"PS_HEAD_NUMBER", "NUMBER"},
+    {"PS_HEAD_HANDLE", "HANDLE"},
+    {"PS_HEAD_UPTIME", "UPTIME"},
+    {"PS_HEAD_MISSIONS", "MISSIONS"},
+    {"PS_HEAD_LOCKS", "LOCKS"},
     // Help, a line for each numbered key of a resource file.
     {"VELAD_HELP",
      "velad - a server process of the network-management platform\n"
@@ -201,6 +218,8 @@ inline constexpr BuiltInText kTexts[] = {
      "  missions       list missions that are spread over processes; see velactl missions --help\n"
      "  configure NES  configure NEs; see velactl configure --help\n"
      "  inspect NES    look at NEs; see velactl inspect --help\n"
+     "  debug PROCESS  the operator's console of a process; see velactl debug --help\n"
+     "  ps             list the running server processes; see velactl ps --help\n"
      "  --help         this text\n"
      "  --version      the version\n"
      "\n"
@@ -261,6 +280,30 @@ inline constexpr BuiltInText kTexts[] = {
      "\n"
      "Each line: the mission, the task that owns it, its client, how much is done, its age, and its parts: the\n"
      "process, how far it is, and the code of what went wrong there.\n"},
+    {"DEBUG_HELP",
+     "velactl debug - give a server process an operator's command, or open its console\n"
+     "\n"
+     "usage: velactl debug [--timeout S] [--json] PROCESS [COMMAND...]\n"
+     "\n"
+     "  PROCESS     N or N/HANDLE: number of the server process, and which instance of it; by default the first one\n"
+     "  COMMAND     what to run there; \"help\" lists what there is, \"help COMMAND\" explains it. Without one, commands are\n"
+     "              read from standard input, at a terminal with editing, history and completion of commands and\n"
+     "              modules; exit, quit or Ctrl-D leaves\n"
+     "  --timeout   seconds that a reply may take, by default 60\n"
+     "  --json      print each reply as one line of JSON: process, command, status and reply\n"
+     "\n"
+     "Options stand before PROCESS or the command. Exit code 0 when all commands succeeded, 1 when not; what was typed at\n"
+     "a terminal does not count.\n"},
+    {"PS_HELP",
+     "velactl ps - list the running server processes\n"
+     "\n"
+     "usage: velactl ps [--timeout S] [--json]\n"
+     "\n"
+     "  --timeout   seconds that their answers may take, by default 5\n"
+     "  --json      print the list as JSON; uptime in seconds\n"
+     "\n"
+     "Each line: number and handle, process id, how long it has been running, its missions, and the objects that are\n"
+     "locked by its operations. A process that does not answer has \"-\" there.\n"},
 };
 // clang-format on
 

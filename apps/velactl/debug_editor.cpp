@@ -2,10 +2,10 @@
 
 #include <histedit.h>
 
+#include <strings.h>
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
-#include <strings.h>
 
 #include "platform/os/vela_os.h"
 
@@ -21,8 +21,7 @@ bool BeginsLike(const std::string& word, std::string_view begun) {
 // What both begin with, as `left` writes it.
 std::string CommonBeginning(const std::string& left, const std::string& right) {
   std::size_t length = 0;
-  while (length < std::min(left.size(), right.size()) &&
-         strncasecmp(&left[length], &right[length], 1) == 0)
+  while (length < std::min(left.size(), right.size()) && strncasecmp(&left[length], &right[length], 1) == 0)
     ++length;
   return left.substr(0, length);
 }

@@ -6,8 +6,10 @@
 
 #include "apps/common/texts.h"
 #include "apps/velactl/audit_command.h"
+#include "apps/velactl/debug_command.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/ne_oper_command.h"
+#include "apps/velactl/ps_command.h"
 #include "apps/velactl/spread_command.h"
 
 namespace {
@@ -20,7 +22,9 @@ constexpr Command kCommands[] = {{"audit", velactl::AuditCommand},
                                  {"configure", velactl::ConfigureCommand},
                                  {"inspect", velactl::InspectCommand},
                                  {"spread", velactl::SpreadCommand},
-                                 {"missions", velactl::MissionsCommand}};
+                                 {"missions", velactl::MissionsCommand},
+                                 {"debug", velactl::DebugCommand},
+                                 {"ps", velactl::PsCommand}};
 
 }  // namespace
 

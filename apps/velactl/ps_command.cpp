@@ -89,8 +89,8 @@ std::string UpTimeText(std::optional<int> seconds) {
 }
 
 std::string TableText(const std::vector<RunningProcess>& rows) {
-  Table table({apps::Text("PS_HEAD_NUMBER"), apps::Text("PS_HEAD_HANDLE"), "PID", apps::Text("PS_HEAD_UPTIME"),
-               apps::Text("PS_HEAD_MISSIONS"), apps::Text("PS_HEAD_LOCKS")});
+  Table table({apps::Text("PS_HEAD_NUMBER"), apps::Text("PS_HEAD_HANDLE"), "PID",
+               apps::Text("PS_HEAD_UPTIME"), apps::Text("PS_HEAD_MISSIONS"), apps::Text("PS_HEAD_LOCKS")});
   for (const RunningProcess& row : rows)
     table.Add({std::to_string(row.process.Number()), std::to_string(row.process.Handle()),
                row.pid == 0 ? "-" : std::to_string(row.pid), UpTimeText(row.upTime), NumberText(row.missions),

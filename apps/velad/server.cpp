@@ -12,6 +12,7 @@
 #include "apps/velad/handler_set.h"
 #include "apps/velad/handler_sets.h"
 #include "platform/bus/bus.h"
+#include "platform/debug/vela_debug_mgr.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
@@ -23,6 +24,8 @@
 
 namespace velad {
 namespace {
+
+constexpr int kConsoleSeconds = 5;  // for operators' commands that run at the end
 
 std::string AddressText(CProcID address) {
   return std::to_string(address.Number()) + "/" + std::to_string(address.Handle());
@@ -85,6 +88,23 @@ bool LoadHandlers(const ServerConfig& config, std::vector<HandlerSet>& sets, std
                          error);
 }
 
+// Without a console the process serves all the same.
+void OpenConsole(CProcID address) {
+  std::string error;
+  if (!VelaDebugMgr::Instance()->OpenConsole(address, vela::ReadConsoleOptions(), error))
+    LogProcess::Error("velad: operators cannot connect: " + error);
+}
+
+// Until a signal, or the operator's command "shutdown", ends the process.
+void AwaitEnd() {
+  const sigset_t signals = EndSignals();
+  const timespec tick{0, 200'000'000};
+  int signal = 0;
+  while (signal <= 0 && !VelaIsExit()) signal = sigtimedwait(&signals, nullptr, &tick);
+  LogProcess::Info("velad: told to end by " +
+                   (signal > 0 ? "signal " + std::to_string(signal) : std::string("an operator")));
+}
+
 // True when all handlers ended in time.
 bool StopServing(int seconds) {
   VelaSetExitFlag();
@@ -122,16 +142,15 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
     return Fail(error);
   }
 
+  OpenConsole(config.address);
   LogProcess::Info("velad: serves as " + AddressText(config.address) + ", configuration " + config.file);
   std::puts("ready");
   std::fflush(stdout);
 
-  const sigset_t signals = EndSignals();
-  int signal = 0;
-  while (sigwait(&signals, &signal) != 0) continue;
-  LogProcess::Info("velad: told to end by signal " + std::to_string(signal));
+  AwaitEnd();
 
-  const bool ended = StopServing(config.stopSeconds);
+  const bool served = StopServing(config.stopSeconds);
+  const bool ended = VelaDebugMgr::Instance()->CloseConsole(kConsoleSeconds) && served;
   if (ended) VelaAppMgr::Destroy();
   NSTE_util::FiniDebugLog();
   LogProcess::Shutdown();

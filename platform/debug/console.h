@@ -22,7 +22,7 @@
 namespace vela {
 
 struct ConsoleOptions {
-  std::string folder;       // empty: var/run/console below the root; made owner-only
+  std::string folder = {};  // empty: var/run/console below the root; made owner-only
   unsigned operators = 16;  // at a time; beyond that, who has been silent longest is hung up on
   int idleSeconds = 600;    // until the next line must be complete
   int writeSeconds = 10;    // until a reply must have been read

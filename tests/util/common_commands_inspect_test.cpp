@@ -65,9 +65,11 @@ TEST_F(Inspection, ShowsWhatTheProcessIsDoing) {
   const std::string holder = ": age N ms, task " + task + " " + name + ", user 4, 1 objects\n";
   const std::string opers = "operation 4" + holder + "  object 9-1 2 4\noperation 5" + holder +
                             "  mission 12 of client 7 at 300/2, progress 0\n  object 9-1 2 3\n";
-  const std::string mission = "mission " + std::to_string(missionId) + ": 12 of client 7 at 300/2, task " +
-                              name + ", progress 0, age N s\n  process 51/1: weight 1, progress 0, " +
-                              "1 sub-missions, error 0x0\n";
+  const std::string progress =
+      "mission 12 of client 7 at 300/2: progress 0\n  task " + task + ", thread " + thread + "\n";
+  const std::string mission =
+      "spread mission " + std::to_string(missionId) + ": 12 of client 7 at 300/2, task " + name +
+      ", progress 0, age N s\n  process 51/1: weight 1, progress 0, " + "1 sub-missions, error 0x0\n";
   const std::string errors =
       "error frame of thread " + thread + ": code 0x0, 1 errors, 0 in 0 open transactions\n";
   const std::string timeLog =
@@ -75,13 +77,13 @@ TEST_F(Inspection, ShowsWhatTheProcessIsDoing) {
       ": job\\x1B[2J, age N ms, depth 1\n  pending NE operation 0x10: type 1, begun 1 "
       "times, age N ms, set\n";
   EXPECT_EQ(Excute("listoper"), opers);
-  EXPECT_EQ(Excute("listmission"), mission);
+  EXPECT_EQ(Excute("listmission"), progress + mission);
   EXPECT_EQ(Excute("listerror"), errors);
   EXPECT_EQ(Excute("ListTimeLog"), timeLog);
   EXPECT_EQ(Excute("listtranslog"),
             "transaction " + std::to_string(transaction.GetHandle()) + ": counts 1 and 0, 0 buffers\n");
 
-  const std::string request = opers + mission;
+  const std::string request = progress + opers + mission;
   for (const std::string& line : {"dumprequest task " + task, std::string("dumprequest mission 0xC")}) {
     const std::string dump = Excute(line);
     EXPECT_TRUE(dump.starts_with(request + errors + timeLog + "held-back records: ")) << dump;
@@ -91,9 +93,9 @@ TEST_F(Inspection, ShowsWhatTheProcessIsDoing) {
   const VelaCurrentTaskScope scope(&other);
   TETrace("another's step");
   const std::string dump = Excute("dumprequest task " + task);
-  EXPECT_TRUE(dump.starts_with(request + "held-back records: "))
-      << "the thread serves another task: " << dump;
+  EXPECT_TRUE(dump.starts_with(request + errors + timeLog + "held-back records: ")) << dump;
   EXPECT_EQ(dump.find("another's step"), std::string::npos);
+  EXPECT_TRUE(Excute("status").ends_with("\nmissions: 1\noperations: 2\nlocks: 2\n")) << Excute("status");
   for (const char* line : {"dumprequest", "dumprequest task", "dumprequest task x", "dumprequest thread 1"})
     EXPECT_TRUE(Excute(line).starts_with("Say: dumprequest task N")) << line;
 }

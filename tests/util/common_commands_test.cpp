@@ -18,8 +18,16 @@ using namespace NSTE_util;
 
 namespace {
 
+// What the reply says and what scripts are told must agree.
 std::string Excute(const std::string& line) {
-  return TEDebugMgrImpl::Instance()->Excute(line);
+  const VelaDebugReply reply = TEDebugMgrImpl::Instance()->Run(line);
+  bool fails = reply.text.starts_with("Syntex") && !line.starts_with("help");
+  for (const char* failure :
+       {"Can't", "Module not", "Reload ", "Input ", "You must", "Send failed", "new M", "New V", "Task is",
+        "Don't", "Param", "Encode", "Request message", "open file", "Invalid", "Excute Error"})
+    fails = fails || reply.text.starts_with(failure);
+  EXPECT_EQ(reply.failed, fails) << line;
+  return reply.text;
 }
 
 AsnType* NewInteger() {
