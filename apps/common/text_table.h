@@ -116,6 +116,8 @@ inline constexpr BuiltInText kTexts[] = {
     {"OPER_INSPECTING", "Inspecting {1}"},
     {"OPER_CONFIGURE", "a configuration"},
     {"OPER_INSPECT", "an inspection"},
+    {"OPER_UPLOAD", "an upload"},
+    {"OPER_RESET", "a reset"},
     {"LOCK_BLOCKER", "{1} of user {2} at process {3} has been at work there since {4}"},
     {"LOCK_PROGRESS", "{1}, {2}% done"},
     {"LOCK_BLOCKER_GONE", "the operation that was in the way has ended meanwhile"},
@@ -192,6 +194,29 @@ inline constexpr BuiltInText kTexts[] = {
     {"PS_HEAD_UPTIME", "UPTIME"},
     {"PS_HEAD_MISSIONS", "MISSIONS"},
     {"PS_HEAD_LOCKS", "LOCKS"},
+    // Missions on NEs.
+    {"MISSION_FETCHING", "{1} of {2} files fetched"},
+    {"MISSION_RESULTS_OMITTED", "{1}; {2} results did not fit into the answer, repeat the request for fewer NEs"},
+    // Why such a mission was refused or is incomplete, and errors of its parts and NEs, by code. {1} of {2} NEs were
+    // worked on.
+    {"ERR42012001", "the mission was cancelled after {1} of {2} NEs"},
+    {"ERR42012002", "the time-out ended the mission after {1} of {2} NEs; repeat the request for the others, with more time"},
+    {"ERR42012003", "the server was told to end after {1} of {2} NEs; repeat the request when it runs again"},
+    {"ERR42012004", "the client has died after {1} of {2} NEs"},
+    {"ERR42012005", "1 to {1} NEs can be worked on at a time, and 0-0 is none"},
+    {"ERR42012006", "all NEs were worked on, some have errors; mend what they say, then repeat the request for them"},
+    {"ERR42012007", "{1} of {2} NEs were worked on; see why the others were not, then repeat the request for them"},
+    {"ERR42012008", "the topology service does not answer, code {1}; start it (velad -f topology.cfg), then repeat the request"},
+    {"ERR42012011", "an upload of one of the NEs runs; wait for its end or leave the NE out"},
+    {"ERR42012012", "a reset of one of the NEs runs; wait for its end or leave the NE out"},
+    {"ERR42012021", "no NE manager {1} runs; start one, then repeat the request for its NEs"},
+    {"ERR42012022", "NE manager {1} has ended or was started anew; when one runs, repeat the request for its NEs"},
+    {"ERR42012023", "NE manager {1} gave no sign of life for {2} seconds; look into its log, then repeat the request for its NEs"},
+    {"ERR42012024", "NE manager {1} did not do its part: {2}"},
+    {"ERR42012031", "the topology service does not know the NE; add it to conf/network.cfg, or correct its number"},
+    {"ERR42012032", "the configuration could not be written or compressed; look for space and rights on the disk of the NE manager"},
+    {"ERR42012033", "file {1} could not be fetched from NE manager {2}, code {3}; look into both logs"},
+    {"ERR42012034", "another server works on the NE; repeat the request later"},
     // Help, a line for each numbered key of a resource file.
     {"VELAD_HELP",
      "velad - a server process of the network-management platform\n"

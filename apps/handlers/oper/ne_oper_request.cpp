@@ -7,8 +7,9 @@
 
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/common/texts.h"
+#include "apps/handlers/error_list_fit.h"
+#include "apps/handlers/lock_refusal.h"
 #include "apps/handlers/oper/ne_faults.h"
-#include "apps/handlers/oper/ne_oper_locks.h"
 #include "asn1/error.h"
 #include "asn1/ne_oper.h"
 #include "platform/asncmd/asn_checker.h"
@@ -62,34 +63,13 @@ void Operate(NSTE_util::TETaskContext& context, TEOperErrorLogIF& errors, const 
     return FailAll(errors, NE_OPER_ERR_FAULTS, reason);
 
   const NSTE_util::TEMutexOperNEGuard locks(nes, true);
-  if (locks.GetResult() != 0) return AddRefusal(errors, locks);
+  if (locks.GetResult() != 0) {
+    AddRefusal(errors, locks);
+    return;
+  }
   NEOperRun run(context, errors, oper, nes, faults,
                 std::clamp<std::int64_t>(Value(request.seconds), 0, NE_OPER_MOST_SECONDS));
   run.Run();
-}
-
-// Keeps the answer within the limits that the client checks it against; what is left out is counted.
-void FitAnswer(AsnErrRsp& response) {
-  constexpr std::size_t elementsEach = 12;
-  constexpr std::size_t bytesEach = 96;
-  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
-  std::size_t fitting = 0;
-  std::size_t elements = 2 * elementsEach;
-  std::size_t bytes = 1024;
-  for (const AsnErrInfo& error : response.errors) {
-    elements += elementsEach;
-    bytes += bytesEach + (error.errorText != nullptr ? error.errorText->Len() : 0) +
-             (error.position != nullptr ? error.position->Len() : 0);
-    if (elements > limits.maxElements || bytes > limits.maxBytes) break;
-    ++fitting;
-  }
-  const std::size_t omitted = response.errors.size() - fitting;
-  if (omitted == 0) return;
-  while (response.errors.size() > fitting) response.errors.pop_back();
-  AsnErrInfo& note = *response.errors.append();
-  note.errorCode = static_cast<AsnIntType>(NE_OPER_ERR_OMITTED);
-  const std::string text = apps::ErrorText(NE_OPER_ERR_OMITTED, {std::to_string(omitted)});
-  note.errorText = new AsnOcts(text.data(), text.size());
 }
 
 void LogEnd(const std::string& what, const AsnErrRsp& response) {
@@ -119,7 +99,7 @@ unsigned long ServeNEOper(VelaGnlTask* task, const AsnNEOperReq& request, NEOper
 
   AsnErrRsp response;
   if (!errors->GetErrList(&response)) return VELA_ERR_GENERAL;
-  FitAnswer(response);
+  FitErrors(response.errors, vela::ConfiguredAsnLimits().maxBytes);
   LogEnd(context.GetMissionDesc(), response);
   return NSTE_util::CfgSendRsp(task, response);
 }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "apps/common/texts.h"
+#include "apps/handlers/mission_messages.h"
 #include "apps/handlers/spread/spread_book.h"
 #include "apps/handlers/spread/spread_result.h"
 #include "apps/velad/handler_set.h"
@@ -21,11 +22,6 @@ namespace velad {
 namespace {
 
 constexpr std::uint32_t kProgressReport = 0x208002;
-
-CProcID Source(const VelaGnlTask* task) {
-  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
-  return {header.srcProcId, header.srcHandle};
-}
 
 SpreadOrder Order(const VelaGnlTask* task, const AsnSpreadReq& request) {
   SpreadOrder order;
@@ -63,15 +59,15 @@ unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
   const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(report.missionID));
   const auto mission = SpreadBook::Instance().Find(id);
   // Who was given up goes on in vain.
-  if (mission == nullptr || !mission->OnProgress(Source(task), id, static_cast<int>(report.progress)))
-    AbortPiece(Source(task), id);
+  if (mission == nullptr || !mission->OnProgress(RequestSource(task), id, static_cast<int>(report.progress)))
+    AbortSubMission(RequestSource(task), id);
   return 0;
 }
 
 unsigned long HandlePieceEnd(VelaGnlTask* task, const AsnType* msg) {
   const auto& end = static_cast<const AsnSpreadPieceEnd&>(*msg);
   const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(end.subMissionID));
-  if (const auto mission = SpreadBook::Instance().Find(id)) mission->OnEnd(Source(task), end);
+  if (const auto mission = SpreadBook::Instance().Find(id)) mission->OnEnd(RequestSource(task), end);
   return 0;
 }
 

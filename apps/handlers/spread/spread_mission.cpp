@@ -1,14 +1,12 @@
 #include "apps/handlers/spread/spread_mission.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <optional>
 #include <utility>
 
 #include "apps/common/texts.h"
+#include "apps/handlers/mission_messages.h"
 #include "apps/handlers/spread/spread_result.h"
-#include "asn1/progress.h"
-#include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/task/vela_app_mgr.h"
@@ -20,36 +18,10 @@
 namespace velad {
 namespace {
 
-constexpr std::uint32_t kAbortCommand = 0x208001;
-constexpr int kAbortAll = 255;
 constexpr int kWorkDone = 99;   // percent of a piece until its findings are there
 constexpr int kMostTries = 60;  // to hand over the result, one a tick
 
-bool IsAlive(CProcID process) {
-  const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
-  return bus != nullptr && bus->IsAlive(process);
-}
-
-std::string Hex(std::uint32_t code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return text;
-}
-
-std::string WhyNotSent(std::uint32_t code, CProcID process) {
-  if (code == VELA_ERR_NO_RECEIVER) return apps::Text("SPREAD_PART_ENDED", {VelaAddressText(process)});
-  return apps::Text("SPREAD_PART_REFUSED", {VelaAddressText(process), Hex(code)});
-}
-
 }  // namespace
-
-void AbortPiece(CProcID process, std::uint32_t id) {
-  AsnAbortMissionReq request;
-  request.scope = kAbortAll;
-  request.missionID = static_cast<AsnIntType>(id);
-  VelaGnlTask sender("SpreadMission");
-  sender.AsnSendNBC(process, 0, kAbortCommand, request, VELA_MSG_FORMAT);
-}
 
 SpreadMission::SpreadMission(SpreadOrder order, SpreadConfig config)
     : m_order(std::move(order)),
@@ -84,7 +56,7 @@ std::uint32_t SpreadMission::Register(unsigned long& missionId) {
 
 void SpreadMission::Begin() {
   const vela::MutexLock lock(m_mutex);
-  LogProcess::Info("spread mission " + Hex(m_id) + ": " + std::to_string(m_order.records.size()) +
+  LogProcess::Info("spread mission " + HexCode(m_id) + ": " + std::to_string(m_order.records.size()) +
                    " NEs in " + std::to_string(m_pieces.size()) + " pieces for " +
                    std::to_string(m_parts.size()) + " processes");
   for (const auto& [process, part] : m_parts) Tell(process);
@@ -116,7 +88,7 @@ void SpreadMission::HandOut(std::uint32_t id, Piece& piece) {
   piece.lastSign = std::chrono::steady_clock::now();
   const std::uint32_t code = m_stopCode != 0 ? m_stopCode : Send(id, piece);
   if (code == 0)
-    LogProcess::Info("spread mission " + Hex(m_id) + ": piece " + Hex(id) + " is handed to " +
+    LogProcess::Info("spread mission " + HexCode(m_id) + ": piece " + HexCode(id) + " is handed to " +
                      VelaAddressText(piece.process));
   else if (m_stopCode != 0)
     Close(id, piece, false);
@@ -172,8 +144,8 @@ void SpreadMission::Fail(std::uint32_t id, Piece& piece, std::uint32_t code, con
     part.errorCode = code;
     part.text = apps::Text("SPREAD_PART_FAILED", {text});
   }
-  LogProcess::Error("spread mission " + Hex(m_id) + ": piece " + Hex(id) + " of " +
-                    VelaAddressText(piece.process) + " has failed, code " + Hex(code));
+  LogProcess::Error("spread mission " + HexCode(m_id) + ": piece " + HexCode(id) + " of " +
+                    VelaAddressText(piece.process) + " has failed, code " + HexCode(code));
   if (m_order.onFailure == OnPartFailure::move && m_stopCode == 0 && Move(id, piece)) return;
   Close(id, piece, m_stopCode == 0 && m_order.onFailure != OnPartFailure::stop);
   if (m_order.onFailure == OnPartFailure::stop) Stop(SPREAD_ERR_PARTS);
@@ -182,14 +154,14 @@ void SpreadMission::Fail(std::uint32_t id, Piece& piece, std::uint32_t code, con
 bool SpreadMission::Move(std::uint32_t id, Piece& piece) {
   std::optional<CProcID> target;
   for (const auto& [process, part] : m_parts)
-    if (part.errorCode == 0 && IsAlive(process) && (!target || Awaited(process) < Awaited(*target)))
+    if (part.errorCode == 0 && IsProcessAlive(process) && (!target || Awaited(process) < Awaited(*target)))
       target = process;
   if (!target) return false;
   const CProcID from = std::exchange(piece.process, *target);
   piece.percent = 0;
   m_parts[from].moved += piece.end - piece.begin;
   NSTE_util::AsynProgressMgr::Instance()->MoveSubMission(id, *target);
-  LogProcess::Info("spread mission " + Hex(m_id) + ": piece " + Hex(id) + " moves from " +
+  LogProcess::Info("spread mission " + HexCode(m_id) + ": piece " + HexCode(id) + " moves from " +
                    VelaAddressText(from) + " to " + VelaAddressText(*target));
   m_parts[*target].done = false;
   Tell(from);
@@ -219,14 +191,14 @@ void SpreadMission::Close(std::uint32_t id, Piece& piece, bool complete) {
 void SpreadMission::Stop(std::uint32_t code) {
   if (m_stopCode != 0) return;
   m_stopCode = code;
-  LogProcess::Info("spread mission " + Hex(m_id) + ": is stopped, code " + Hex(code));
+  LogProcess::Info("spread mission " + HexCode(m_id) + ": is stopped, code " + HexCode(code));
   NSTE_util::AsynProgressMgr::Instance()->MissionStop(m_order.client);
 }
 
 // A piece that its process has not begun yet does not know its abort: hence again and again.
 void SpreadMission::SendAborts() {
   for (const auto& [id, piece] : m_pieces)
-    if (!piece.ended) AbortPiece(piece.process, id);
+    if (!piece.ended) AbortSubMission(piece.process, id);
 }
 
 std::uint32_t SpreadMission::WhyStop() {
@@ -234,13 +206,13 @@ std::uint32_t SpreadMission::WhyStop() {
   if (VelaIsExit()) return AUDIT_ERR_STOPPING;
   if (progress->IsCanceled(m_order.client)) return AUDIT_ERR_CANCELED;
   if (m_order.deadline != 0 && vela::NowSeconds() > m_order.deadline) return AUDIT_ERR_TIMEOUT;
-  return IsAlive(m_client) ? 0 : AUDIT_ERR_CLIENT_GONE;
+  return IsProcessAlive(m_client) ? 0 : AUDIT_ERR_CLIENT_GONE;
 }
 
 void SpreadMission::LookAt(std::uint32_t id, Piece& piece) {
   const std::string address = VelaAddressText(piece.process);
   const auto silence = std::chrono::steady_clock::now() - piece.lastSign;
-  if (!IsAlive(piece.process))
+  if (!IsProcessAlive(piece.process))
     Fail(id, piece, VELA_ERR_NO_RECEIVER, WhyNotSent(VELA_ERR_NO_RECEIVER, piece.process));
   else if (silence > vela::ScaledSeconds(m_config.silenceSeconds))
     Fail(id, piece, SPREAD_ERR_SILENT,
@@ -303,7 +275,7 @@ void SpreadMission::Tell(CProcID process) {
       {stopped ? std::max(m_lastFigure, 0) : figure, VelaAddressText(process), Detail(process)});
   if (stopped || figure <= m_lastFigure) return;
   m_lastFigure = figure;
-  LogProcess::Info("spread mission " + Hex(m_id) + ": process " + VelaAddressText(process) + " at " +
+  LogProcess::Info("spread mission " + HexCode(m_id) + ": process " + VelaAddressText(process) + " at " +
                    std::to_string(PartPercent(process)) + ", folded to " + std::to_string(figure));
 }
 
@@ -315,8 +287,8 @@ void SpreadMission::FinishIfDone() {
   FillEnd(*m_end);
   NSTE_util::AsynProgressMgr::Instance()->UnRegister(m_id);
   NSTE_util::ProgressMgr::Instance()->UnRegisterMission(m_order.client);
-  LogProcess::Info("spread mission " + Hex(m_id) + ": has ended, code " +
-                   Hex(static_cast<std::uint32_t>(static_cast<AsnIntType>(m_end->errorCode))));
+  LogProcess::Info("spread mission " + HexCode(m_id) + ": has ended, code " +
+                   HexCode(static_cast<std::uint32_t>(static_cast<AsnIntType>(m_end->errorCode))));
   SendEnd();
 }
 
@@ -349,7 +321,7 @@ void SpreadMission::SendEnd() {
   const std::uint32_t code = sender.AsnSendNBC(m_client, 0, SPREAD_END_COMMAND, *m_end, VELA_MSG_FORMAT);
   m_over = code == 0 || code == VELA_ERR_NO_RECEIVER || code == VELA_ERR_TOO_LARGE || ++m_tries >= kMostTries;
   if (code != 0)
-    LogProcess::Error("spread mission " + Hex(m_id) + ": the result was not sent, code " + Hex(code));
+    LogProcess::Error("spread mission " + HexCode(m_id) + ": the result was not sent, code " + HexCode(code));
 }
 
 bool SpreadMission::IsOver() {

@@ -124,7 +124,4 @@ class SpreadMission {
   bool m_over VELA_GUARDED_BY(m_mutex) = false;
 };
 
-// Tells a worker to end its work on a piece.
-void AbortPiece(CProcID process, std::uint32_t id);
-
 }  // namespace velad

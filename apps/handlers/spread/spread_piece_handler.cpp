@@ -6,6 +6,7 @@
 #include "apps/asn1/spread_codes.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/audit/ne_types.h"
+#include "apps/handlers/mission_messages.h"
 #include "apps/handlers/spread/spread_config.h"
 #include "apps/handlers/spread/spread_result.h"
 #include "apps/handlers/spread/spread_work.h"
@@ -65,8 +66,7 @@ unsigned long SendFailure(VelaGnlTask* task, CProcID owner, std::uint32_t id, st
 unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   const auto& request = static_cast<const AsnSpreadPieceReq&>(*msg);
   const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(request.subMissionID));
-  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
-  const CProcID owner(header.srcProcId, header.srcHandle);
+  const CProcID owner = RequestSource(task);
   NSTE_util::TETaskContext context(task);
   context.SetUserID(static_cast<int>(request.userID));
   context.SetMissionID(static_cast<int>(id), false);

@@ -1,12 +1,15 @@
-#include "apps/handlers/oper/ne_oper_locks.h"
+#include "apps/handlers/lock_refusal.h"
 
 #include <cstdio>
 #include <ctime>
 
 #include "apps/asn1/ne_oper_codes.h"
+#include "apps/asn1/nms_codes.h"
 #include "apps/common/texts.h"
+#include "platform/os/vela_os.h"
 #include "platform/task/vela_error.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/mitlockerr.h"
 #include "util/basicutil/mutex_ne.h"
 #include "util/basicutil/mutex_query.h"
 #include "util/basicutil/stringutil.h"
@@ -22,6 +25,10 @@ std::string OperationName(int operCode) {
       return apps::Text("OPER_CONFIGURE");
     case NE_INSPECT_COMMAND:
       return apps::Text("OPER_INSPECT");
+    case NE_UPLOAD_COMMAND:
+      return apps::Text("OPER_UPLOAD");
+    case NE_RESET_COMMAND:
+      return apps::Text("OPER_RESET");
     default:
       break;
   }
@@ -48,16 +55,31 @@ std::string BlockerText(const NSTE_util::TEBlockingOper& blocker) {
 
 }  // namespace
 
-void AddRefusal(NSTE_util::TEOperErrorLogIF& errors, const NSTE_util::TEMutexOperNEGuard& locks) {
+std::string AddRefusal(NSTE_util::TEOperErrorLogIF& errors, const NSTE_util::TEMutexOperNEGuard& locks) {
   const unsigned long code = locks.GetResult();
   errors.SetErrCode(code);
   NSTE_util::TEBlockingOper blocker;
   if (!locks.GetBlocker(blocker)) {
-    errors.AddErr({}, code, code == VELA_ERR_MEMORY ? std::string() : apps::Text("LOCK_BLOCKER_GONE"), {});
-    return;
+    std::string text = code == VELA_ERR_MEMORY ? std::string() : apps::Text("LOCK_BLOCKER_GONE");
+    errors.AddErr({}, code, text, {});
+    return text;
   }
-  errors.AddErr({blocker.m_wantedObject}, code, BlockerText(blocker),
-                NSTE_util::TENEID2Str(blocker.m_wantedObject.m_nFirst));
+  std::string text = BlockerText(blocker);
+  errors.AddErr({blocker.m_wantedObject}, code, text, NSTE_util::TENEID2Str(blocker.m_wantedObject.m_nFirst));
+  return text;
+}
+
+KeptRefusal::KeptRefusal(const std::string& text)
+    : m_mgr(NSTE_util::TEMitLockErrMgr::Instance()), m_thread(static_cast<int>(GetCurrentThreadId())) {
+  if (m_mgr != nullptr) m_mgr->InsertThrIDandInfo(m_thread, text.c_str());
+}
+
+KeptRefusal::~KeptRefusal() {
+  if (m_mgr != nullptr) m_mgr->EraseThrIDandInfo(m_thread);
+}
+
+void KeptRefusal::Find(std::string& text) const {
+  if (m_mgr != nullptr) m_mgr->FindThrInfo(m_thread, text);
 }
 
 }  // namespace velad

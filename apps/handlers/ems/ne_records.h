@@ -1,0 +1,44 @@
+#pragma once
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "asn1/nms.h"
+#include "platform/asncmd/asn_runtime.h"
+#include "util/basicutil/client_records.h"
+
+namespace velad {
+
+// What a client has asked for.
+struct NEOrder {
+  NSTE_util::ClientMissionID client;  // as the progress manager knows the mission
+  std::uint32_t operation = 0;        // the client's command
+  int userID = 0;
+  std::int64_t deadline = 0;       // seconds since 1970-01-01 UTC; 0: none
+  std::vector<unsigned long> nes;  // ascending, each once; empty: all
+
+  bool IsUpload() const;
+};
+
+// What became of one NE, as an NE manager reports it or as the server knows without one.
+struct NEResult {
+  std::uint32_t ne = 0;
+  std::uint32_t errorCode = 0;
+  std::string version = {};
+  std::string file = {};
+  int boards = 0;
+  int ports = 0;
+  int alarms = 0;
+  int millis = 0;
+};
+
+std::vector<NEResult> ReadResults(const AsnNEResultList& results);
+void FillResult(const NEResult& from, AsnNEResult& to);
+void SetText(AsnOcts& octs, const std::string& text);
+
+// 32-bit codes travel signed.
+inline std::uint32_t Code(const AsnInt& value) {
+  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
+}
+
+}  // namespace velad

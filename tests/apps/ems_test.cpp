@@ -1,0 +1,443 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
+
+#include "apps/asn1/ne_oper_codes.h"
+#include "apps/asn1/nms_codes.h"
+#include "asn1/error.h"
+#include "asn1/filetransfer.h"
+#include "asn1/nms.h"
+#include "asn1/progress.h"
+#include "platform/asncmd/asn_helper.h"
+#include "platform/asncmd/asn_runtime.h"
+#include "platform/bus/bus.h"
+#include "platform/os/host_info.h"
+#include "platform/task/vela_error.h"
+#include "platform/testkit/testkit.h"
+#include "tests/apps/child.h"
+#include "util/basicutil/compress.h"
+#include "util/basicutil/cvelaappfile.h"
+#include "util/basicutil/stringutil.h"
+
+// Missions of a real EMS and the account of a real session service; the processes around them are scripted.
+namespace apps_test {
+namespace {
+
+constexpr CProcID kEms(110, 1);
+constexpr std::uint32_t kFirst = 0x90001;  // 9-1
+
+template <class Message>
+void Decode(const std::string& body, Message& message) {
+  EXPECT_EQ(CAsnHelper::Decode({reinterpret_cast<const unsigned char*>(body.data()), body.size()}, message),
+            0U);
+}
+
+std::uint32_t Value(const AsnInt& value) {
+  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
+}
+
+// A process that does what its script says to each frame, in the bus' thread.
+class Peer {
+ public:
+  struct Frame {
+    CProcID from;
+    std::uint32_t cmd, sn;
+    std::uint16_t task;
+    std::uint8_t kind;
+    std::string body;
+  };
+  using Script = std::function<void(Peer&, const Frame&)>;
+
+  explicit Peer(CProcID self, Script script = {}) : m_self(self), m_script(std::move(script)) {
+    EXPECT_EQ(m_bus->Open(self, [this](VelaMsgPtr frame) { Take(*frame); }), vela::BusResult::ok);
+  }
+  ~Peer() { m_bus->Close(); }
+
+  void Send(CProcID to, std::uint32_t cmd, std::uint8_t kind, const AsnType& message,
+            const Frame* asked = {}) {
+    testkit::Request request{.cmdCode = cmd, .kind = kind, .payload = testkit::Encoded(message)};
+    request.srcProcId = m_self.Number();
+    request.srcHandle = m_self.Handle();
+    if (asked != nullptr) request.sn = asked->sn;
+    const VelaMsgPtr frame = testkit::MakeFrame(request);
+    frame->dstProcId = to.Number();
+    frame->dstHandle = to.Handle();
+    if (asked != nullptr) frame->dstTaskId = asked->task;
+    m_bus->Send(*frame);
+  }
+  void Answer(const Frame& asked, const AsnType& message) {
+    Send(asked.from, asked.cmd, VELA_KIND_RESPONSE, message, &asked);
+  }
+  // The frames with that command and kind that have come, once there are `count`.
+  std::vector<Frame> Await(std::uint32_t cmd, std::size_t count, std::uint8_t kind = 0) {
+    std::vector<Frame> found;
+    std::unique_lock lock(m_lock);
+    m_came.wait_for(lock, std::chrono::seconds(60), [&] {
+      found.clear();
+      std::copy_if(m_frames.begin(), m_frames.end(), std::back_inserter(found),
+                   [&](const Frame& f) { return f.cmd == cmd && (kind == 0 || f.kind == kind); });
+      return found.size() >= count;
+    });
+    EXPECT_GE(found.size(), count) << std::hex << cmd;
+    return found;
+  }
+
+ private:
+  void Take(const VelaCmdMSG& frame) {
+    const Frame taken{{frame.srcProcId, frame.srcHandle},
+                      frame.cmdCode,
+                      frame.sn,
+                      frame.srcTaskId,
+                      frame.kind,
+                      {reinterpret_cast<const char*>(frame.data), VelaPayloadLength(frame)}};
+    if (m_script) m_script(*this, taken);
+    const std::lock_guard lock(m_lock);
+    m_frames.push_back(taken);
+    m_came.notify_all();
+  }
+
+  const CProcID m_self;
+  const Script m_script;
+  const std::unique_ptr<vela::Bus> m_bus = vela::MakeLocalBus({});
+  std::mutex m_lock;
+  std::condition_variable m_came;
+  std::vector<Frame> m_frames;
+};
+
+// Knows 9-1 to 9-4 of managers 120, and 9-5 of managers 121.
+void Topology(Peer& self, const Peer::Frame& frame) {
+  if (frame.cmd != TOPO_NE_COMMAND) return;
+  AsnTopoNEReq request;
+  Decode(frame.body, request);
+  AsnTopoNERsp response;
+  for (std::uint32_t ne = kFirst; ne < kFirst + 5; ++ne) {
+    AsnTopoNE& one = *response.nes.append();
+    one.ne = static_cast<AsnIntType>(ne);
+    one.manager = ne < kFirst + 4 ? 120 : 121;
+  }
+  self.Answer(frame, response);
+}
+
+enum class Mode { good, faulty, refuses, outside, silent, dies, waits };
+
+void End(Peer& self, std::uint32_t id, const AsnNMSNEIdList& nes, Mode mode) {
+  AsnNEPieceEnd end;
+  end.subMissionID = static_cast<AsnIntType>(id);
+  end.errorCode = 0;
+  if (mode == Mode::refuses) end.errorCode = 1;
+  for (const AsnInt& ne : nes) {
+    if (mode == Mode::refuses && end.results.size() == 1) break;
+    const std::string name = NSTE_util::TENEID2Str(Value(ne));
+    std::string file = "var/upload/1/" + name + ".cfg.gz";
+    NSTE_util::CompressFile(files::Write("var/upload/1/" + name, "config of " + name), files::Root() + file);
+    if (mode == Mode::outside) file = "var/upload/../../conf/mutex.cfg";
+    AsnNEResult& result = *end.results.append();
+    result.ne = static_cast<AsnIntType>(Value(ne));
+    result.errorCode = mode == Mode::faulty ? static_cast<AsnIntType>(BOARD_ERR_MISSING) : 0;
+    result.file.Set(file.data(), file.size());
+  }
+  if (mode == Mode::faulty) {
+    AsnErrReport report;
+    report.errors = new AsnErrInfoList;
+    report.errors->append()->errorCode = static_cast<AsnIntType>(BOARD_ERR_MISSING);
+    const std::string encoded = testkit::Encoded(report);
+    end.report.Set(encoded.data(), encoded.size());
+  }
+  self.Send(kEms, NE_PIECE_END_COMMAND, VELA_KIND_COMMAND, end);
+}
+
+Peer::Script Manager(Mode mode, std::uint16_t handle) {
+  return [mode, handle](Peer& self, const Peer::Frame& frame) {
+    if (frame.cmd == NSTE_util::CMD_GET_PROC_IP) {
+      AsnGetProcIPRsp address;
+      const std::string own = CHostInfo::GetIPAddresses().at(0);
+      address.address.Set(own.data(), own.size());
+      return self.Answer(frame, address);
+    }
+    AsnAbortMissionReq abort;
+    if (frame.cmd == 0x208001) {
+      Decode(frame.body, abort);
+      if (mode == Mode::waits) End(self, Value(abort.missionID), {}, mode);
+    }
+    if (frame.cmd != NE_PIECE_COMMAND) return;
+    AsnNEPieceReq piece;
+    Decode(frame.body, piece);
+    std::uint32_t id = 0;
+    for (const AsnPieceShare& share : piece.shares)
+      if (Value(share.handle) == handle) id = Value(share.subMissionID);
+    if (mode != Mode::silent) {
+      AsnProgressReportEx progress;
+      progress.missionID = static_cast<AsnIntType>(id);
+      progress.progress = 50;
+      self.Send(kEms, 0x208002, VELA_KIND_PROGRESS, progress);
+    }
+    if (mode != Mode::silent && mode != Mode::dies && mode != Mode::waits) End(self, id, piece.nes, mode);
+  };
+}
+
+std::string Hex(std::uint32_t code) {
+  char text[16];
+  std::snprintf(text, sizeof text, "%X", code);
+  return text;
+}
+
+// "1:0 2:42012031" for the results, "120/1 2/2 0" for the parts.
+std::string Told(const AsnNEMissionRsp& response) {
+  std::string text = Hex(Value(response.errorCode)) + " |";
+  for (const AsnNEResult& r : response.results)
+    text += ' ' + std::to_string(Value(r.ne) - kFirst + 1) + ':' + Hex(Value(r.errorCode)) +
+            (Value(r.errorCode) == 0 && r.file.Len() == 0 ? "?" : "");
+  for (const AsnMissionPartEnd& p : response.parts)
+    text += " | " + std::to_string(Value(p.process)) + '/' + std::to_string(Value(p.handle)) + ' ' +
+            std::to_string(Value(p.done)) + '/' + std::to_string(Value(p.nes)) + ' ' +
+            Hex(Value(p.errorCode));
+  return text;
+}
+
+// The EMS at a twentieth of the time that its configuration names.
+class Ems : public Child {
+ public:
+  Ems()
+      : Child(
+            {VELA_BIN_DIR "/velad", "-f",
+             WriteConfig("test.cfg", "ProcNumber = 110\nHandlerSets = ems\nNEMissionSilenceSeconds = 60\n")},
+            {{"VELA_TIME_SCALE", "50"}}) {}
+  bool Ready() { return Says(out, "ready\n"); }
+};
+
+class Client : public Peer {
+ public:
+  Client() : Peer({3003, 5}) {}
+  void Ask(std::uint32_t cmd, int mission, const std::vector<std::uint32_t>& nes, int timeOut = 0) {
+    AsnNEMissionReq request;
+    request.missionID = mission;
+    request.userID = 7;
+    request.timeOut = timeOut;
+    for (const std::uint32_t ne : nes) *request.nes.append() = static_cast<AsnIntType>(kFirst + ne - 1);
+    Send(kEms, cmd, VELA_KIND_REQUEST, request);
+  }
+  void Answered(std::uint32_t cmd, AsnNEMissionRsp& response, std::size_t count = 1) {
+    const auto answers = Await(cmd, count, VELA_KIND_RESPONSE);
+    if (answers.size() >= count) Decode(answers[count - 1].body, response);
+  }
+};
+
+TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
+  const struct {
+    const char* what;
+    Mode first, second;  // what 120/1 and 120/2 do
+    std::vector<std::uint32_t> nes;
+    const char* told;
+    const char* errors;   // of the report
+    std::size_t changed;  // NEs that the topology service hears of
+  } cases[] = {
+      {"well",
+       Mode::good,
+       Mode::good,
+       {4, 3, 2, 1, 1},
+       "0 | 1:0 2:0 3:0 4:0 | 120/1 2/2 0 | 120/2 2/2 0",
+       "",
+       4},
+      {"all",
+       Mode::good,
+       Mode::good,
+       {},
+       "42012007 | 1:0 2:0 3:0 4:0 5:42012021 | 120/1 2/2 0 | 120/2 2/2 0 | 121/0 0/1 42012021",
+       "42012021 ",
+       4},
+      {"NEs that nobody knows",
+       Mode::good,
+       Mode::good,
+       {1, 9},
+       "42012006 | 1:0 9:42012031 | 120/1 1/1 0",
+       "42012031 ",
+       1},
+      {"NEs with errors",
+       Mode::faulty,
+       Mode::good,
+       {1, 2},
+       "42012006 | 1:42010222 2:0 | 120/1 1/1 0 | 120/2 1/1 0",
+       "42010222 ",
+       2},
+      {"files that are none",
+       Mode::outside,
+       Mode::good,
+       {1, 2},
+       "42012006 | 1:42012033 2:0 | 120/1 1/1 0 | 120/2 1/1 0",
+       "42012033 ",
+       2},
+      {"the rest moves",
+       Mode::refuses,
+       Mode::good,
+       {1, 2, 3, 4},
+       "0 | 1:0 2:0 3:0 4:0 | 120/1 1/2 42012024 | 120/2 3/3 0",
+       "",
+       4},
+      {"one dies",
+       Mode::good,
+       Mode::dies,
+       {1, 2, 3, 4},
+       "0 | 1:0 2:0 3:0 4:0 | 120/1 4/4 0 | 120/2 0/2 42012022",
+       "",
+       4},
+      {"one is silent",
+       Mode::silent,
+       Mode::good,
+       {1, 2},
+       "0 | 1:0 2:0 | 120/1 0/1 42012023 | 120/2 2/2 0",
+       "",
+       2},
+      {"none can",
+       Mode::refuses,
+       Mode::dies,
+       {1, 2, 3, 4},
+       "42012007 | 1:0 2:42012022 3:0 4:42012024 | 120/1 2/4 42012024 | 120/2 0/3 42012022",
+       "42012022 42012024 ",
+       2},
+      {"out of time",
+       Mode::waits,
+       Mode::good,
+       {1, 2},
+       "42012002 | 1:42012002 2:0 | 120/1 0/1 42012002 | 120/2 1/1 0",
+       "",
+       1},
+  };
+  Ems ems;
+  ASSERT_TRUE(ems.Ready());
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    Peer topology({51, 1}, Topology);
+    Peer session({52, 1});
+    Peer first({120, 1}, Manager(c.first, 1));
+    auto second = std::make_unique<Peer>(CProcID(120, 2), Manager(c.second, 2));
+    Client client;
+    client.Ask(NE_UPLOAD_COMMAND, 1, c.nes, c.first == Mode::waits ? 1 : 0);
+    if (c.second == Mode::dies) {
+      second->Await(NE_PIECE_COMMAND, c.first == Mode::refuses ? 2 : 1);
+      second.reset();
+    }
+    AsnNEMissionRsp response;
+    client.Answered(NE_UPLOAD_COMMAND, response);
+    EXPECT_EQ(Told(response), c.told) << response.reason.data();
+    EXPECT_EQ(response.reason.Len() == 0, Value(response.errorCode) == 0);
+    AsnErrReport report;
+    Decode(response.report.data(), report);
+    std::string errors;
+    if (report.errors != nullptr)
+      for (const AsnErrInfo& error : *report.errors) errors += Hex(Value(error.errorCode)) + ' ';
+    EXPECT_EQ(errors, c.errors);
+    for (const AsnNEResult& r : response.results)
+      if (r.file.Len() != 0) {
+        EXPECT_EQ(files::Read(r.file.data()), "config of " + NSTE_util::TENEID2Str(Value(r.ne)));
+      }
+    AsnNEChanges changes;
+    Decode(topology.Await(TOPO_CHANGES_COMMAND, 1)[0].body, changes);
+    EXPECT_EQ(changes.results.size(), c.changed);
+    AsnSessionOper ended;
+    Decode(session.Await(SESSION_OPER_COMMAND, 2)[1].body, ended);
+    EXPECT_EQ(Value(ended.errorCode), Value(response.errorCode));
+    // The parts are told in time, and never backwards.
+    int last = 0;
+    for (const Peer::Frame& frame : client.Await(0x218004, 1)) {
+      AsnParallelTaskProgressReport progress;
+      Decode(frame.body, progress);
+      EXPECT_GE(static_cast<int>(progress.progress), last);
+      last = static_cast<int>(progress.progress);
+    }
+    EXPECT_EQ(last == 100, c.first != Mode::waits);
+  }
+}
+
+TEST(EmsTest, WhatIsRefusedSaysWhy) {
+  Ems ems;
+  ASSERT_TRUE(ems.Ready());
+  Client client;
+  AsnNEMissionRsp alone;
+  client.Ask(NE_RESET_COMMAND, 1, {1});
+  client.Answered(NE_RESET_COMMAND, alone);
+  EXPECT_EQ(Told(alone), "42012008 |");
+  EXPECT_NE(std::string(alone.reason.data()).find("velad -f topology.cfg"), std::string::npos);
+
+  Peer topology({51, 1}, Topology);
+  Peer manager({120, 1}, Manager(Mode::waits, 1));
+  client.Ask(NE_UPLOAD_COMMAND, 2, {1, 2});
+  manager.Await(NE_PIECE_COMMAND, 1);
+  const struct {
+    const char* what;
+    std::uint32_t cmd;
+    int mission;
+    std::vector<std::uint32_t> nes;
+    std::uint32_t code;
+  } cases[] = {
+      {"a reset beside an upload", NE_RESET_COMMAND, 3, {2, 3}, NE_MISSION_ERR_UPLOADING},
+      {"an upload beside an upload", NE_UPLOAD_COMMAND, 4, {1}, NE_MISSION_ERR_UPLOADING},
+      {"the same mission again", NE_UPLOAD_COMMAND, 2, {3}, 0x42011002},
+      {"no NE", NE_RESET_COMMAND, 5, {0U - kFirst + 1}, NE_MISSION_ERR_BAD_NES},
+  };
+  std::map<std::uint32_t, std::size_t> answers = {{NE_RESET_COMMAND, 1}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    client.Ask(c.cmd, c.mission, c.nes);
+    AsnNEMissionRsp response;
+    client.Answered(c.cmd, response, ++answers[c.cmd]);
+    EXPECT_EQ(Value(response.errorCode), c.code);
+    AsnErrReport report;
+    Decode(response.report.data(), report);
+    ASSERT_TRUE(report.errors != nullptr && report.errors->size() == 1);
+    const std::string text = report.errors->front().errorText->data();
+    EXPECT_EQ(text.starts_with("an upload of user 7 at process 3003/5 has been at work there since "),
+              c.code == NE_MISSION_ERR_UPLOADING)
+        << text;
+  }
+  // The client gives up: the manager hears of it, and the NEs are free again.
+  AsnAbortMissionReq abort;
+  abort.scope = 255;
+  abort.missionID = 2;
+  client.Send(kEms, 0x208001, VELA_KIND_COMMAND, abort);
+  AsnNEMissionRsp canceled;
+  client.Answered(NE_UPLOAD_COMMAND, canceled, ++answers[NE_UPLOAD_COMMAND]);
+  EXPECT_EQ(Told(canceled), "42012001 | 1:42012001 2:42012001 | 120/1 0/2 42012001");
+  client.Ask(NE_RESET_COMMAND, 6, {1}, 1);
+  manager.Await(NE_PIECE_COMMAND, 2);
+}
+
+TEST(EmsTest, TheSessionServiceForgetsWhatHasDied) {
+  Child service(
+      {VELA_BIN_DIR "/velad", "-f", WriteConfig("test.cfg", "ProcNumber = 52\nHandlerSets = session\n")});
+  ASSERT_TRUE(service.Says(Child::out, "ready\n"));
+  Client client;
+  const auto tell = [](Peer& server, int handle, int mission, int ended) {
+    AsnSessionOper oper;
+    oper.client = 3003;
+    oper.handle = handle;
+    oper.missionID = mission;
+    oper.ended = ended;
+    server.Send({52, 1}, SESSION_OPER_COMMAND, VELA_KIND_COMMAND, oper);
+  };
+  std::size_t asked = 0;
+  const auto list = [&] {
+    // Through the servers' own connections, so that it comes after what they have told.
+    client.Send({52, 1}, SESSION_LIST_COMMAND, VELA_KIND_REQUEST, AsnSessionListReq());
+    AsnSessionListRsp response;
+    const auto answers = client.Await(SESSION_LIST_COMMAND, ++asked);
+    if (answers.size() >= asked) Decode(answers[asked - 1].body, response);
+    std::string text;
+    for (const AsnSessionOper& oper : response.operations)
+      text += std::to_string(Value(oper.missionID)) + (Value(oper.ended) != 0 ? "- " : "+ ");
+    return text;
+  };
+  tell(client, 5, 1, 0);
+  tell(client, 5, 2, 0);
+  tell(client, 6, 3, 0);  // of a client that does not live
+  tell(client, 6, 4, 1);
+  tell(client, 5, 1, 1);
+  EXPECT_EQ(list(), "1- 4- 2+ ");
+  for (int i = 0; i < 200; ++i) tell(client, 5, 100 + i, 1);
+  const std::string full = list();
+  EXPECT_TRUE(full.starts_with("299- 298- ") && full.ends_with(" 100- 2+ ")) << full;
+}
+
+}  // namespace
+}  // namespace apps_test
