@@ -167,18 +167,19 @@ bool NEMissionParts::IsAwaited() const {
   return std::any_of(m_pieces.begin(), m_pieces.end(), [](const auto& entry) { return !entry.second.ended; });
 }
 
+// An abort reaches the managers by other ways too: whether the mission was stopped is asked before what they
+// say to it is taken.
 void NEMissionParts::Await() {
   auto tick = Clock::now();
   while (IsAwaited()) {
+    NEMissionInbox::News news = m_inbox->Take(tick);
     StopIfTold();
-    if (Clock::now() >= tick) {
-      if (m_stopCode != 0) SendAborts();
-      for (auto& [id, piece] : m_pieces)
-        if (!piece.ended) LookAt(id, piece);
-      tick = Clock::now() + vela::ScaledSeconds(kTickSeconds);
-    }
-    if (!IsAwaited()) return;
-    for (auto& [key, news] : m_inbox->Take(tick)) TakeNews(key, news);
+    for (auto& [key, its] : news) TakeNews(key, its);
+    if (Clock::now() < tick) continue;
+    if (m_stopCode != 0) SendAborts();
+    for (auto& [id, piece] : m_pieces)
+      if (!piece.ended) LookAt(id, piece);
+    tick = Clock::now() + vela::ScaledSeconds(kTickSeconds);
   }
 }
 
