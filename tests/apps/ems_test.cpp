@@ -305,7 +305,7 @@ TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
        1},
   };
   Ems ems;
-  ASSERT_TRUE(ems.Ready());
+  ASSERT_TRUE(ems.Ready()) << ems.Text(Child::err);
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
     Peer topology({51, 1}, Topology);
@@ -352,7 +352,7 @@ TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
 
 TEST(EmsTest, WhatIsRefusedSaysWhy) {
   Ems ems;
-  ASSERT_TRUE(ems.Ready());
+  ASSERT_TRUE(ems.Ready()) << ems.Text(Child::err);
   Client client;
   AsnNEMissionRsp alone;
   client.Ask(NE_RESET_COMMAND, 1, {1});

@@ -88,18 +88,20 @@ unsigned long HandleMission(VelaGnlTask* task, const AsnType* msg) {
 unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
   const auto& report = static_cast<const AsnProgressReportEx&>(*msg);
   const std::uint32_t id = Code(report.missionID);
-  if (const auto inbox = NEMissionBook::Instance().Find(id))
-    inbox->PutProgress({RequestSource(task), id}, static_cast<int>(report.progress));
+  const CProcID source = RequestSource(task);
+  if (const auto inbox = NEMissionBook::Instance().Find(source, id))
+    inbox->PutProgress({source, id}, static_cast<int>(report.progress));
   else
-    AbortSubMission(RequestSource(task), id);  // who was given up goes on in vain
+    AbortSubMission(source, id);  // who was given up goes on in vain
   return 0;
 }
 
 unsigned long HandlePieceEnd(VelaGnlTask* task, const AsnType* msg) {
   const auto& end = static_cast<const AsnNEPieceEnd&>(*msg);
   const std::uint32_t id = Code(end.subMissionID);
-  if (const auto inbox = NEMissionBook::Instance().Find(id))
-    inbox->PutEnd({RequestSource(task), id},
+  const CProcID source = RequestSource(task);
+  if (const auto inbox = NEMissionBook::Instance().Find(source, id))
+    inbox->PutEnd({source, id},
                   {Code(end.errorCode), end.reason.data(), ReadResults(end.results), end.report.data()});
   return 0;
 }

@@ -54,12 +54,21 @@ void NEMissionBook::Open(std::uint32_t mission, std::shared_ptr<NEMissionInbox> 
 void NEMissionBook::Close(std::uint32_t mission) {
   const vela::MutexLock lock(m_mutex);
   m_inboxes.erase(mission);
+  if (m_inboxes.empty()) m_signs.clear();
 }
 
-std::shared_ptr<NEMissionInbox> NEMissionBook::Find(std::uint32_t subMission) {
+std::shared_ptr<NEMissionInbox> NEMissionBook::Find(CProcID source, std::uint32_t subMission) {
   const vela::MutexLock lock(m_mutex);
   const auto found = m_inboxes.find(MissionOf(subMission));
-  return found != m_inboxes.end() ? found->second : nullptr;
+  if (found == m_inboxes.end()) return nullptr;
+  m_signs[source] = std::chrono::steady_clock::now();
+  return found->second;
+}
+
+std::chrono::steady_clock::time_point NEMissionBook::LastSign(CProcID process) {
+  const vela::MutexLock lock(m_mutex);
+  const auto found = m_signs.find(process);
+  return found != m_signs.end() ? found->second : std::chrono::steady_clock::time_point();
 }
 
 }  // namespace velad

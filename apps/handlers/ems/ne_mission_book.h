@@ -62,8 +62,10 @@ class NEMissionBook {
 
   void Open(std::uint32_t mission, std::shared_ptr<NEMissionInbox> inbox);
   void Close(std::uint32_t mission);
-  // That of a sub-mission; null when it is not awaited here (any more).
-  std::shared_ptr<NEMissionInbox> Find(std::uint32_t subMission);
+  // That of a sub-mission of which `source` says something; null when it is not awaited here (any more).
+  std::shared_ptr<NEMissionInbox> Find(CProcID source, std::uint32_t subMission);
+  // When the process said something last, about any mission.
+  std::chrono::steady_clock::time_point LastSign(CProcID process);
 
   // The id of the mission that a sub-mission belongs to.
   static std::uint32_t MissionOf(std::uint32_t subMission) { return subMission & 0xFFFF0000U; }
@@ -72,6 +74,7 @@ class NEMissionBook {
   vela::Mutex m_mutex;
   NSTE_util::MissionSet m_clients VELA_GUARDED_BY(m_mutex);
   std::map<std::uint32_t, std::shared_ptr<NEMissionInbox>> m_inboxes VELA_GUARDED_BY(m_mutex);
+  std::map<CProcID, std::chrono::steady_clock::time_point> m_signs VELA_GUARDED_BY(m_mutex);
 };
 
 // A mission of a client from its first to its last step.

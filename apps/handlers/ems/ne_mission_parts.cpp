@@ -124,6 +124,7 @@ void NEMissionParts::HandOut(const std::vector<std::uint32_t>& ids) {
     Piece& piece = m_pieces[id];
     piece.life = LifeOfProcess(piece.process);
     piece.lastSign = Clock::now();
+    piece.begun = false;
     piece.tried.insert(piece.process);
     AsnPieceShare& share = *request.shares.append();
     share.process = piece.process.Number();
@@ -197,6 +198,7 @@ void NEMissionParts::TakeNews(const NEMissionInbox::Key& key, NEPieceNews& news)
 
 void NEMissionParts::TakeProgress(std::uint32_t id, Piece& piece, int percent) {
   piece.lastSign = Clock::now();
+  piece.begun = true;
   if (percent <= piece.percent) return;
   piece.percent = std::min(percent, kWorkDone);
   if (m_stopCode != 0) return;
@@ -233,9 +235,12 @@ void NEMissionParts::Keep(Piece& piece, std::vector<NEResult>& results) {
 void NEMissionParts::LookAt(std::uint32_t id, Piece& piece) {
   const std::string address = VelaAddressText(piece.process);
   const auto now = Clock::now();
+  // One that has not begun may wait behind others, of which its process tells meanwhile.
+  const auto sign = piece.begun ? piece.lastSign
+                                : std::max(piece.lastSign, NEMissionBook::Instance().LastSign(piece.process));
   if (LifeOfProcess(piece.process) != piece.life)
     Fail(id, piece, NE_PART_ERR_ENDED, apps::ErrorText(NE_PART_ERR_ENDED, {address}));
-  else if (now - piece.lastSign > vela::ScaledSeconds(m_silenceSeconds))
+  else if (now - sign > vela::ScaledSeconds(m_silenceSeconds))
     Fail(id, piece, NE_PART_ERR_SILENT,
          apps::ErrorText(NE_PART_ERR_SILENT, {address, std::to_string(m_silenceSeconds)}));
   else if (m_stopCode != 0 && now - m_stopped > vela::ScaledSeconds(kPatienceSeconds))

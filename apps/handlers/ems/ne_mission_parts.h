@@ -89,6 +89,7 @@ class NEMissionParts {
     std::set<CProcID> tried = {};
     std::uint64_t life = 0;  // of the process
     int percent = 0;
+    bool begun = false;  // by the process
     bool ended = false;
     Clock::time_point lastSign = {};
   };
