@@ -1,7 +1,7 @@
 #!/bin/sh
 # The demonstration, part by part (apps/demo/): a server, an audit with its progress, a second one cancelled halfway,
-# an orderly end; NEs under locks; missions spread over three servers; then a short audit in each other language. Each
-# part leaves no server behind.
+# an orderly end; NEs under locks; missions spread over three servers; then a short audit in each other language; at last
+# the operator's console. Each part leaves no server behind.
 # usage: demo.sh BIN [--language LANGUAGE]   BIN: the folder of velad and velactl; en_US unless a language is named
 # Exit code 0 only if all of it was right.
 set -u
@@ -58,4 +58,5 @@ speak "$language"
 . "$parts/locks.sh"
 . "$parts/spread.sh"
 . "$parts/languages.sh"
+. "$parts/console.sh"
 printf '\ndemo: all right\n'

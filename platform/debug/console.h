@@ -21,6 +21,7 @@
 // process hangs up: the line was too long, the peer is another user's, or all consoles run commands.
 namespace vela {
 
+// How a process serves its operators.
 struct ConsoleOptions {
   std::string folder = {};  // empty: var/run/console below the root; made owner-only
   unsigned operators = 16;  // at a time; beyond that, who has been silent longest is hung up on
@@ -33,6 +34,7 @@ struct ConsoleOptions {
 // out of its range, stays as above (and the latter is logged).
 VELA_EXPORT ConsoleOptions ReadConsoleOptions();
 
+// What a process answers to one command.
 struct ConsoleReply {
   enum class Status { ok, failed, refused };
   Status status = Status::ok;

@@ -5,6 +5,7 @@
 #include "platform/debug/console.h"
 #include "platform/export.h"
 
+// What an engine answers to one command line.
 struct VelaDebugReply {
   std::string text;
   bool failed = false;  // the command is not known, or could not do what it was asked to
