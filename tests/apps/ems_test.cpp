@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <condition_variable>
-#include <mutex>
-
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/asn1/nms_codes.h"
 #include "asn1/error.h"
@@ -12,11 +8,10 @@
 #include "asn1/progress.h"
 #include "platform/asncmd/asn_helper.h"
 #include "platform/asncmd/asn_runtime.h"
-#include "platform/bus/bus.h"
 #include "platform/os/host_info.h"
-#include "platform/task/vela_error.h"
 #include "platform/testkit/testkit.h"
 #include "tests/apps/child.h"
+#include "tests/platform/bus_member.h"
 #include "util/basicutil/compress.h"
 #include "util/basicutil/cvelaappfile.h"
 #include "util/basicutil/stringutil.h"
@@ -41,14 +36,7 @@ std::uint32_t Value(const AsnInt& value) {
 // A process that does what its script says to each frame, in the bus' thread.
 class Peer {
  public:
-  struct Frame {
-    CProcID from;
-    std::uint32_t cmd, sn;
-    std::uint16_t task;
-    std::uint8_t kind;
-    std::string body;
-  };
-  using Script = std::function<void(Peer&, const Frame&)>;
+  using Script = std::function<void(Peer&, const Received&)>;
 
   explicit Peer(CProcID self, Script script = {}) : m_self(self), m_script(std::move(script)) {
     EXPECT_EQ(m_bus->Open(self, [this](VelaMsgPtr frame) { Take(*frame); }), vela::BusResult::ok);
@@ -56,7 +44,7 @@ class Peer {
   ~Peer() { m_bus->Close(); }
 
   void Send(CProcID to, std::uint32_t cmd, std::uint8_t kind, const AsnType& message,
-            const Frame* asked = {}) {
+            const Received* asked = {}) {
     testkit::Request request{.cmdCode = cmd, .kind = kind, .payload = testkit::Encoded(message)};
     request.srcProcId = m_self.Number();
     request.srcHandle = m_self.Handle();
@@ -64,20 +52,20 @@ class Peer {
     const VelaMsgPtr frame = testkit::MakeFrame(request);
     frame->dstProcId = to.Number();
     frame->dstHandle = to.Handle();
-    if (asked != nullptr) frame->dstTaskId = asked->task;
+    if (asked != nullptr) frame->dstTaskId = asked->srcTaskId;
     m_bus->Send(*frame);
   }
-  void Answer(const Frame& asked, const AsnType& message) {
-    Send(asked.from, asked.cmd, VELA_KIND_RESPONSE, message, &asked);
+  void Answer(const Received& asked, const AsnType& message) {
+    Send({asked.srcProcId, asked.srcHandle}, asked.cmdCode, VELA_KIND_RESPONSE, message, &asked);
   }
   // The frames with that command and kind that have come, once there are `count`.
-  std::vector<Frame> Await(std::uint32_t cmd, std::size_t count, std::uint8_t kind = 0) {
-    std::vector<Frame> found;
+  std::vector<Received> Await(std::uint32_t cmd, std::size_t count, std::uint8_t kind = 0) {
+    std::vector<Received> found;
     std::unique_lock lock(m_lock);
     m_came.wait_for(lock, std::chrono::seconds(60), [&] {
       found.clear();
       std::copy_if(m_frames.begin(), m_frames.end(), std::back_inserter(found),
-                   [&](const Frame& f) { return f.cmd == cmd && (kind == 0 || f.kind == kind); });
+                   [&](const Received& f) { return f.cmdCode == cmd && (kind == 0 || f.kind == kind); });
       return found.size() >= count;
     });
     EXPECT_GE(found.size(), count) << std::hex << cmd;
@@ -86,12 +74,7 @@ class Peer {
 
  private:
   void Take(const VelaCmdMSG& frame) {
-    const Frame taken{{frame.srcProcId, frame.srcHandle},
-                      frame.cmdCode,
-                      frame.sn,
-                      frame.srcTaskId,
-                      frame.kind,
-                      {reinterpret_cast<const char*>(frame.data), VelaPayloadLength(frame)}};
+    const Received taken(frame);
     if (m_script) m_script(*this, taken);
     const std::lock_guard lock(m_lock);
     m_frames.push_back(taken);
@@ -103,12 +86,12 @@ class Peer {
   const std::unique_ptr<vela::Bus> m_bus = vela::MakeLocalBus({});
   std::mutex m_lock;
   std::condition_variable m_came;
-  std::vector<Frame> m_frames;
+  std::vector<Received> m_frames;
 };
 
 // Knows 9-1 to 9-4 of managers 120, and 9-5 of managers 121.
-void Topology(Peer& self, const Peer::Frame& frame) {
-  if (frame.cmd != TOPO_NE_COMMAND) return;
+void Topology(Peer& self, const Received& frame) {
+  if (frame.cmdCode != TOPO_NE_COMMAND) return;
   AsnTopoNEReq request;
   Decode(frame.body, request);
   AsnTopoNERsp response;
@@ -120,25 +103,26 @@ void Topology(Peer& self, const Peer::Frame& frame) {
   self.Answer(frame, response);
 }
 
-enum class Mode { good, faulty, refuses, outside, silent, dies, waits };
-
-void End(Peer& self, std::uint32_t id, const AsnNMSNEIdList& nes, Mode mode) {
+// What a manager does with its piece: it does (g)ood work, finds (f)aults, (r)efuses after the first NE,
+// names files (o)utside of its folder, (w)aits for an abort; (s)ilent and (d)ying ones do nothing.
+void End(Peer& self, std::uint32_t id, const AsnNMSNEIdList& nes, char mode) {
   AsnNEPieceEnd end;
   end.subMissionID = static_cast<AsnIntType>(id);
   end.errorCode = 0;
-  if (mode == Mode::refuses) end.errorCode = 1;
+  if (mode == 'r') end.errorCode = 1;
   for (const AsnInt& ne : nes) {
-    if (mode == Mode::refuses && end.results.size() == 1) break;
+    if (mode == 'r' && end.results.size() == 1) break;
     const std::string name = NSTE_util::TENEID2Str(Value(ne));
     std::string file = "var/upload/1/" + name + ".cfg.gz";
     NSTE_util::CompressFile(files::Write("var/upload/1/" + name, "config of " + name), files::Root() + file);
-    if (mode == Mode::outside) file = "var/upload/../../conf/mutex.cfg";
+    if (mode == 'o') file = "var/upload/../../conf/mutex.cfg";
     AsnNEResult& result = *end.results.append();
     result.ne = static_cast<AsnIntType>(Value(ne));
-    result.errorCode = mode == Mode::faulty ? static_cast<AsnIntType>(BOARD_ERR_MISSING) : 0;
+    result.errorCode = mode == 'f' ? static_cast<AsnIntType>(BOARD_ERR_MISSING) : 0;
     result.file.Set(file.data(), file.size());
   }
-  if (mode == Mode::faulty) {
+  end.results.append()->ne = static_cast<AsnIntType>(kFirst + 7);  // that nobody has asked for
+  if (mode == 'f') {
     AsnErrReport report;
     report.errors = new AsnErrInfoList;
     report.errors->append()->errorCode = static_cast<AsnIntType>(BOARD_ERR_MISSING);
@@ -148,32 +132,32 @@ void End(Peer& self, std::uint32_t id, const AsnNMSNEIdList& nes, Mode mode) {
   self.Send(kEms, NE_PIECE_END_COMMAND, VELA_KIND_COMMAND, end);
 }
 
-Peer::Script Manager(Mode mode, std::uint16_t handle) {
-  return [mode, handle](Peer& self, const Peer::Frame& frame) {
-    if (frame.cmd == NSTE_util::CMD_GET_PROC_IP) {
+Peer::Script Manager(char mode, std::uint16_t handle) {
+  return [mode, handle](Peer& self, const Received& frame) {
+    if (frame.cmdCode == NSTE_util::CMD_GET_PROC_IP) {
       AsnGetProcIPRsp address;
       const std::string own = CHostInfo::GetIPAddresses().at(0);
       address.address.Set(own.data(), own.size());
       return self.Answer(frame, address);
     }
-    AsnAbortMissionReq abort;
-    if (frame.cmd == 0x208001) {
+    if (frame.cmdCode == 0x208001 && mode == 'w') {
+      AsnAbortMissionReq abort;
       Decode(frame.body, abort);
-      if (mode == Mode::waits) End(self, Value(abort.missionID), {}, mode);
+      End(self, Value(abort.missionID), {}, mode);
     }
-    if (frame.cmd != NE_PIECE_COMMAND) return;
+    if (frame.cmdCode != NE_PIECE_COMMAND) return;
     AsnNEPieceReq piece;
     Decode(frame.body, piece);
     std::uint32_t id = 0;
     for (const AsnPieceShare& share : piece.shares)
       if (Value(share.handle) == handle) id = Value(share.subMissionID);
-    if (mode != Mode::silent) {
+    if (mode != 's') {
       AsnProgressReportEx progress;
       progress.missionID = static_cast<AsnIntType>(id);
       progress.progress = 50;
       self.Send(kEms, 0x208002, VELA_KIND_PROGRESS, progress);
     }
-    if (mode != Mode::silent && mode != Mode::dies && mode != Mode::waits) End(self, id, piece.nes, mode);
+    if (std::string_view("gfro").find(mode) != std::string_view::npos) End(self, id, piece.nes, mode);
   };
 }
 
@@ -196,14 +180,15 @@ std::string Told(const AsnNEMissionRsp& response) {
   return text;
 }
 
-// The EMS at a twentieth of the time that its configuration names.
+// The EMS at a tenth of the time that its configuration names.
 class Ems : public Child {
  public:
   Ems()
-      : Child(
-            {VELA_BIN_DIR "/velad", "-f",
-             WriteConfig("test.cfg", "ProcNumber = 110\nHandlerSets = ems\nNEMissionSilenceSeconds = 60\n")},
-            {{"VELA_TIME_SCALE", "50"}}) {}
+      : Child({VELA_BIN_DIR "/velad", "-f",
+               WriteConfig("test.cfg",
+                           "ProcNumber = 110\nHandlerSets = ems\nNEMissionSilenceSeconds = 50\n"
+                           "NEMissionTopologySeconds = 300\n")},
+              {{"VELA_TIME_SCALE", "100"}}) {}
   bool Ready() { return Says(out, "ready\n"); }
 };
 
@@ -224,129 +209,68 @@ class Client : public Peer {
   }
 };
 
+// Each line: the modes of 120/1 and 120/2, the NEs, the answer with its parts, the errors of the report, and
+// how many NEs the topology service hears of.
+const std::string kMissions =
+    "gg 43211; 0 | 1:0 2:0 3:0 4:0 | 120/1 2/2 0 | 120/2 2/2 0 || 4\n"
+    "gg all; 42012007 | 1:0 2:0 3:0 4:0 5:42012021 | 120/1 2/2 0 | 120/2 2/2 0 | 121/0 0/1 42012021 |"
+    "| 42012021 4\n"
+    "gg 19; 42012006 | 1:0 9:42012031 | 120/1 1/1 0 || 42012031 1\n"
+    "fg 12; 42012006 | 1:42010222 2:0 | 120/1 1/1 0 | 120/2 1/1 0 || 42010222 2\n"
+    "og 12; 42012006 | 1:42012033 2:0 | 120/1 1/1 0 | 120/2 1/1 0 || 42012033 2\n"
+    "rg 1234; 0 | 1:0 2:0 3:0 4:0 | 120/1 1/2 42012024 | 120/2 3/3 0 || 4\n"
+    "gd 1234; 0 | 1:0 2:0 3:0 4:0 | 120/1 4/4 0 | 120/2 0/2 42012022 || 4\n"
+    "sg 12; 0 | 1:0 2:0 | 120/1 0/1 42012023 | 120/2 2/2 0 || 2\n"
+    "rd 1234; 42012007 | 1:0 2:42012022 3:0 4:42012024 | 120/1 2/4 42012024 | 120/2 0/3 42012022 |"
+    "| 42012022 42012024 2\n"
+    "wg 12; 42012002 | 1:42012002 2:0 | 120/1 0/1 42012002 | 120/2 1/1 0 || 1\n";
+
 TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
-  const struct {
-    const char* what;
-    Mode first, second;  // what 120/1 and 120/2 do
-    std::vector<std::uint32_t> nes;
-    const char* told;
-    const char* errors;   // of the report
-    std::size_t changed;  // NEs that the topology service hears of
-  } cases[] = {
-      {"well",
-       Mode::good,
-       Mode::good,
-       {4, 3, 2, 1, 1},
-       "0 | 1:0 2:0 3:0 4:0 | 120/1 2/2 0 | 120/2 2/2 0",
-       "",
-       4},
-      {"all",
-       Mode::good,
-       Mode::good,
-       {},
-       "42012007 | 1:0 2:0 3:0 4:0 5:42012021 | 120/1 2/2 0 | 120/2 2/2 0 | 121/0 0/1 42012021",
-       "42012021 ",
-       4},
-      {"NEs that nobody knows",
-       Mode::good,
-       Mode::good,
-       {1, 9},
-       "42012006 | 1:0 9:42012031 | 120/1 1/1 0",
-       "42012031 ",
-       1},
-      {"NEs with errors",
-       Mode::faulty,
-       Mode::good,
-       {1, 2},
-       "42012006 | 1:42010222 2:0 | 120/1 1/1 0 | 120/2 1/1 0",
-       "42010222 ",
-       2},
-      {"files that are none",
-       Mode::outside,
-       Mode::good,
-       {1, 2},
-       "42012006 | 1:42012033 2:0 | 120/1 1/1 0 | 120/2 1/1 0",
-       "42012033 ",
-       2},
-      {"the rest moves",
-       Mode::refuses,
-       Mode::good,
-       {1, 2, 3, 4},
-       "0 | 1:0 2:0 3:0 4:0 | 120/1 1/2 42012024 | 120/2 3/3 0",
-       "",
-       4},
-      {"one dies",
-       Mode::good,
-       Mode::dies,
-       {1, 2, 3, 4},
-       "0 | 1:0 2:0 3:0 4:0 | 120/1 4/4 0 | 120/2 0/2 42012022",
-       "",
-       4},
-      {"one is silent",
-       Mode::silent,
-       Mode::good,
-       {1, 2},
-       "0 | 1:0 2:0 | 120/1 0/1 42012023 | 120/2 2/2 0",
-       "",
-       2},
-      {"none can",
-       Mode::refuses,
-       Mode::dies,
-       {1, 2, 3, 4},
-       "42012007 | 1:0 2:42012022 3:0 4:42012024 | 120/1 2/4 42012024 | 120/2 0/3 42012022",
-       "42012022 42012024 ",
-       2},
-      {"out of time",
-       Mode::waits,
-       Mode::good,
-       {1, 2},
-       "42012002 | 1:42012002 2:0 | 120/1 0/1 42012002 | 120/2 1/1 0",
-       "",
-       1},
-  };
   Ems ems;
   ASSERT_TRUE(ems.Ready()) << ems.Text(Child::err);
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
+  for (const std::string& line : files::Lines(kMissions)) {
+    SCOPED_TRACE(line);
+    std::vector<std::uint32_t> nes;
+    for (std::size_t i = 3; std::isdigit(line[i]) != 0; ++i)
+      nes.push_back(static_cast<std::uint32_t>(line[i] - '0'));
     Peer topology({51, 1}, Topology);
     Peer session({52, 1});
-    Peer first({120, 1}, Manager(c.first, 1));
-    auto second = std::make_unique<Peer>(CProcID(120, 2), Manager(c.second, 2));
+    Peer first({120, 1}, Manager(line[0], 1));
+    auto second = std::make_unique<Peer>(CProcID(120, 2), Manager(line[1], 2));
     Client client;
-    client.Ask(NE_UPLOAD_COMMAND, 1, c.nes, c.first == Mode::waits ? 1 : 0);
-    if (c.second == Mode::dies) {
-      second->Await(NE_PIECE_COMMAND, c.first == Mode::refuses ? 2 : 1);
+    client.Ask(NE_UPLOAD_COMMAND, 1, nes, line[0] == 'w' ? 1 : 0);
+    if (line[1] == 'd') {
+      second->Await(NE_PIECE_COMMAND, line[0] == 'r' ? 2 : 1);
       second.reset();
     }
     AsnNEMissionRsp response;
     client.Answered(NE_UPLOAD_COMMAND, response);
-    EXPECT_EQ(Told(response), c.told) << response.reason.data();
-    EXPECT_EQ(response.reason.Len() == 0, Value(response.errorCode) == 0);
     AsnErrReport report;
     Decode(response.report.data(), report);
     std::string errors;
     if (report.errors != nullptr)
       for (const AsnErrInfo& error : *report.errors) errors += Hex(Value(error.errorCode)) + ' ';
-    EXPECT_EQ(errors, c.errors);
     for (const AsnNEResult& r : response.results)
       if (r.file.Len() != 0) {
         EXPECT_EQ(files::Read(r.file.data()), "config of " + NSTE_util::TENEID2Str(Value(r.ne)));
       }
     AsnNEChanges changes;
     Decode(topology.Await(TOPO_CHANGES_COMMAND, 1)[0].body, changes);
-    EXPECT_EQ(changes.results.size(), c.changed);
+    EXPECT_EQ(Told(response) + " || " + errors + std::to_string(changes.results.size()),
+              line.substr(line.find(';') + 2));
+    EXPECT_EQ(response.reason.Len() == 0, Value(response.errorCode) == 0);
     AsnSessionOper ended;
     Decode(session.Await(SESSION_OPER_COMMAND, 2)[1].body, ended);
     EXPECT_EQ(Value(ended.errorCode), Value(response.errorCode));
     // The parts are told in time, and never backwards.
     int last = 0;
-    for (const Peer::Frame& frame : client.Await(0x218004, 1)) {
+    for (const Received& frame : client.Await(0x218004, 1)) {
       AsnParallelTaskProgressReport progress;
       Decode(frame.body, progress);
       EXPECT_GE(static_cast<int>(progress.progress), last);
       last = static_cast<int>(progress.progress);
     }
-    EXPECT_EQ(last == 100, c.first != Mode::waits);
+    EXPECT_EQ(last == 100, line[0] != 'w');
   }
 }
 
@@ -361,7 +285,7 @@ TEST(EmsTest, WhatIsRefusedSaysWhy) {
   EXPECT_NE(std::string(alone.reason.data()).find("velad -f topology.cfg"), std::string::npos);
 
   Peer topology({51, 1}, Topology);
-  Peer manager({120, 1}, Manager(Mode::waits, 1));
+  Peer manager({120, 1}, Manager('w', 1));
   client.Ask(NE_UPLOAD_COMMAND, 2, {1, 2});
   manager.Await(NE_PIECE_COMMAND, 1);
   const struct {
@@ -391,6 +315,12 @@ TEST(EmsTest, WhatIsRefusedSaysWhy) {
               c.code == NE_MISSION_ERR_UPLOADING)
         << text;
   }
+  // Who works on what is not awaited any more is told to end.
+  Peer late({120, 9});
+  AsnProgressReportEx progress;
+  progress.missionID = 0x7FFF0001;
+  late.Send(kEms, 0x208002, VELA_KIND_PROGRESS, progress);
+  late.Await(0x208001, 1);
   // The client gives up: the manager hears of it, and the NEs are free again.
   AsnAbortMissionReq abort;
   abort.scope = 255;
@@ -418,7 +348,6 @@ TEST(EmsTest, TheSessionServiceForgetsWhatHasDied) {
   };
   std::size_t asked = 0;
   const auto list = [&] {
-    // Through the servers' own connections, so that it comes after what they have told.
     client.Send({52, 1}, SESSION_LIST_COMMAND, VELA_KIND_REQUEST, AsnSessionListReq());
     AsnSessionListRsp response;
     const auto answers = client.Await(SESSION_LIST_COMMAND, ++asked);

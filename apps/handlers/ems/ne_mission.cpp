@@ -85,6 +85,10 @@ std::uint32_t NEMission::Ask() {
   const std::uint32_t code =
       AskTopology(m_context.GetTask(), m_order.nes, m_config.topologySeconds, *m_topology);
   if (code == 0) return 0;
+  // A process that ends gets no answers any more.
+  if (VelaIsExit())
+    return Refuse(NE_MISSION_ERR_STOPPING,
+                  apps::ErrorText(NE_MISSION_ERR_STOPPING, {"0", std::to_string(m_order.nes.size())}));
   return Refuse(NE_MISSION_ERR_NO_TOPOLOGY, apps::ErrorText(NE_MISSION_ERR_NO_TOPOLOGY, {HexCode(code)}));
 }
 

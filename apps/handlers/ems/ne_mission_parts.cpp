@@ -6,10 +6,12 @@
 #include "apps/asn1/nms_codes.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/ne_mission_code.h"
 #include "platform/asncmd/asn_req_data.h"
 #include "platform/bus/bus.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
+#include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
@@ -41,22 +43,6 @@ class OpenInbox {
   const std::uint32_t m_mission;
 };
 
-std::uint32_t CodeOf(RequestEnd end) {
-  switch (end) {
-    case RequestEnd::none:
-      return 0;
-    case RequestEnd::canceled:
-      return NE_MISSION_ERR_CANCELED;
-    case RequestEnd::stopping:
-      return NE_MISSION_ERR_STOPPING;
-    case RequestEnd::timeOut:
-      return NE_MISSION_ERR_TIMEOUT;
-    case RequestEnd::clientGone:
-      return NE_MISSION_ERR_CLIENT_GONE;
-  }
-  return NE_MISSION_ERR_CANCELED;
-}
-
 }  // namespace
 
 NEMissionParts::NEMissionParts(NSTE_util::TETaskContext& context, const NEOrder& order, int silenceSeconds,
@@ -72,14 +58,22 @@ void NEMissionParts::Run(const std::vector<ManagedNE>& nes, const std::vector<CP
   NSTE_util::AsynProgRegisterGuardEx registration(shares, m_order.client.m_nMissionNo, m_span);
   std::vector<std::uint32_t> ids;
   for (Piece& piece : pieces) {
-    ids.push_back(static_cast<std::uint32_t>(registration.GetMissionID(piece.process)));
-    m_pieces[ids.back()] = std::move(piece);
+    const auto id = static_cast<std::uint32_t>(registration.GetMissionID(piece.process));
+    if (id == 0) return LoseAll(nes);
+    ids.push_back(id);
+    m_pieces[id] = std::move(piece);
   }
   m_mission = NEMissionBook::MissionOf(ids.front());
   const OpenInbox open(m_mission, m_inbox);
   for (const auto& [process, part] : m_parts) Tell(process);
   HandOut(ids);
   Await();
+}
+
+// The library did not take the mission, and has said why in the log.
+void NEMissionParts::LoseAll(const std::vector<ManagedNE>& nes) {
+  m_lost.clear();
+  for (const ManagedNE& ne : nes) m_lost.push_back({ne.ne, VELA_ERR_GENERAL, {}});
 }
 
 // One piece an instance, in the order of the managers and their NEs.
@@ -217,8 +211,9 @@ void NEMissionParts::TakeEnd(std::uint32_t id, Piece& piece, NEPieceEnd& end) {
   const std::uint32_t code =
       end.errorCode == NE_MISSION_ERR_STOPPING ? NE_PART_ERR_ENDED : NE_PART_ERR_REFUSED;
   Fail(id, piece, code,
-       apps::ErrorText(
-           code, {VelaAddressText(piece.process), end.reason.empty() ? HexCode(end.errorCode) : end.reason}));
+       apps::ErrorText(code,
+                       {VelaAddressText(piece.process),
+                        end.reason.empty() ? HexCode(end.errorCode) : vela::EscapeControls(end.reason)}));
 }
 
 // Results of NEs that are not (any more) the piece's do not count.
@@ -297,7 +292,7 @@ void NEMissionParts::Close(std::uint32_t id, Piece& piece, std::uint32_t code, c
 
 // Nothing reaches a process that ends: it does not wait for the others.
 void NEMissionParts::StopIfTold() {
-  const std::uint32_t code = CodeOf(m_watch.Ended());
+  const std::uint32_t code = NEMissionCode(m_watch.Ended());
   if (code != 0) Stop(code);
   if (code == NE_MISSION_ERR_STOPPING) CloseAll();
 }

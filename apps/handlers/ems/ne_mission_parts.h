@@ -95,6 +95,7 @@ class NEMissionParts {
   };
 
   std::vector<Piece> Cut(const std::vector<ManagedNE>& nes, const std::vector<CProcID>& live);
+  void LoseAll(const std::vector<ManagedNE>& nes);
   void Await();
   void HandOut(const std::vector<std::uint32_t>& ids);
   std::uint32_t Send(CProcID process, const CAsnReqData& request);
