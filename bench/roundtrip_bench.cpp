@@ -1,18 +1,15 @@
 // A request to another process and its answer. Ours is the whole way: encoded, sent over the local bus,
 // checked, decoded, handled by a task with its context, encoded, sent back, checked, decoded. The peers carry
 // bytes.
-#include <dirent.h>
-#include <sched.h>
-#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <zmq.h>
 
 #include <utility>
 
 #include "asn1/progress.h"
+#include "bench/bench_process.h"
 #include "bench/bench_util.h"
 #include "bench/roundtrip_peers.h"
 #include "platform/asncmd/asn_cmd.h"
@@ -32,18 +29,18 @@ namespace {
 
 using bench::kInFlight;
 using bench::kRequestBytes;
+using bench::MedianOfOne;
+using bench::Place;
+using bench::Require;
 using bench::RoundTripClient;
+using bench::SayReady;
+using bench::ServerProcess;
+using bench::ThousandsPerSecond;
 
 constexpr CProcID kServer(51, 1);
 constexpr CProcID kDumpingServer(51, 2);
 constexpr CProcID kClient(3003, 1);
 constexpr std::uint32_t kCommand = 0x219001;
-
-void Require(bool good, const char* what) {
-  if (good) return;
-  std::fprintf(stderr, "roundtrip_bench: %s failed: %s\n", what, std::strerror(errno));
-  std::exit(EXIT_FAILURE);
-}
 
 // --- ours ---
 
@@ -213,10 +210,6 @@ class SocketClient final : public RoundTripClient {
 
 // --- processes ---
 
-void SayReady() {
-  Require(write(STDOUT_FILENO, "r", 1) == 1, "write");
-}
-
 int Serve(const std::string& kind, const std::string& where) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (kind == "ours") ServeOurs(where == "dumps", SayReady);
@@ -228,73 +221,7 @@ int Serve(const std::string& kind, const std::string& where) {
   return EXIT_FAILURE;
 }
 
-// This program as a server, until the object ends.
-class ServerProcess {
- public:
-  ServerProcess(const char* kind, const std::string& where) {
-    int ready[2];
-    Require(pipe(ready) == 0, "pipe");
-    m_pid = fork();
-    if (m_pid == 0) {
-      dup2(ready[1], STDOUT_FILENO);
-      execl("/proc/self/exe", "roundtrip_bench", "--server", kind, where.c_str(), nullptr);
-      _exit(127);
-    }
-    close(ready[1]);
-    char byte = 0;
-    Require(read(ready[0], &byte, 1) == 1, kind);
-    close(ready[0]);
-  }
-  ~ServerProcess() {
-    kill(m_pid, SIGKILL);
-    waitpid(m_pid, nullptr, 0);
-  }
-  ServerProcess(const ServerProcess&) = delete;
-  ServerProcess& operator=(const ServerProcess&) = delete;
-  pid_t Pid() const { return m_pid; }
-
- private:
-  pid_t m_pid = -1;
-};
-
-// Every thread of a process: to one core, or to all.
-void Place(pid_t process, bool oneCore) {
-  static const cpu_set_t all = [] {
-    cpu_set_t set;
-    sched_getaffinity(0, sizeof set, &set);
-    return set;
-  }();
-  cpu_set_t set = all;
-  if (oneCore) {
-    int core = 0;
-    while (CPU_ISSET(core, &all) == 0) ++core;
-    CPU_ZERO(&set);
-    CPU_SET(core, &set);
-  }
-  DIR* tasks = opendir(("/proc/" + std::to_string(process) + "/task").c_str());
-  Require(tasks != nullptr, "opendir");
-  while (const dirent* entry = readdir(tasks))
-    if (entry->d_name[0] != '.') sched_setaffinity(std::atoi(entry->d_name), sizeof set, &set);
-  closedir(tasks);
-}
-
 // --- figures ---
-
-bench::Side MedianOfOne(RoundTripClient* client, long operations) {
-  if (client == nullptr) return {};
-  return [=] {
-    std::vector<double> microseconds;
-    microseconds.reserve(static_cast<std::size_t>(operations));
-    for (long i = 0; i < operations; ++i)
-      microseconds.push_back(bench::NanosecondsEach(1L, [client](long) { client->One(); }) / 1000);
-    return bench::Median(std::move(microseconds)).median;
-  };
-}
-
-bench::Side ThousandsPerSecond(RoundTripClient* client, long operations) {
-  if (client == nullptr) return {};
-  return [=] { return 1e6 / bench::NanosecondsEach(operations, [client](long n) { client->Pipelined(n); }); };
-}
 
 using SideOf = bench::Side (*)(RoundTripClient*, long);
 

@@ -23,7 +23,7 @@ bool StartAtFreeHandle() {
   for (unsigned i = 0; i < kHandles; ++i) {
     const auto handle = static_cast<std::uint16_t>((first + i) % kHandles + 1);
     vela::BusResult result = vela::BusResult::failed;
-    if (VelaAppMgr::Instance()->Start(apps::WatchOpen(vela::MakeLocalBus({}), result),
+    if (VelaAppMgr::Instance()->Start(apps::WatchOpen(vela::MakeBus({}), result),
                                       CProcID(VELA_CLIENT_GROUP, handle), 0) == 0)
       return true;
     if (result != vela::BusResult::taken) return false;

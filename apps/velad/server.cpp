@@ -131,7 +131,7 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   if (!MakeTaskMgrs(config)) return Fail(apps::Text("SERVER_NO_WORKERS"));
   VelaAppMgr* app = VelaAppMgr::Instance();
   vela::BusResult result = vela::BusResult::failed;
-  if (app->Start(apps::WatchOpen(vela::MakeLocalBus({}), result), config.address, 0) != 0)
+  if (app->Start(apps::WatchOpen(vela::MakeBus({}), result), config.address, 0) != 0)
     return Fail(WhyNotStarted(result, config.address));
   if (NSTE_util::InitDebugTask(kServiceTaskMgr) != 0 || NSTE_util::InitProgressTask(kServiceTaskMgr) != 0) {
     StopServing(0);

@@ -29,6 +29,22 @@ struct BusStats {
   std::uint64_t refusedFull = 0;
   std::uint64_t refusedNoReceiver = 0;
   std::uint64_t malformed = 0;  // received bytes that are no frame for this process: dropped
+  // Between hosts only; connected is always true elsewhere.
+  bool connected = true;
+  std::uint64_t forged = 0;       // of the malformed: the header names another sender than the engine does
+  std::uint64_t disconnects = 0;  // times that the connection to the engine was lost
+  std::uint64_t resent = 0;       // frames that were sent again, since the first may have got lost
+  std::uint64_t repeated = 0;     // received again, dropped
+  std::uint64_t heldFrames = 0;   // sent, but not taken by their receivers yet
+  std::uint64_t heldBytes = 0;
+};
+
+// A process that is on the bus, for people.
+struct BusMemberInfo {
+  CProcID address;
+  std::uint64_t life = 0;  // as Bus::LifeOf
+  std::string host;        // its name
+  bool silent = false;     // it may have died: no sign of life, or its connection to the engine is lost
 };
 
 // How a frame reaches another process. A process opens one bus at its address; all operations are safe in any
@@ -60,6 +76,7 @@ class VELA_EXPORT Bus {
   // other. 0 when nobody lives there. Of any instance, or of a bus that cannot tell: 1 when somebody does.
   virtual std::uint64_t LifeOf(CProcID address) const;
   virtual std::vector<CProcID> LiveProcesses() const = 0;  // ascending, with the own one
+  virtual std::vector<BusMemberInfo> Members() const;      // the same with what is known of them
   virtual BusStats Stats() const = 0;
 };
 
@@ -77,5 +94,23 @@ VELA_EXPORT std::unique_ptr<Bus> MakeInProcessBus(const BusOptions& options);
 // Between the processes of one host and one user. The folder must not be writable by others. A process that
 // died leaves nothing behind that a successor at its address would receive or trip over.
 VELA_EXPORT std::unique_ptr<Bus> MakeLocalBus(const BusOptions& options);
+// Between hosts, over the engine that etc/conf/bus.cfg names (docs/bus.md). Open reads that file, and returns
+// only when all live processes know of this one; Close likewise, within the lingering time. What the contract
+// of Bus means here beyond the words above:
+// - A frame that was accepted stays held, at most `queueFrames` for each receiver and NatsBufferBytes in all,
+//   until the receiver has taken it; what got lost on the way is sent again. Beyond that Send says `full`.
+// - A process that was killed is found out when its engine node says so (plus NatsGraceSeconds, in which it
+// may
+//   come back) or after NatsExpirySeconds of silence; until then frames to it are held. Requests among them
+//   are then answered here with VELA_ERR_NO_RECEIVER.
+// - While the connection is lost, frames are held. When it does not come back within NatsGraceSeconds,
+// requests
+//   that wait for an answer, and new ones, are answered here with VELA_ERR_NO_ANSWER.
+// - A frame's source must be the own address, else `failed`; one that names another sender than the
+//   engine's permissions vouch for is dropped and counted by the receiver.
+VELA_EXPORT std::unique_ptr<Bus> MakeNatsBus(const BusOptions& options);
+// The one that the key Bus of etc/conf/bus.cfg chooses: "local" (also without the file) or "nats". With
+// another value, a bus that cannot be opened. Never null.
+VELA_EXPORT std::unique_ptr<Bus> MakeBus(const BusOptions& options);
 
 }  // namespace vela

@@ -1,5 +1,7 @@
 #include "platform/bus/bus_routing.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace vela {
@@ -8,6 +10,18 @@ Bus::~Bus() = default;
 
 std::uint64_t Bus::LifeOf(CProcID address) const {
   return IsAlive(address) ? 1 : 0;
+}
+
+std::vector<BusMemberInfo> Bus::Members() const {
+  std::vector<BusMemberInfo> members;
+  for (const CProcID address : LiveProcesses())
+    members.push_back({address, LifeOf(address), HostName(), false});
+  return members;
+}
+
+std::string HostName() {
+  char name[256] = "";
+  return gethostname(name, sizeof name - 1) == 0 ? name : "";
 }
 
 BusResult CheckFrame(const VelaCmdMSG& frame, std::uint32_t maxFrameBytes) {
@@ -38,6 +52,10 @@ BusStats BusCounters::Read() const {
   stats.refusedFull = m_refusedFull.load(std::memory_order_relaxed);
   stats.refusedNoReceiver = m_refusedNoReceiver.load(std::memory_order_relaxed);
   stats.malformed = m_malformed.load(std::memory_order_relaxed);
+  stats.forged = m_forged.load(std::memory_order_relaxed);
+  stats.disconnects = m_disconnects.load(std::memory_order_relaxed);
+  stats.resent = m_resent.load(std::memory_order_relaxed);
+  stats.repeated = m_repeated.load(std::memory_order_relaxed);
   return stats;
 }
 

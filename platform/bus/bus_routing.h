@@ -1,6 +1,7 @@
 #pragma once
 #include <atomic>
 #include <cstdint>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -28,6 +29,8 @@ constexpr bool IsMeantFor(CProcID dst, CProcID self) {
   return dst == self || (dst.IsAnyInstance() && dst.Number() == self.Number());
 }
 
+std::string HostName();
+
 // ok, tooLarge, or failed for a header that no receiver would accept.
 BusResult CheckFrame(const VelaCmdMSG& frame, std::uint32_t maxFrameBytes);
 
@@ -37,6 +40,10 @@ class BusCounters {
   void CountReceived() { m_received.fetch_add(1, std::memory_order_relaxed); }
   // The count with this one.
   std::uint64_t CountMalformed() { return m_malformed.fetch_add(1, std::memory_order_relaxed) + 1; }
+  void CountForged() { m_forged.fetch_add(1, std::memory_order_relaxed); }
+  void CountDisconnect() { m_disconnects.fetch_add(1, std::memory_order_relaxed); }
+  void CountResent() { m_resent.fetch_add(1, std::memory_order_relaxed); }
+  void CountRepeated() { m_repeated.fetch_add(1, std::memory_order_relaxed); }
   BusStats Read() const;
 
  private:
@@ -45,6 +52,10 @@ class BusCounters {
   std::atomic<std::uint64_t> m_refusedFull{0};
   std::atomic<std::uint64_t> m_refusedNoReceiver{0};
   std::atomic<std::uint64_t> m_malformed{0};
+  std::atomic<std::uint64_t> m_forged{0};
+  std::atomic<std::uint64_t> m_disconnects{0};
+  std::atomic<std::uint64_t> m_resent{0};
+  std::atomic<std::uint64_t> m_repeated{0};
 };
 
 using Instances = std::vector<CProcID>;  // of one number, ascending

@@ -1,4 +1,3 @@
-#include <signal.h>
 #include <sys/socket.h>
 #include <zmq.h>
 
@@ -17,6 +16,7 @@
 #include "platform/bus/bus.h"
 #include "platform/bus/bus_routing.h"
 #include "platform/bus/local_folder.h"
+#include "platform/bus/signals_blocked.h"
 #include "platform/log/log_process.h"
 #include "platform/os/mutex.h"
 #include "platform/os/vela_os.h"
@@ -175,23 +175,6 @@ class Peer {
 };
 
 using PeerMap = std::unordered_map<std::uint32_t, std::shared_ptr<Peer>>;
-
-// Signals are for the program's own threads; those that report a fault come to the thread that made it.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t blocked;
-    sigfillset(&blocked);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGTRAP}) sigdelset(&blocked, fault);
-    pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t m_previous;
-};
 
 // The receiving half: endpoint and thread. It has a context of its own, so that it can end at once while the
 // sending half still lingers.

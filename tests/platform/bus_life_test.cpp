@@ -1,10 +1,13 @@
 #include <set>
 
+#include "tests/platform/bus_engine.h"
 #include "tests/platform/bus_member.h"
 
 TEST(BusLifeThreaded, TellsTheLivesOfAProcessApart) {
   const CProcID address(500, 1), any(500, 0);
-  for (const auto make : {vela::MakeInProcessBus, vela::MakeLocalBus}) {
+  const Engine engine;
+  WriteBusConfig(engine.port);
+  for (const auto make : {vela::MakeInProcessBus, vela::MakeLocalBus, vela::MakeNatsBus}) {
     BusMember watcher(make({}), CProcID(600, 1));
     std::set<std::uint64_t> lives{0};
     for (int i = 0; i < 3; ++i) {

@@ -1,8 +1,14 @@
 #pragma once
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <csignal>
 #include <latch>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -58,4 +64,33 @@ class BusMember {
   std::mutex m_lock;
   std::condition_variable m_came;
   std::vector<Received> m_frames;
+};
+
+// Another process that opens the bus, says so, and never returns from its first frame.
+class StuckProcess {
+ public:
+  StuckProcess(std::unique_ptr<vela::Bus> (*make)(const vela::BusOptions&), CProcID self) {
+    int ready[2];
+    EXPECT_EQ(0, pipe(ready));
+    m_pid = fork();
+    if (m_pid == 0) {
+      std::latch never(1);
+      const BusMember member(make({}), self, &never);
+      if (write(ready[1], "r", 1) != 1) _exit(1);
+      for (;;) pause();
+    }
+    char byte = 0;
+    EXPECT_EQ(1, read(ready[0], &byte, 1));
+    close(ready[0]);
+    close(ready[1]);
+  }
+  ~StuckProcess() { Kill(); }
+  void Kill() {
+    if (m_pid <= 0) return;
+    kill(m_pid, SIGKILL);
+    waitpid(std::exchange(m_pid, -1), nullptr, 0);
+  }
+
+ private:
+  pid_t m_pid = -1;
 };

@@ -3,16 +3,15 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <map>
 
 #include "platform/os/vela_os.h"
 #include "platform/testkit/testkit.h"
+#include "tests/platform/bus_engine.h"
 #include "tests/platform/bus_member.h"
 
 using vela::BusOptions;
@@ -23,19 +22,20 @@ namespace {
 
 using MakeBus = std::unique_ptr<vela::Bus> (*)(const BusOptions&);
 
-VelaMsgPtr MakeFrame(CProcID dst, std::uint32_t sn, const std::string& payload = "") {
-  VelaMsgPtr frame = testkit::MakeFrame({.sn = sn, .payload = payload});
+VelaMsgPtr MakeFrame(CProcID src, CProcID dst, std::uint32_t sn, const std::string& payload = "") {
+  VelaMsgPtr frame = testkit::MakeFrame(
+      {.srcProcId = src.Number(), .srcHandle = src.Handle(), .sn = sn, .payload = payload});
   frame->dstProcId = dst.Number();
   frame->dstHandle = dst.Handle();
   return frame;
 }
 
 struct Member : BusMember {
-  Member(MakeBus make, const BusOptions& options, CProcID self, std::latch* gate = nullptr)
-      : BusMember(make(options), self, gate) {}
+  Member(MakeBus make, const BusOptions& options, CProcID address, std::latch* gate = nullptr)
+      : BusMember(make(options), address, gate), self(address) {}
 
   BusResult Send(CProcID dst, std::uint32_t sn, const std::string& payload = "") {
-    return (*this)->Send(*MakeFrame(dst, sn, payload));
+    return (*this)->Send(*MakeFrame(self, dst, sn, payload));
   }
   // Repeats while the receiver's queue is full.
   BusResult SendPatiently(CProcID dst, std::uint32_t sn) {
@@ -48,6 +48,8 @@ struct Member : BusMember {
     for (const Received& frame : Await(count)) numbers.push_back(frame.sn);
     return numbers;
   }
+
+  const CProcID self;
 };
 
 using List = std::vector<std::uint32_t>;
@@ -59,10 +61,18 @@ struct Kind {
 
 class BusThreaded : public testing::TestWithParam<Kind> {
  protected:
+  void SetUp() override {
+    if (GetParam().make != vela::MakeNatsBus) return;
+    m_engine = std::make_unique<Engine>();
+    WriteBusConfig(m_engine->port);
+  }
   std::unique_ptr<Member> Join(CProcID self, std::latch* gate = nullptr) {
     return std::make_unique<Member>(GetParam().make, options, self, gate);
   }
   BusOptions options;
+
+ private:
+  std::unique_ptr<Engine> m_engine;
 };
 
 constexpr CProcID kServer(51, 1);
@@ -137,7 +147,7 @@ TEST_P(BusThreaded, RefusesWithAReason) {
   EXPECT_EQ(2u, (*client)->Stats().refusedNoReceiver);
   EXPECT_EQ(BusResult::ok, client->Send(kServer, 2, "0123456789"));
   EXPECT_EQ(BusResult::tooLarge, client->Send(kServer, 3, "0123456789a"));
-  auto bad = MakeFrame(kServer, 4);
+  auto bad = MakeFrame(kClient, kServer, 4);
   bad->length = 0xFFFFFFFF;
   EXPECT_EQ(BusResult::tooLarge, (*client)->Send(*bad));
   bad->length = 1;
@@ -224,7 +234,7 @@ TEST_P(BusThreaded, ConcurrentSendersCountExactly) {
 
 INSTANTIATE_TEST_SUITE_P(All, BusThreaded,
                          testing::Values(Kind{"InProcess", vela::MakeInProcessBus},
-                                         Kind{"Local", vela::MakeLocalBus}),
+                                         Kind{"Local", vela::MakeLocalBus}, Kind{"Nats", vela::MakeNatsBus}),
                          [](const auto& test) { return test.param.name; });
 
 std::string Folder() {
@@ -238,38 +248,9 @@ std::vector<fs::path> Endpoints() {
   return found;
 }
 
-// Another process that opens the bus, says so, and never returns from its first frame.
-class StuckProcess {
- public:
-  explicit StuckProcess(CProcID self) {
-    int ready[2];
-    EXPECT_EQ(0, pipe(ready));
-    m_pid = fork();
-    if (m_pid == 0) {
-      std::latch never(1);
-      Member member(vela::MakeLocalBus, {}, self, &never);
-      if (write(ready[1], "r", 1) != 1) _exit(1);
-      for (;;) pause();
-    }
-    char byte = 0;
-    EXPECT_EQ(1, read(ready[0], &byte, 1));
-    close(ready[0]);
-    close(ready[1]);
-  }
-  ~StuckProcess() { Kill(); }
-  void Kill() {
-    if (m_pid <= 0) return;
-    kill(m_pid, SIGKILL);
-    waitpid(std::exchange(m_pid, -1), nullptr, 0);
-  }
-
- private:
-  pid_t m_pid = -1;
-};
-
 TEST(LocalBusThreaded, KilledReceiverLeavesNothingBehind) {
-  StuckProcess first(kServer);
-  StuckProcess second(CProcID(51, 2));
+  StuckProcess first(vela::MakeLocalBus, kServer);
+  StuckProcess second(vela::MakeLocalBus, CProcID(51, 2));
   Member client(vela::MakeLocalBus, {}, kClient);
   for (int i = 0; i < 100; ++i) EXPECT_EQ(BusResult::ok, client.Send(kServer, 1, std::string(10000, 'o')));
   EXPECT_EQ(BusResult::taken, Member(vela::MakeLocalBus, {}, kServer).result);
@@ -348,7 +329,7 @@ TEST(LocalBusThreaded, MalformedBytesAreDroppedAndCounted) {
   ASSERT_EQ(1u, Endpoints().size());
   const fs::path endpoint = Endpoints().front();
   const auto bytes = [](CProcID dst) {
-    return std::string(reinterpret_cast<const char*>(MakeFrame(dst, 9).get()), VELA_MSG_HEADER);
+    return std::string(reinterpret_cast<const char*>(MakeFrame(kClient, dst, 9).get()), VELA_MSG_HEADER);
   };
   RawPeer(endpoint).Write("GET / HTTP/1.1\r\n\r\n" + std::string(500, '\xFF'));
   RawPeer huge(endpoint);

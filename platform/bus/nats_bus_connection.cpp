@@ -1,0 +1,378 @@
+#include "platform/bus/nats_bus_connection.h"
+
+#include <nats/nats.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "platform/bus/signals_blocked.h"
+#include "platform/log/log_process.h"
+#include "platform/os/vela_os.h"
+
+namespace vela {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr int kMaxUnansweredPings = 2;
+// Messages that follow each other so closely are written together.
+constexpr std::chrono::microseconds kPipelined(40);
+thread_local const NatsLoop* t_direct = nullptr;  // whose messages this thread writes itself
+// What one subscription holds for its handler: senders that keep to their windows stay far below it.
+constexpr int kMaxWaiting = 1 << 20;
+constexpr int kMaxWaitingBytes = 1 << 30;
+
+struct DestroyOptions {
+  void operator()(natsOptions* options) const { natsOptions_Destroy(options); }
+};
+using Options = std::unique_ptr<natsOptions, DestroyOptions>;
+
+natsStatus Attach(void** user, void* loop, natsConnection* connection, natsSock socket) {
+  *user = loop;
+  static_cast<NatsLoop*>(loop)->Attach(connection, socket);
+  return NATS_OK;
+}
+
+natsStatus WantRead(void* loop, bool wanted) {
+  static_cast<NatsLoop*>(loop)->Want(POLLIN, wanted);
+  return NATS_OK;
+}
+
+natsStatus WantWrite(void* loop, bool wanted) {
+  static_cast<NatsLoop*>(loop)->Want(POLLOUT, wanted);
+  return NATS_OK;
+}
+
+natsStatus Detach(void* loop) {
+  static_cast<NatsLoop*>(loop)->Attach(nullptr, -1);
+  return NATS_OK;
+}
+
+// Collects the first failure of a row of settings.
+class OptionSetter {
+ public:
+  explicit OptionSetter(natsStatus first) : m_status(first) {}
+  void operator()(natsStatus status) {
+    if (m_status == NATS_OK) m_status = status;
+  }
+  natsStatus Status() const { return m_status; }
+
+ private:
+  natsStatus m_status;
+};
+
+void SetTls(natsOptions* options, const NatsSettings& settings, OptionSetter& set) {
+  if (!settings.tls) return;
+  set(natsOptions_SetSecure(options, true));
+  if (!settings.caFile.empty()) set(natsOptions_LoadCATrustedCertificates(options, settings.caFile.c_str()));
+  if (!settings.certificateFile.empty())
+    set(natsOptions_LoadCertificatesChain(options, settings.certificateFile.c_str(),
+                                          settings.keyFile.c_str()));
+  if (!settings.serverName.empty())
+    set(natsOptions_SetExpectedHostname(options, settings.serverName.c_str()));
+}
+
+void SetWho(natsOptions* options, const NatsSettings& settings, const std::string& name, OptionSetter& set) {
+  set(natsOptions_SetName(options, name.c_str()));
+  if (!settings.user.empty())
+    set(natsOptions_SetUserInfo(options, settings.user.c_str(), settings.password.c_str()));
+  if (!settings.credentialsFile.empty())
+    set(natsOptions_SetUserCredentialsFromFiles(options, settings.credentialsFile.c_str(), nullptr));
+}
+
+void SetWhere(natsOptions* options, const NatsSettings& settings, OptionSetter& set) {
+  std::vector<const char*> servers;
+  for (const std::string& server : settings.servers) servers.push_back(server.c_str());
+  set(natsOptions_SetServers(options, servers.data(), static_cast<int>(servers.size())));
+  // Only the configured ones were checked to be encrypted or near.
+  set(natsOptions_SetIgnoreDiscoveredServers(options, true));
+  set(natsOptions_SetTimeout(options, settings.connect.count()));
+  set(natsOptions_SetAllowReconnect(options, true));
+  set(natsOptions_SetMaxReconnect(options, -1));
+  const auto wait = settings.reconnect.count();
+  set(natsOptions_SetReconnectWait(options, wait));
+  set(natsOptions_SetReconnectJitter(options, wait, wait));
+  set(natsOptions_SetPingInterval(options, settings.heartbeat.count()));
+  set(natsOptions_SetMaxPingsOut(options, kMaxUnansweredPings));
+}
+
+std::string StatusText(natsStatus status) {
+  const char* last = nats_GetLastError(nullptr);
+  std::string text = natsStatus_GetText(status);
+  if (last != nullptr && *last != '\0') text += std::string(" (") + last + ")";
+  return EscapeControls(text);
+}
+
+}  // namespace
+
+// --- the loop ---
+
+NatsLoop::NatsLoop(Tick tick) : m_tick(std::move(tick)) {}
+
+NatsLoop::~NatsLoop() {
+  Stop();
+  if (m_wake >= 0) close(m_wake);
+}
+
+bool NatsLoop::Start(bool writesDirectly, std::string& error) {
+  m_writesDirectly = writesDirectly;
+  m_wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  if (m_wake < 0) {
+    error = std::string("eventfd: ") + std::strerror(errno);
+    return false;
+  }
+  try {
+    m_thread = std::thread([this] { Run(); });
+  } catch (const std::system_error& failure) {
+    error = failure.what();
+    return false;
+  }
+  return true;
+}
+
+void NatsLoop::Stop() {
+  m_stop.store(true);
+  Wake();
+  if (m_thread.joinable()) m_thread.join();
+}
+
+void NatsLoop::Wake() const {
+  const std::uint64_t one = 1;
+  if (m_wake >= 0 && write(m_wake, &one, sizeof one) < 0) return;  // full: it is awake
+}
+
+void NatsLoop::TickSoon(milliseconds delay) {
+  if (m_soon.load(std::memory_order_relaxed) || m_soon.exchange(true)) return;
+  m_soonMilliseconds.store(static_cast<int>(delay.count()));
+  Wake();
+}
+
+void NatsLoop::Attach(__natsConnection* connection, int socket) {
+  {
+    const MutexLock lock(m_mutex);
+    m_connection = connection;
+    if (connection != nullptr) m_connectionNow.store(connection, std::memory_order_release);
+    m_socket = socket;
+    m_events = connection != nullptr ? POLLIN : 0;
+  }
+  Wake();
+}
+
+void NatsLoop::Want(short event, bool wanted) {
+  {
+    const MutexLock lock(m_mutex);
+    m_events = static_cast<short>(wanted ? m_events | event : m_events & ~event);
+  }
+  const bool later = event == POLLOUT && (!wanted || t_direct == this);
+  if (!later && std::this_thread::get_id() != m_thread.get_id()) Wake();
+}
+
+NatsLoop::Direct::Direct(NatsLoop& loop) : m_loop(loop) {
+  if (!loop.m_writesDirectly) return;
+  const auto now = steady_clock::now().time_since_epoch();
+  m_active = now - loop.m_lastDirect.exchange(now, std::memory_order_relaxed) > kPipelined;
+  if (m_active) t_direct = &loop;
+}
+
+NatsLoop::Direct::~Direct() {
+  if (!m_active) return;
+  t_direct = nullptr;
+  natsConnection* connection = m_loop.m_connectionNow.load(std::memory_order_acquire);
+  if (connection != nullptr) natsConnection_ProcessWriteEvent(connection);
+  const MutexLock lock(m_loop.m_mutex);
+  if ((m_loop.m_events & POLLOUT) != 0) m_loop.Wake();
+}
+
+void NatsLoop::Run() {
+  steady_clock::time_point due = steady_clock::now();
+  while (!m_stop.load()) {
+    Poll(due);
+    if (m_soon.load()) due = std::min(due, steady_clock::now() + milliseconds(m_soonMilliseconds.load()));
+    if (steady_clock::now() < due) continue;
+    m_soon.store(false);
+    due = steady_clock::now() + m_tick();
+  }
+}
+
+void NatsLoop::Poll(Time due) {
+  pollfd sources[2] = {{m_wake, POLLIN, 0}, {-1, 0, 0}};
+  natsConnection* connection = nullptr;
+  {
+    const MutexLock lock(m_mutex);
+    connection = m_connection;
+    if (m_events != 0) sources[1] = {m_socket, m_events, 0};
+  }
+  const auto left = std::chrono::ceil<milliseconds>(due - steady_clock::now()).count();
+  if (poll(sources, 2, static_cast<int>(std::clamp<long>(left, 0, 1000))) <= 0) return;
+  std::uint64_t count = 0;
+  if (sources[0].revents != 0 && read(m_wake, &count, sizeof count) < 0) count = 0;
+  if (connection == nullptr || sources[1].fd < 0) return;
+  if ((sources[1].revents & (POLLIN | POLLHUP | POLLERR)) != 0) natsConnection_ProcessReadEvent(connection);
+  if ((sources[1].revents & POLLOUT) != 0) natsConnection_ProcessWriteEvent(connection);
+}
+
+// --- the connection ---
+
+struct NatsConnection::Subscription {
+  NatsConnection& owner;
+  Handler handler;
+  natsSubscription* subscription = nullptr;
+};
+
+NatsConnection::NatsConnection(NatsLoop::Tick tick, Changed changed)
+    : m_loop(std::move(tick)), m_changed(std::move(changed)) {}
+
+NatsConnection::~NatsConnection() {
+  Close(milliseconds(0));
+  const MutexLock lock(m_mutex);
+  for (const auto& each : m_subscriptions) natsSubscription_Destroy(each->subscription);
+  natsConnection_Destroy(m_connection);
+}
+
+bool NatsConnection::Connect(const NatsSettings& settings, const std::string& name, std::string& error) {
+  const SignalsBlocked blocked;
+  // An encrypted connection must not be written and read by two threads at once.
+  if (!m_loop.Start(!settings.tls, error)) return false;
+  natsOptions* made = nullptr;
+  OptionSetter set(natsOptions_Create(&made));
+  const Options options(made);
+  if (set.Status() == NATS_OK) {
+    SetWhere(made, settings, set);
+    SetWho(made, settings, name, set);
+    SetTls(made, settings, set);
+    set(natsOptions_SetEventLoop(made, &m_loop, Attach, WantRead, WantWrite, Detach));
+    set(natsOptions_SetSendAsap(made, true));
+    set(natsOptions_SetMaxPendingMsgs(made, kMaxWaiting));
+    set(natsOptions_SetDisconnectedCB(
+        made, [](natsConnection*, void* self) { static_cast<NatsConnection*>(self)->SetUp(false); }, this));
+    set(natsOptions_SetReconnectedCB(
+        made, [](natsConnection*, void* self) { static_cast<NatsConnection*>(self)->SetUp(true); }, this));
+    set(natsOptions_SetClosedCB(made, OnClosed, this));
+    set(natsOptions_SetErrorHandler(
+        made,
+        [](natsConnection*, natsSubscription*, natsStatus status, void* self) {
+          const std::uint64_t count = ++static_cast<NatsConnection*>(self)->m_errors;
+          if (std::has_single_bit(count))
+            LogProcess::Error(std::string("bus on NATS: ") + natsStatus_GetText(status) + ", error number " +
+                              std::to_string(count));
+        },
+        this));
+  }
+  natsStatus status = set.Status();
+  if (status == NATS_OK) status = natsConnection_Connect(&m_connection, made);
+  if (status != NATS_OK) {
+    m_connection = nullptr;
+    error = StatusText(status);
+    return false;
+  }
+  m_up.store(true);
+  return true;
+}
+
+int NatsConnection::Subscribe(const std::string& subject, const std::string& queue, Handler handler,
+                              std::string& error) {
+  const SignalsBlocked blocked;
+  auto made = std::make_unique<Subscription>(Subscription{*this, std::move(handler)});
+  natsSubscription** place = &made->subscription;
+  const natsStatus status =
+      queue.empty() ? natsConnection_Subscribe(place, m_connection, subject.c_str(), OnMessage, made.get())
+                    : natsConnection_QueueSubscribe(place, m_connection, subject.c_str(), queue.c_str(),
+                                                    OnMessage, made.get());
+  if (status != NATS_OK) {
+    error = subject + ": " + StatusText(status);
+    return -1;
+  }
+  natsSubscription_SetOnCompleteCB(*place, OnComplete, this);
+  natsSubscription_SetPendingLimits(*place, kMaxWaiting, kMaxWaitingBytes);
+  const MutexLock lock(m_mutex);
+  m_subscriptions.push_back(std::move(made));
+  return static_cast<int>(m_subscriptions.size()) - 1;
+}
+
+bool NatsConnection::RoundTrip(milliseconds limit) {
+  return natsConnection_FlushTimeout(m_connection, std::max<long>(1, limit.count())) == NATS_OK;
+}
+
+std::string NatsConnection::Refusal() const {
+  const char* text = nullptr;
+  if (natsConnection_GetLastError(m_connection, &text) == NATS_OK || text == nullptr) return {};
+  return EscapeControls(text);
+}
+
+void NatsConnection::Close(milliseconds limit) {
+  if (m_connection != nullptr && !std::exchange(m_closing, true)) {
+    if (limit.count() > 0 && IsUp()) RoundTrip(limit);
+    for (natsSubscription* each : Subscriptions()) natsSubscription_Unsubscribe(each);
+    natsConnection_Close(m_connection);
+    const MutexLock lock(m_mutex);
+    while (m_completed < m_subscriptions.size() || !m_closed) m_ended.Wait(m_mutex);
+  }
+  m_loop.Stop();
+}
+
+std::vector<natsSubscription*> NatsConnection::Subscriptions() const {
+  std::vector<natsSubscription*> all;
+  const MutexLock lock(m_mutex);
+  for (const auto& each : m_subscriptions) all.push_back(each->subscription);
+  return all;
+}
+
+void NatsConnection::Publish(const char* subject, const char* reply, const void* data, std::size_t size) {
+  if (!IsUp()) return;
+  const NatsLoop::Direct direct(m_loop);
+  const int bytes = static_cast<int>(size);
+  if (reply != nullptr && *reply != '\0')
+    natsConnection_PublishRequest(m_connection, subject, reply, data, bytes);
+  else
+    natsConnection_Publish(m_connection, subject, data, bytes);
+}
+
+std::size_t NatsConnection::MaxBytes() const {
+  return static_cast<std::size_t>(std::max<std::int64_t>(0, natsConnection_GetMaxPayload(m_connection)));
+}
+
+std::size_t NatsConnection::Waiting(int subscription) const {
+  int messages = 0;
+  natsSubscription_GetPending(Subscriptions()[static_cast<std::size_t>(subscription)], &messages, nullptr);
+  return static_cast<std::size_t>(std::max(0, messages));
+}
+
+void NatsConnection::OnMessage(natsConnection*, natsSubscription*, natsMsg* msg, void* closure) {
+  const char* reply = natsMsg_GetReply(msg);
+  NatsMessage message;
+  message.subject = natsMsg_GetSubject(msg);
+  message.reply = reply != nullptr ? reply : "";
+  message.data = {natsMsg_GetData(msg), static_cast<std::size_t>(natsMsg_GetDataLength(msg))};
+  message.noResponders = natsMsg_IsNoResponders(msg);
+  static_cast<Subscription*>(closure)->handler(message);
+  natsMsg_Destroy(msg);
+}
+
+void NatsConnection::OnComplete(void* closure) {
+  auto* self = static_cast<NatsConnection*>(closure);
+  const MutexLock lock(self->m_mutex);
+  ++self->m_completed;
+  self->m_ended.NotifyAll();
+}
+
+void NatsConnection::OnClosed(natsConnection*, void* closure) {
+  auto* self = static_cast<NatsConnection*>(closure);
+  self->SetUp(false);
+  const MutexLock lock(self->m_mutex);
+  self->m_closed = true;
+  self->m_ended.NotifyAll();
+}
+
+void NatsConnection::SetUp(bool up) {
+  if (m_up.exchange(up) != up) m_changed(up);
+}
+
+}  // namespace vela
