@@ -3,9 +3,10 @@
 # an orderly end; NEs under locks; missions spread over three servers; then a short audit in each other language; at last
 # the operator's console. Each part leaves no server behind.
 # usage: demo.sh BIN [--language LANGUAGE]   BIN: the folder of velad and velactl; en_US unless a language is named
+#        demo.sh BIN --hosts 3               missions over three hosts instead, see apps/demo/hosts.sh
 # Exit code 0 only if all of it was right.
 set -u
-usage="usage: demo.sh BIN [--language LANGUAGE]"
+usage="usage: demo.sh BIN [--language LANGUAGE | --hosts 3]"
 bin=${1:?$usage}
 shift
 language=en_US
@@ -13,6 +14,10 @@ while [ $# -gt 0 ]; do
   case $1 in
     --language) language=${2:-}; shift ;;
     --language=*) language=${1#*=} ;;
+    --hosts | --hosts=3)
+      [ "$1 ${2:-}" = "--hosts 3" ] || [ "$1" = --hosts=3 ] || { echo "demo: there are 3 hosts" >&2; exit 2; }
+      exec sh "$(dirname "$0")/demo/hosts.sh" "$bin"
+      ;;
     *) echo "demo: unknown argument '$1'; $usage" >&2; exit 2 ;;
   esac
   [ $# -eq 0 ] || shift

@@ -185,7 +185,9 @@ class EngineProcess {
     setenv("BENCH_NATS_PORT", text.c_str(), 1);
     const std::filesystem::path config = vela::InstallRoot() + "etc/conf/bus.cfg";
     std::filesystem::create_directories(config.parent_path());
-    std::ofstream(config) << "Bus = nats\nNatsServers = 127.0.0.1:" << port << '\n';
+    std::ofstream(config)
+        << "Bus = nats\nNatsServers = 127.0.0.1:" << port
+        << "\nNatsHeartbeatSeconds = 100\nNatsGraceSeconds = 400\nNatsExpirySeconds = 1200\n";
     m_pid = fork();
     if (m_pid == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -18,6 +18,7 @@ class WatchedBus : public vela::Bus {
   bool IsAlive(CProcID address) const override { return m_bus->IsAlive(address); }
   std::uint64_t LifeOf(CProcID address) const override { return m_bus->LifeOf(address); }
   std::vector<CProcID> LiveProcesses() const override { return m_bus->LiveProcesses(); }
+  std::vector<vela::BusMemberInfo> Members() const override { return m_bus->Members(); }
   vela::BusStats Stats() const override { return m_bus->Stats(); }
 
  private:

@@ -23,6 +23,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr int kMaxUnansweredPings = 2;
+constexpr int kLeastPing = 1000;  // milliseconds
 // Messages that follow each other so closely are written together.
 constexpr std::chrono::microseconds kPipelined(40);
 thread_local const NatsLoop* t_direct = nullptr;  // whose messages this thread writes itself
@@ -92,6 +93,7 @@ void SetWhere(natsOptions* options, const NatsSettings& settings, OptionSetter& 
   std::vector<const char*> servers;
   for (const std::string& server : settings.servers) servers.push_back(server.c_str());
   set(natsOptions_SetServers(options, servers.data(), static_cast<int>(servers.size())));
+  set(natsOptions_SetNoRandomize(options, true));
   // Only the configured ones were checked to be encrypted or near.
   set(natsOptions_SetIgnoreDiscoveredServers(options, true));
   set(natsOptions_SetTimeout(options, settings.connect.count()));
@@ -100,7 +102,7 @@ void SetWhere(natsOptions* options, const NatsSettings& settings, OptionSetter& 
   const auto wait = settings.reconnect.count();
   set(natsOptions_SetReconnectWait(options, wait));
   set(natsOptions_SetReconnectJitter(options, wait, wait));
-  set(natsOptions_SetPingInterval(options, settings.heartbeat.count()));
+  set(natsOptions_SetPingInterval(options, std::max<std::int64_t>(settings.heartbeat.count(), kLeastPing)));
   set(natsOptions_SetMaxPingsOut(options, kMaxUnansweredPings));
 }
 
@@ -159,7 +161,6 @@ void NatsLoop::Attach(__natsConnection* connection, int socket) {
   {
     const MutexLock lock(m_mutex);
     m_connection = connection;
-    if (connection != nullptr) m_connectionNow.store(connection, std::memory_order_release);
     m_socket = socket;
     m_events = connection != nullptr ? POLLIN : 0;
   }
@@ -185,10 +186,25 @@ NatsLoop::Direct::Direct(NatsLoop& loop) : m_loop(loop) {
 NatsLoop::Direct::~Direct() {
   if (!m_active) return;
   t_direct = nullptr;
-  natsConnection* connection = m_loop.m_connectionNow.load(std::memory_order_acquire);
+  m_loop.Write();
+  if (m_loop.WantsToWrite()) m_loop.Wake();
+}
+
+bool NatsLoop::WantsToWrite() {
+  const MutexLock lock(m_mutex);
+  return (m_events & POLLOUT) != 0;
+}
+
+// The engine's library takes a write of nothing for a lost connection: one thread at a time, and only when
+// there is something.
+void NatsLoop::Write() {
+  const MutexLock writing(m_writing);
+  natsConnection* connection = nullptr;
+  {
+    const MutexLock lock(m_mutex);
+    if ((m_events & POLLOUT) != 0) connection = m_connection;
+  }
   if (connection != nullptr) natsConnection_ProcessWriteEvent(connection);
-  const MutexLock lock(m_loop.m_mutex);
-  if ((m_loop.m_events & POLLOUT) != 0) m_loop.Wake();
 }
 
 void NatsLoop::Run() {
@@ -216,7 +232,7 @@ void NatsLoop::Poll(Time due) {
   if (sources[0].revents != 0 && read(m_wake, &count, sizeof count) < 0) count = 0;
   if (connection == nullptr || sources[1].fd < 0) return;
   if ((sources[1].revents & (POLLIN | POLLHUP | POLLERR)) != 0) natsConnection_ProcessReadEvent(connection);
-  if ((sources[1].revents & POLLOUT) != 0) natsConnection_ProcessWriteEvent(connection);
+  if ((sources[1].revents & POLLOUT) != 0) Write();
 }
 
 // --- the connection ---

@@ -69,6 +69,8 @@ class NatsLoop {
   void Run();
   void Poll(Time due);
   void Wake() const;
+  bool WantsToWrite();
+  void Write();
 
   const Tick m_tick;
   int m_wake = -1;
@@ -77,7 +79,7 @@ class NatsLoop {
   std::atomic<int> m_soonMilliseconds{0};
   bool m_writesDirectly = false;
   std::atomic<std::chrono::steady_clock::duration> m_lastDirect{};
-  std::atomic<__natsConnection*> m_connectionNow{nullptr};
+  Mutex m_writing;  // taken before the library's own locks
   Mutex m_mutex;
   __natsConnection* m_connection VELA_GUARDED_BY(m_mutex) = nullptr;
   int m_socket VELA_GUARDED_BY(m_mutex) = -1;

@@ -90,12 +90,12 @@ void NatsSession::OnMemberControl(CProcID source, const NatsControl& control) {
       OnTaken(source, control.life);
       break;
     case Kind::list:
+      if (std::exchange(m_listed, true)) break;  // nobody asked
       for (const NatsPeer& listed : control.list) {
         if (listed.address == m_self.address) continue;
         if (m_state == State::joining) m_awaited.insert(listed.address);
         SendControl(m_subjects.ControlTo(listed), Own(Kind::hello), m_subjects.MarkOf(listed, 0) + '0');
       }
-      m_listed = true;
       break;
     case Kind::ack:
       OnAck(source, control);
@@ -179,6 +179,7 @@ void NatsSession::OnChanged(bool up) {
   m_knownDown = false;
   LogProcess::Info("bus on NATS: the connection to the engine is there again");
   SendHeartbeat(now);
+  m_listed = false;
   SendControl(m_subjects.AskDirectory(), Own(Kind::hello));
   for (auto& [address, member] : m_members)
     if (!member.lostSince) Resend(member);

@@ -66,7 +66,12 @@ BusResult NatsSession::Join(Bus::Receiver receiver, std::string& error) {
   if (!m_connection->Connect(m_settings, name, error)) return BusResult::failed;
   const BusResult claimed = Claim(error);
   if (claimed != BusResult::ok) return claimed;
-  if (!Subscribe(error) || !Meet(error)) return BusResult::failed;
+  if (!Subscribe(error)) return BusResult::failed;
+  Meet();
+  // From now on the next ones may ask this one; the engine must know before Open returns.
+  const int asked = m_connection->Subscribe(
+      m_subjects.Directory(), "members", [this](const NatsMessage& m) { OnDirectoryQuestion(m); }, error);
+  if (asked < 0 || !IsSubscribed(error)) return BusResult::failed;
   const MutexLock lock(m_mutex);
   if (m_state == State::withdrawn) return BusResult::taken;
   m_state = State::joined;
@@ -85,13 +90,7 @@ bool NatsSession::WaitFor(Time deadline, const Done& done) {
 BusResult NatsSession::Claim(std::string& error) {
   const int control = m_connection->Subscribe(
       m_subjects.Control(), "", [this](const NatsMessage& m) { OnControl(m); }, error);
-  if (control < 0) return BusResult::failed;
-  if (!m_connection->RoundTrip(m_settings.connect)) {
-    error = "the engine does not answer";
-    return BusResult::failed;
-  }
-  error = m_connection->Refusal();
-  if (!error.empty()) return BusResult::failed;
+  if (control < 0 || !IsSubscribed(error)) return BusResult::failed;
   const std::string mark = m_subjects.MarkOf({m_self.address, kClaimQuestion}, 0) + '0';
   SendControl(m_subjects.AskAddress(), Own(Kind::hello), mark);
   const MutexLock lock(m_mutex);
@@ -112,16 +111,19 @@ bool NatsSession::Subscribe(std::string& error) {
       m_connection->Subscribe(
           m_subjects.Presence(), "", [this](const NatsMessage& m) { OnPresence(m); }, error) < 0)
     return false;
-  if (!m_connection->RoundTrip(m_settings.connect)) {
+  return IsSubscribed(error);
+}
+
+bool NatsSession::IsSubscribed(std::string& error) {
+  if (m_connection->RoundTrip(m_settings.connect))
+    error = m_connection->Refusal();
+  else
     error = "the engine does not answer";
-    return false;
-  }
-  error = m_connection->Refusal();
   return error.empty();
 }
 
 // Asks one process who else is there, and each of those to take notice of this one.
-bool NatsSession::Meet(std::string& error) {
+void NatsSession::Meet() {
   const MutexLock lock(m_mutex);
   See(m_self, m_host);
   SendHeartbeat(Clock::now());
@@ -134,9 +136,6 @@ bool NatsSession::Meet(std::string& error) {
   if (!m_listed)
     LogProcess::Error("bus on NATS: nobody tells who is there; others will be found by their heartbeats");
   WaitFor(Clock::now() + m_settings.connect, [this]() VELA_REQUIRES(m_mutex) { return m_awaited.empty(); });
-  const int asked = m_connection->Subscribe(
-      m_subjects.Directory(), "members", [this](const NatsMessage& m) { OnDirectoryQuestion(m); }, error);
-  return asked >= 0;
 }
 
 void NatsSession::Leave() {

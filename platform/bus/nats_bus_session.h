@@ -82,7 +82,9 @@ class NatsSession {
   // Joining.
   bool Subscribe(std::string& error);
   BusResult Claim(std::string& error);
-  bool Meet(std::string& error);
+  // Whether the engine has taken all subscriptions so far.
+  bool IsSubscribed(std::string& error);
+  void Meet();
   bool HasDelivered() const VELA_REQUIRES(m_mutex);
   // Until `done`, or the deadline: false.
   template <class Done>
