@@ -43,7 +43,8 @@ int ShareOf(std::size_t index, std::size_t count) {
 }
 
 bool NEWork::Ended() {
-  return m_frame.watch.Ended() != RequestEnd::none;
+  m_ended = m_frame.watch.Ended() != RequestEnd::none;
+  return m_ended;
 }
 
 bool NEWork::Run(const void* parent, int weight) {
@@ -53,7 +54,7 @@ bool NEWork::Run(const void* parent, int weight) {
   const auto begin = std::chrono::steady_clock::now();
   m_frame.errors.AddErrTransStart();
   const std::uint32_t code = Operate();
-  if (Ended()) {
+  if (m_ended) {
     m_frame.errors.RollbackAddErr();
     return false;
   }
@@ -93,9 +94,10 @@ std::uint32_t NEWork::WorkOn(const NetworkNE& ne) {
   if (code != 0) return code;
   m_done.version = access.SoftwareVersion();
   WorkOnBoards(access);
+  if (Ended()) return 0;  // from here on, it is done
   m_done.alarms = access.Alarms().size();
   code = access.Disconnect();
-  if (code != 0 || reset || Ended()) return code;
+  if (code != 0 || reset) return code;
   code = WriteConfiguration(ne, m_done.version, m_session.GetHandle());
   if (code == 0) m_done.file = ConfigurationFile(ne.ne);
   return code;

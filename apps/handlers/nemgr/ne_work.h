@@ -46,7 +46,7 @@ class NEWork {
  public:
   NEWork(PieceFrame& frame, std::uint32_t ne) : m_frame(frame) { m_done.ne = ne; }
 
-  // False when the request is to end: then it has left neither errors nor a file.
+  // False when the request is to end before the NE is done: then it has left neither errors nor a file.
   bool Run(const void* parent, int weight);
   const NEDone& Done() const { return m_done; }
 
@@ -62,6 +62,7 @@ class NEWork {
   PieceFrame& m_frame;
   NEDone m_done;
   NSTE_util::TETransactionLog m_session;
+  bool m_ended = false;  // before it was done
 };
 
 // What part `index` of `count` is of a whole, in percent: together they are 100.

@@ -3,16 +3,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <set>
 
+#include "apps/common/entries.h"
 #include "apps/common/ne_list.h"
 #include "apps/velactl/inventory.h"
-#include "platform/config/vela_config.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
@@ -73,22 +71,13 @@ bool Network::Load(const std::string& file, std::string& reason) {
 }
 
 bool Network::Read(const std::string& file, Keys& keys, std::string& reason) {
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> in(VELA_OS::fopen(file.c_str(), "r"),
-                                                           VELA_OS::fclose);
-  if (!in) {
-    reason = file + ": " + std::strerror(errno);
-    return false;
-  }
-  char key[VELA_LINE_TEXT];
-  char value[VELA_LINE_TEXT];
-  for (int line = 1;; ++line) {
-    const int kind = VelaGetLine(in.get(), key, value);
-    if (kind == VELA_LINE_END) return true;
-    if (kind != VELA_LINE_ENTRY || AddEntry(key, value, keys)) continue;
-    reason =
-        file + ":" + std::to_string(line) + ": no such key, a bad value, or a type that stands there already";
-    return false;
-  }
+  const int line =
+      apps::ReadEntries(file, [&](const char* key, const char* value) { return AddEntry(key, value, keys); });
+  if (line == 0) return true;
+  reason = line < 0 ? file + ": " + std::strerror(errno)
+                    : file + ":" + std::to_string(line) +
+                          ": no such key, a bad value, or a type that stands there already";
+  return false;
 }
 
 bool Network::AddEntry(std::string_view key, const std::string& value, Keys& keys) {

@@ -1,14 +1,14 @@
 #include "apps/handlers/nemgr/piece.h"
 
-#include <algorithm>
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/asn1/nms_codes.h"
 #include "apps/common/texts.h"
+#include "apps/handlers/error_list_fit.h"
+#include "apps/handlers/mission_messages.h"
 #include "apps/handlers/nemgr/ne_work.h"
 #include "asn1/error.h"
 #include "asn1/nms.h"
@@ -74,7 +74,7 @@ PieceEnd WhyNot(const AsnNEPieceReq& request, NEFaults& faults) {
     return {VELA_ERR_GENERAL, "operation " + std::to_string(operation) + " is neither an upload nor a reset"};
   if (request.nes.size() > NE_MISSION_MOST_NES)
     return {NE_MISSION_ERR_BAD_NES,
-            apps::ErrorText(NE_OPER_ERR_BAD_NES, {std::to_string(NE_MISSION_MOST_NES)})};
+            apps::ErrorText(NE_MISSION_ERR_BAD_NES, {std::to_string(NE_MISSION_MOST_NES)})};
   PieceEnd end;
   if (!LoadNEFaults(vela::InstallRoot() + "conf/ne_faults.cfg", faults, end.reason))
     end.code = NE_OPER_ERR_FAULTS;
@@ -93,35 +93,10 @@ void AddResult(const NEDone& done, AsnNEResultList& results) {
   result.millis = static_cast<AsnIntType>(done.time.count());
 }
 
-// Keeps the report within what its receiver accepts; what is left out is counted.
-void FitReport(AsnErrReport& report) {
-  constexpr std::size_t elementsEach = 12;
-  constexpr std::size_t bytesEach = 96;
-  if (report.errors == nullptr) return;
-  const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
-  std::size_t fitting = 0;
-  std::size_t elements = 2 * elementsEach;
-  std::size_t bytes = 1024;
-  for (const AsnErrInfo& error : *report.errors) {
-    elements += elementsEach;
-    bytes += bytesEach + (error.errorText != nullptr ? error.errorText->Len() : 0) +
-             (error.position != nullptr ? error.position->Len() : 0);
-    if (elements > limits.maxElements || bytes > limits.maxBytes / 2) break;
-    ++fitting;
-  }
-  const std::size_t omitted = report.errors->size() - fitting;
-  if (omitted == 0) return;
-  while (report.errors->size() > fitting) report.errors->pop_back();
-  AsnErrInfo& note = *report.errors->append();
-  note.errorCode = static_cast<AsnIntType>(NE_OPER_ERR_OMITTED);
-  const std::string text = apps::ErrorText(NE_OPER_ERR_OMITTED, {std::to_string(omitted)});
-  note.errorText = new AsnOcts(text.data(), text.size());
-}
-
 bool FillReport(NSTE_util::TEOperErrorLogIF& errors, AsnOcts& out) {
   AsnErrReport report;
   if (!errors.GetErrList(&report)) return false;
-  FitReport(report);
+  if (report.errors != nullptr) FitErrors(*report.errors, vela::ConfiguredAsnLimits().maxBytes / 2);
   unsigned char* bytes = nullptr;
   std::size_t size = 0;
   if (CAsnHelper::Encode(report, bytes, size) != 0) return false;
@@ -160,9 +135,8 @@ unsigned long SendEnd(VelaGnlTask* task, CProcID owner, const AsnNEPieceEnd& end
 }
 
 void LogEnd(const std::string& what, const AsnNEPieceEnd& end) {
-  char code[16];
-  std::snprintf(code, sizeof code, "0x%08X", Value(end.errorCode));
-  LogProcess::Info(what + ": ends with code " + code + " after " + std::to_string(end.results.size()));
+  LogProcess::Info(what + ": ends with code " + HexCode(Value(end.errorCode)) + " after " +
+                   std::to_string(end.results.size()));
 }
 
 }  // namespace
@@ -173,8 +147,7 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
   const NSTE_util::TETimeLogGuard timeLog("NE piece");
   NSTE_util::TEOperErrorLogIF* errors = NSTE_util::TEOperErrorLogIF::Instance();
   const AsnPieceShare* share = OwnShare(request);
-  const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
-  const CProcID owner(header.srcProcId, header.srcHandle);
+  const CProcID owner = RequestSource(task);
   if (errors == nullptr) return VELA_ERR_STOPPING;
   if (share == nullptr) {
     LogProcess::Error("a piece of " + VelaAddressText(owner) + " has no share of this process");
@@ -200,7 +173,8 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
   }
   end.errorCode = static_cast<AsnIntType>(why.code);
   SetText(end.reason, why.reason);
-  if (!FillReport(*errors, end.report)) return VELA_ERR_GENERAL;
+  if (!FillReport(*errors, end.report) && why.code == 0)
+    end.errorCode = static_cast<AsnIntType>(VELA_ERR_GENERAL);
   LogEnd(context.GetMissionDesc(), end);
   return SendEnd(task, owner, end);
 }

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "apps/handlers/audit/audit_rules.h"
 #include "asn1/nms.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_runtime.h"
@@ -13,7 +14,8 @@ namespace {
 
 constexpr std::size_t kElementsEach = 9;  // an NE in the answer
 constexpr std::size_t kBytesEach = 64;    // beside its texts
-constexpr std::size_t kAround = 16;       // both, of what is around the lists
+constexpr std::size_t kUnknownBytes = 6;
+constexpr std::size_t kAround = 16;  // both, of what is around the lists
 
 std::uint32_t Value(const AsnInt& value) {
   return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
@@ -21,6 +23,14 @@ std::uint32_t Value(const AsnInt& value) {
 
 void SetText(AsnOcts& octs, const std::string& text) {
   octs.Set(text.data(), text.size());
+}
+
+std::uint32_t TooMany(std::size_t nes, const vela::AsnLimits& limits) {
+  LogProcess::Error("topology: " + std::to_string(nes) + " NEs do not fit one answer: ask for at most " +
+                    std::to_string((limits.maxElements - kAround) / kElementsEach) +
+                    " at a time, or raise AsnMaxElements and AsnMaxBytes in etc/conf/vela.cfg and start all "
+                    "processes again");
+  return VELA_ERR_TOO_LARGE;
 }
 
 }  // namespace
@@ -47,13 +57,16 @@ std::uint32_t Topology::Find(const AsnTopoNEReq& request, AsnTopoNERsp& response
   std::vector<std::uint32_t> unknown;
   const std::vector<const NetworkNE*> wanted = Wanted(request, unknown);
   const vela::AsnLimits& limits = vela::ConfiguredAsnLimits();
-  std::size_t bytes = kAround + 6 * unknown.size();
-  const std::size_t elements = kAround + unknown.size() + kElementsEach * wanted.size();
+  if (kAround + unknown.size() + kElementsEach * wanted.size() > limits.maxElements)
+    return TooMany(wanted.size(), limits);
+  std::size_t bytes = kAround + kUnknownBytes * unknown.size();
   const vela::MutexLock lock(m_mutex);
   for (const NetworkNE* ne : wanted) {
-    AsnTopoNE& one = *response.nes.append();
     const auto found = m_states.find(ne->ne);
     const State state = found == m_states.end() ? State() : found->second;
+    bytes += kBytesEach + ne->name.size() + ne->type.size() + state.version.size();
+    if (bytes > limits.maxBytes) return TooMany(wanted.size(), limits);
+    AsnTopoNE& one = *response.nes.append();
     one.ne = static_cast<AsnIntType>(ne->ne);
     SetText(one.name, ne->name);
     SetText(one.type, ne->type);
@@ -62,16 +75,9 @@ std::uint32_t Topology::Find(const AsnTopoNEReq& request, AsnTopoNERsp& response
     one.alarms = state.alarms;
     one.lastCode = static_cast<AsnIntType>(state.lastCode);
     one.lastTime = state.lastTime;
-    bytes += kBytesEach + ne->name.size() + ne->type.size() + state.version.size();
   }
   for (const std::uint32_t ne : unknown) *response.unknown.append() = static_cast<AsnIntType>(ne);
-  if (elements <= limits.maxElements && bytes <= limits.maxBytes) return 0;
-  LogProcess::Error("topology: " + std::to_string(wanted.size()) +
-                    " NEs do not fit one answer: ask for at most " +
-                    std::to_string((limits.maxElements - kAround) / kElementsEach) +
-                    " at a time, or raise AsnMaxElements and AsnMaxBytes in etc/conf/vela.cfg and start all "
-                    "processes again");
-  return VELA_ERR_TOO_LARGE;
+  return 0;
 }
 
 void Topology::Apply(AsnNEChanges& changes) {
@@ -86,7 +92,7 @@ void Topology::Apply(AsnNEChanges& changes) {
     state.lastCode = Value(it->errorCode);
     state.lastTime = static_cast<AsnIntType>(changes.time);
     if (it->version.Len() != 0) {
-      state.version = it->version.data();
+      state.version = Shown(it->version.data());
       state.alarms = static_cast<AsnIntType>(it->alarms);
     }
     SetText(it->file, "");

@@ -23,7 +23,7 @@ class Topology {
   explicit Topology(const Network& network) : m_network(network) {}
 
   // The NEs that are asked for, each once, in that order, or all. What stands in the answer has to fit what
-  // its receiver accepts (AsnMaxElements, AsnMaxBytes of etc/conf/vela.cfg): 22222 NEs with the built-in
+  // its receiver accepts (AsnMaxElements, AsnMaxBytes of etc/conf/vela.cfg): 22220 NEs with the built-in
   // limits. 0, or VELA_ERR_TOO_LARGE with a line in the log that says what to do; `response` is then of no
   // use.
   std::uint32_t Find(const SNACC::AsnTopoNEReq& request, SNACC::AsnTopoNERsp& response) const;
