@@ -1,7 +1,8 @@
 #!/bin/sh
 # The demonstration, part by part (apps/demo/): a server, an audit with its progress, a second one cancelled halfway,
-# an orderly end; NEs under locks; missions spread over three servers; then a short audit in each other language; at last
-# the operator's console. Each part leaves no server behind.
+# an orderly end; NEs under locks; missions spread over three servers; files of a server, fetched and sent by a client
+# with another root; then a short audit in each other language; at last the operator's console. Each part leaves no
+# server behind.
 # usage: demo.sh BIN [--language LANGUAGE]   BIN: the folder of velad and velactl; en_US unless a language is named
 #        demo.sh BIN --hosts 3               missions over three hosts instead, see apps/demo/hosts.sh
 # Exit code 0 only if all of it was right.
@@ -62,6 +63,7 @@ speak "$language"
 . "$parts/audit.sh"
 . "$parts/locks.sh"
 . "$parts/spread.sh"
+. "$parts/files.sh"
 . "$parts/languages.sh"
 . "$parts/console.sh"
 printf '\ndemo: all right\n'

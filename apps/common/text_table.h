@@ -27,6 +27,7 @@ inline constexpr BuiltInText kTexts[] = {
     {"HANDLERS_NOT_STARTED", "the handler set {1} did not start, code {2}; the log says why"},
     {"SERVER_NO_WORKERS", "the worker threads cannot be started"},
     {"SERVER_NO_TASKS", "the service tasks cannot be started"},
+    {"SERVER_NO_FILES", "the file service cannot be started; look into the log"},
     {"SERVER_ADDRESS_TAKEN", "the address {1} is taken by another process; give this one its own ProcHandle"},
     {"SERVER_NO_BUS", "cannot open the message bus below {1}; look into the log in {2}"},
     // The audit on the server.
@@ -217,6 +218,35 @@ inline constexpr BuiltInText kTexts[] = {
     {"ERR42012032", "the configuration could not be written or compressed; look for space and rights on the disk of the NE manager"},
     {"ERR42012033", "file {1} could not be fetched from NE manager {2}, code {3}; look into both logs"},
     {"ERR42012034", "another server works on the NE; repeat the request later"},
+    // Files of servers.
+    {"FILE_NO_VERB", "get, put, ls or rm is missing"},
+    {"FILE_BAD_VERB", "'{1}' is none of get, put, ls and rm"},
+    {"FILE_NO_PROCESS", "no server process is named"},
+    {"FILE_BAD_PROCESS", "'{1}' is no server process: N or N/HANDLE, N from 1 to 65535, HANDLE from 1 to 10000"},
+    {"FILE_NO_PATH", "no file of the server is named"},
+    {"FILE_NO_NAME", "'{1}' names no file"},
+    {"FILE_ONE_TOO_MANY", "'{1}' is one argument too many"},
+    {"FILE_NO_SERVER", "no server process {1} is running below {2}; start one with velad"},
+    {"FILE_NO_SERVICE", "server process {1} offers no files; FileService in its configuration switches them on"},
+    {"FILE_NOT_ORDINARY", "{1} is no ordinary file"},
+    {"FILE_NOT_READ", "{1} cannot be read: {2}"},
+    {"FILE_NOT_WRITTEN", "{1} cannot be written: {2}; nothing was changed"},
+    {"FILE_DAMAGED", "what server process {1} sent for {2} is damaged; nothing was changed"},
+    {"FILE_GROWS", "{1} becomes larger than {2} MiB, which InflateMaxFileMiB allows; nothing was changed"},
+    {"FILE_ONE_MESSAGE", "{1} does not fit into one message, even packed; split it"},
+    {"FILE_TOO_LARGE", "{2} is larger than server process {1} allows, or than one message can carry; split it"},
+    {"FILE_LEFT", "interrupted; the file is the old one or the new one, never a part of it"},
+    {"FILE_WAITING", "Asking process {2} for {1}"},
+    {"FILE_WRITING", "Writing {1}"},
+    {"FILE_PACKING", "Packing {1}"},
+    {"FILE_SENDING", "Sending {1} to process {2}"},
+    {"FILE_GOT", "{1} of process {2}: {3} bytes, written to {4}"},
+    {"FILE_SENT", "{1}: {2} bytes, written to {3} of process {4}"},
+    {"FILE_REMOVED", "{1} of process {2} removed"},
+    // Why a server did not do it, by code. {1}: the server process, {2}: the file.
+    {"ERR4101F040", "server process {1} refuses {2}; what may be read, written and deleted stands in its vela.cfg, the reason in its log"},
+    {"ERR4101F041", "server process {1} has no {2}"},
+    {"ERR42008134", "server process {1} cannot write {2}; is its disk full?"},
     // Help, a line for each numbered key of a resource file.
     {"VELAD_HELP",
      "velad - a server process of the network-management platform\n"
@@ -245,6 +275,7 @@ inline constexpr BuiltInText kTexts[] = {
      "  inspect NES    look at NEs; see velactl inspect --help\n"
      "  debug PROCESS  the operator's console of a process; see velactl debug --help\n"
      "  ps             list the running server processes; see velactl ps --help\n"
+     "  file VERB      get, put, list and remove files of a server; see velactl file --help\n"
      "  --help         this text\n"
      "  --version      the version\n"
      "\n"
@@ -329,6 +360,24 @@ inline constexpr BuiltInText kTexts[] = {
      "\n"
      "Each line: number and handle, process id, how long it has been running, its missions, and the objects that are\n"
      "locked by its operations. A process that does not answer has \"-\" there.\n"},
+    {"FILE_HELP",
+     "velactl file - files of a server process\n"
+     "\n"
+     "usage: velactl file get PROCESS PATH [LOCAL]\n"
+     "       velactl file put PROCESS PATH [LOCAL]\n"
+     "       velactl file ls PROCESS [FOLDER [PATTERN]]\n"
+     "       velactl file rm PROCESS PATH\n"
+     "\n"
+     "  PROCESS     number of the server process, and which instance of it: N or N/HANDLE\n"
+     "  PATH        the file, from the folder on that the server offers files of, as a rule its installation root\n"
+     "  LOCAL       the file here, or the folder that it is in; by default this folder\n"
+     "  PATTERN     names that hold this text; one \"*\" stands for any text\n"
+     "  --timeout   seconds to wait for the server, by default 240\n"
+     "  --json      print the result as JSON\n"
+     "\n"
+     "Files are replaced as a whole or not at all, at both ends; Ctrl-C leaves nothing behind. What the server offers\n"
+     "stands in its etc/conf/vela.cfg. Exit code 0 when all was done, 2 when the server refused the file or has none of\n"
+     "that name, 1 when anything else went wrong (the reason is on standard error), 130 after Ctrl-C.\n"},
 };
 // clang-format on
 

@@ -8,6 +8,7 @@
 #include "apps/velactl/audit_command.h"
 #include "apps/velactl/debug_command.h"
 #include "apps/velactl/failure.h"
+#include "apps/velactl/file_command.h"
 #include "apps/velactl/ne_oper_command.h"
 #include "apps/velactl/ps_command.h"
 #include "apps/velactl/spread_command.h"
@@ -24,7 +25,8 @@ constexpr Command kCommands[] = {{"audit", velactl::AuditCommand},
                                  {"spread", velactl::SpreadCommand},
                                  {"missions", velactl::MissionsCommand},
                                  {"debug", velactl::DebugCommand},
-                                 {"ps", velactl::PsCommand}};
+                                 {"ps", velactl::PsCommand},
+                                 {"file", velactl::FileCommand}};
 
 }  // namespace
 

@@ -18,6 +18,7 @@
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task_mgr.h"
 #include "util/basicutil/common.h"
+#include "util/basicutil/file_service.h"
 #include "util/basicutil/filepath.h"
 #include "util/basicutil/mutex.h"
 #include "util/basicutil/progress_api.h"
@@ -26,6 +27,9 @@ namespace velad {
 namespace {
 
 constexpr int kConsoleSeconds = 5;  // for operators' commands that run at the end
+// Files are moved in workers of their own, so that neither they nor missions wait for the other.
+constexpr unsigned char kFileTaskMgr = 3;
+constexpr unsigned kFileWorkers = 2;
 
 std::string AddressText(CProcID address) {
   return std::to_string(address.Number()) + "/" + std::to_string(address.Handle());
@@ -62,8 +66,14 @@ bool MakeTaskMgrs(const ServerConfig& config) {
   service.id = kServiceTaskMgr;
   service.name = "service";
   service.workers = 1;
+  VelaTaskMgrConfig files;
+  files.id = kFileTaskMgr;
+  files.name = "files";
+  files.workers = kFileWorkers;
+  files.queueLimit = config.queueLimit;
   VelaAppMgr* app = VelaAppMgr::Instance();
-  return app != nullptr && app->CreateTaskMgr(missions) != nullptr && app->CreateTaskMgr(service) != nullptr;
+  return app != nullptr && app->CreateTaskMgr(missions) != nullptr &&
+         app->CreateTaskMgr(service) != nullptr && app->CreateTaskMgr(files) != nullptr;
 }
 
 std::string WhyNotStarted(vela::BusResult result, CProcID address) {
@@ -129,6 +139,8 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
   std::vector<HandlerSet> sets;
   if (!LoadOperLocks(config.mutexFile, error) || !LoadHandlers(config, sets, error)) return Fail(error);
   if (!MakeTaskMgrs(config)) return Fail(apps::Text("SERVER_NO_WORKERS"));
+  if (config.fileService && NSTE_util::RegFileService(kFileTaskMgr) != 0)
+    return Fail(apps::Text("SERVER_NO_FILES"));
   VelaAppMgr* app = VelaAppMgr::Instance();
   vela::BusResult result = vela::BusResult::failed;
   if (app->Start(apps::WatchOpen(vela::MakeBus({}), result), config.address, 0) != 0)

@@ -65,6 +65,7 @@ bool LoadConfig(const std::string& file, const std::string& root, ServerConfig& 
   config.workerThreads = static_cast<unsigned>(keys.Int("WorkerThreads", 1, 256, 4));
   config.queueLimit = static_cast<unsigned>(keys.Int("QueueLimit", 1, 1000000, 1000));
   config.stopSeconds = keys.Int("StopSeconds", 0, 3600, 10);
+  config.fileService = keys.Int("FileService", 0, 1, 1) == 1;
   if (number == 0) keys.Fail(apps::Text("CONFIG_NO_PROCESS"));
   if (number == VELA_CLIENT_GROUP) keys.Fail(apps::Text("CONFIG_CLIENT_NUMBER"));
   config.address = CProcID(static_cast<std::uint16_t>(number), static_cast<std::uint16_t>(handle));

@@ -14,6 +14,7 @@ struct ServerConfig {
   unsigned queueLimit = 1000;
   int stopSeconds = 10;
   std::string handlerSets;   // as LoadHandlerSets takes them
+  bool fileService = true;   // answers the file commands
   std::string mutexFile;     // full path
   std::string logDirectory;  // full path; empty: the one that the library chooses
 };

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "apps/handlers/audit/audit_archive.h"
 #include "apps/handlers/audit/audit_run.h"
 #include "apps/handlers/audit/ne_types.h"
 #include "apps/velad/handler_set.h"
@@ -24,6 +25,7 @@ namespace velad {
 namespace {
 
 constexpr int kLongestPause = 10000000;  // microseconds
+constexpr int kMostReports = 10000;
 
 std::vector<NERecord> Records(const AsnAuditReq& request) {
   std::vector<NERecord> records;
@@ -38,6 +40,12 @@ std::uint32_t ConfiguredPause() {
   int pause = 0;
   VelaGetRegInt(vela::ProcessConfigFile().c_str(), "AuditRecordMicroseconds", pause);
   return static_cast<std::uint32_t>(std::clamp(pause, 0, kLongestPause));
+}
+
+int KeptReports() {
+  int kept = 20;
+  VelaGetRegInt(ConfigFile().c_str(), "AuditReports", kept);
+  return std::clamp(kept, 0, kMostReports);
 }
 
 void SetOcts(AsnOcts& octs, const std::string& text) {
@@ -111,6 +119,8 @@ unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {
   SetEnd(response, run.ErrorCode(), run.Reason());
   FillFindings(run.Findings(), records, response);
   LogProcess::Info(context.GetMissionDesc() + ": " + Summary(run));
+  ArchiveAudit(run, records, CProcID(header.srcProcId, header.srcHandle),
+               static_cast<std::int32_t>(audit.missionID), KeptReports());
   return NSTE_util::CfgSendRsp(task, response);
 }
 

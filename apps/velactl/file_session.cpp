@@ -1,0 +1,122 @@
+#include "apps/velactl/file_session.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include "apps/velactl/client_process.h"
+#include "apps/velactl/inbox.h"
+#include "apps/velactl/terminal.h"
+#include "platform/asncmd/asn_cmd.h"
+#include "platform/task/vela_task.h"
+
+namespace velactl {
+namespace {
+
+constexpr int kExitLeft = 130;
+constexpr int kLookMilliseconds = 300;
+constexpr int kLooksUntilGone = 4;
+constexpr std::chrono::milliseconds kNoticeable{500};
+constexpr std::int32_t kOwnSteps = 0;  // no mission has this number
+
+sigset_t ServedSignals() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGWINCH}) sigaddset(&signals, signal);
+  return signals;
+}
+
+int SignalDescriptor() {
+  const sigset_t signals = ServedSignals();
+  return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+}  // namespace
+
+FileSession::FileSession(CProcID server, int seconds, bool quiet)
+    : m_server(server),
+      m_seconds(seconds),
+      m_columns(SizeOfTerminal().columns),
+      m_quiet(quiet),
+      m_signals(SignalDescriptor()),
+      m_begun(std::chrono::steady_clock::now()),
+      m_bar(m_columns) {}
+
+FileSession::~FileSession() {
+  if (m_worker.joinable()) m_worker.join();
+  close(m_signals);
+}
+
+void FileSession::HoldSignals() {
+  const sigset_t signals = ServedSignals();
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+bool FileSession::Run(const std::function<bool()>& work) {
+  m_worker = std::thread([this, &work] {
+    m_complete = work();
+    m_ended.store(true, std::memory_order_release);
+    Inbox::Instance().Wake();
+  });
+  pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals, POLLIN, 0}};
+  while (!m_ended.load(std::memory_order_acquire)) {
+    if (poll(sources, 2, kLookMilliseconds) == 0) WatchServer();
+    ServeSignals();
+    ShowSteps();
+  }
+  m_worker.join();
+  ShowSteps();
+  if (Shows()) WriteToTerminal(m_bar.Finish(m_complete));
+  return m_complete;
+}
+
+bool FileSession::Step(int percent, const std::string& step) {
+  Inbox::Instance().Leave({kOwnSteps, percent, step, 0, m_server});
+  return !Leaving();
+}
+
+std::uint32_t FileSession::Exec(std::uint32_t command, const SNACC::AsnType& request,
+                                SNACC::AsnType& response) const {
+  VelaGnlTask task("file");
+  const VelaCurrentTaskScope current(&task);
+  return CAsnPhyCmd(command, request, m_server, m_seconds, 0, 0).Exec(&task, response);
+}
+
+bool FileSession::Shows() const {
+  if (m_columns == 0) return !m_quiet && m_large.load(std::memory_order_relaxed);
+  return m_large.load(std::memory_order_relaxed) || std::chrono::steady_clock::now() - m_begun > kNoticeable;
+}
+
+void FileSession::ShowSteps() {
+  for (const ProgressReport& report : Inbox::Instance().Take()) {
+    if (report.missionID != kOwnSteps) continue;
+    m_percent = report.percent;
+    m_step = report.step;
+  }
+  if (Shows()) WriteToTerminal(m_bar.Update(m_percent, m_step));
+}
+
+void FileSession::ServeSignals() {
+  signalfd_siginfo info{};
+  while (read(m_signals, &info, sizeof info) == sizeof info) {
+    if (info.ssi_signo == SIGWINCH) {
+      m_bar.SetColumns(SizeOfTerminal().columns);
+      continue;
+    }
+    if (m_leaving.exchange(true, std::memory_order_acq_rel)) {
+      WriteToTerminal(m_bar.Finish(false));
+      _exit(kExitLeft);
+    }
+    CAsnCmd::Destroy();
+  }
+}
+
+// An answer may still be under way when the server is gone already, hence several looks.
+void FileSession::WatchServer() {
+  m_missed = ClientProcess::IsAlive(m_server) ? 0 : m_missed + 1;
+  if (m_missed < kLooksUntilGone || m_gone.exchange(true, std::memory_order_acq_rel)) return;
+  CAsnCmd::Destroy();
+}
+
+}  // namespace velactl
