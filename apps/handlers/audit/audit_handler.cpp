@@ -44,7 +44,7 @@ std::uint32_t ConfiguredPause() {
 
 int KeptReports() {
   int kept = 20;
-  VelaGetRegInt(ConfigFile().c_str(), "AuditReports", kept);
+  VelaGetRegInt(vela::ProcessConfigFile().c_str(), "AuditReports", kept);
   return std::clamp(kept, 0, kMostReports);
 }
 
