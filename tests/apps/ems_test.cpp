@@ -115,7 +115,7 @@ void End(Peer& self, std::uint32_t id, const AsnNMSNEIdList& nes, char mode) {
     const std::string name = NSTE_util::TENEID2Str(Value(ne));
     std::string file = "var/upload/1/" + name + ".cfg.gz";
     NSTE_util::CompressFile(files::Write("var/upload/1/" + name, "config of " + name), files::Root() + file);
-    if (mode == 'o') file = "var/upload/../../conf/mutex.cfg";
+    if (mode == 'o') file = "var/trans/core/conf/trans_ems.cfg";
     AsnNEResult& result = *end.results.append();
     result.ne = static_cast<AsnIntType>(Value(ne));
     result.errorCode = mode == 'f' ? static_cast<AsnIntType>(BOARD_ERR_MISSING) : 0;
