@@ -39,6 +39,11 @@ constexpr std::uint32_t NE_PART_ERR_REFUSED = 0x42012024;     // it did not take
 
 // Errors of one NE, beside those of ne_oper_codes.h.
 constexpr std::uint32_t NE_ERR_UNKNOWN = 0x42012031;      // the topology service does not know it
-constexpr std::uint32_t NE_ERR_NOT_WRITTEN = 0x42012032;  // its configuration could not be written or compressed
+constexpr std::uint32_t NE_ERR_NOT_WRITTEN = 0x42012032;  // its configuration could not be written as a file
 constexpr std::uint32_t NE_ERR_NOT_FETCHED = 0x42012033;  // or fetched from the NE manager
 constexpr std::uint32_t NE_ERR_BUSY = 0x42012034;         // another EMS works on it
+
+// Of a reload, which then has changed nothing.
+constexpr std::uint32_t RELOAD_ERR_LANGUAGE = 0x42012041;  // no such language, or no texts of it
+constexpr std::uint32_t RELOAD_ERR_SWITCHES = 0x42012042;  // the debug switches
+constexpr std::uint32_t RELOAD_ERR_MUTEX = 0x42012043;     // the operations that exclude each other

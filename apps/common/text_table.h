@@ -247,6 +247,85 @@ inline constexpr BuiltInText kTexts[] = {
     {"ERR4101F040", "server process {1} refuses {2}; what may be read, written and deleted stands in its vela.cfg, the reason in its log"},
     {"ERR4101F041", "server process {1} has no {2}"},
     {"ERR42008134", "server process {1} cannot write {2}; is its disk full?"},
+    // The small network-management server on the client, and what operators ask of servers.
+    {"NES_ALL_AND_LIST", "NEs are named beside --all"},
+    {"NES_NONE_NAMED", "no NEs are named; --all takes all of them"},
+    {"NES_BAD_REPORT", "the errors of the NEs cannot be read; look into the server's log"},
+    {"NES_DONE", "done"},
+    {"NES_FAILED", "failed"},
+    {"NES_PART_FAILED", "process {1} did {2} of its {3} NEs: {4}"},
+    {"NES_SUMMARY", "{1} of {2} NEs worked on, {3} failed, {4} errors"},
+    {"NES_REFUSED", "refused with code {1}: {2}; nothing was done. Wait for its end, then repeat the request, or name other NEs"},
+    {"NES_HEAD_NE", "NE"},
+    {"NES_HEAD_NAME", "NAME"},
+    {"NES_HEAD_TYPE", "TYPE"},
+    {"NES_HEAD_MANAGER", "MANAGER"},
+    {"NES_HEAD_RESULT", "RESULT"},
+    {"NES_HEAD_VERSION", "VERSION"},
+    {"NES_HEAD_BOARDS", "BOARDS"},
+    {"NES_HEAD_PORTS", "PORTS"},
+    {"NES_HEAD_ALARMS", "ALARMS"},
+    {"NES_HEAD_TIME", "TIME"},
+    {"NES_HEAD_LAST", "LAST"},
+    {"NES_HEAD_ERRORS", "ERRORS"},
+    {"NES_KNOWN", "{1} NEs"},
+    {"NES_UNKNOWN", "the topology service does not know {1}; velactl nes lists those that it knows"},
+    {"CLIENT_NO_SERVERS", "no server process is running below {1}; start one with velad"},
+    {"CLIENT_TIME_LEFT", "time left"},
+    {"CLIENT_SECONDS", "about {1} s"},
+    {"CLIENT_MINUTES", "about {1} min"},
+    {"SESSIONS_NONE", "no operations are known"},
+    {"SESSIONS_RUNNING", "under way"},
+    {"SESSIONS_FAILED", "ended with code {1}"},
+    {"SESSIONS_HEAD_CLIENT", "CLIENT"},
+    {"SESSIONS_HEAD_USER", "USER"},
+    {"SESSIONS_HEAD_OPERATION", "OPERATION"},
+    {"SESSIONS_HEAD_NES", "NES"},
+    {"SESSIONS_HEAD_TIME", "TIME"},
+    {"SESSIONS_HEAD_STATE", "STATE"},
+    {"RELOAD_BAD_PROCESS", "one process is to be named: N, N/HANDLE or all"},
+    {"RELOAD_NO_NAME", "--language takes the name of a folder below res, like en_US"},
+    {"RELOAD_FAILED", "not all processes have read their files again; those that have not are as they were. Mend what they say, then repeat the request"},
+    {"RELOAD_HEAD_PROCESS", "PROCESS"},
+    {"RELOAD_HEAD_LANGUAGE", "LANGUAGE"},
+    {"RELOAD_HEAD_RESULT", "RESULT"},
+    {"RELOAD_BAD_LANGUAGE", "there is no language '{1}', or its resource.txt below res cannot be read; nothing was changed"},
+    {"RELOAD_BAD_SWITCHES", "{1}: module {2} does not have four switches, or the file cannot be read; nothing was changed"},
+    {"RELOAD_NO_MUTEX", "{1} cannot be read; nothing was changed"},
+    {"RELOAD_BAD_MUTEX", "{1}: line {2} is wrong; nothing was changed"},
+    {"TOP_BAD_INTERVAL", "--interval takes seconds, 1 to 3600"},
+    {"TOP_JSON_ONCE", "--json needs --once"},
+    {"TOP_NO_TERMINAL", "standard input and output are no terminal; --once prints a single view"},
+    {"TOP_SUMMARY", "{1}: {2} server processes, {3} clients; the topology service told of {5} changed NEs in {4} messages"},
+    {"TOP_KEYS", "q leaves"},
+    {"TOP_SERVES", "serves"},
+    {"TOP_NO_ANSWER", "no answer"},
+    {"TOP_ENDED", "has ended"},
+    {"TOP_NO_HANDLER", "without admin"},
+    {"TOP_SECONDS", "{1} s"},
+    {"TOP_MINUTES", "{1} min"},
+    {"TOP_HOURS", "{1} h"},
+    {"TOP_DAYS", "{1} d"},
+    {"TOP_HEAD_PROCESS", "PROCESS"},
+    {"TOP_HEAD_STATE", "STATE"},
+    {"TOP_HEAD_UP", "UP"},
+    {"TOP_HEAD_MEMORY", "MEMORY"},
+    {"TOP_HEAD_RUNNING", "RUN"},
+    {"TOP_HEAD_QUEUED", "WAIT"},
+    {"TOP_HEAD_SERVED", "SERVED"},
+    {"TOP_HEAD_LOCKS", "LOCKS"},
+    {"TOP_HEAD_FRAMES", "FRAMES"},
+    {"TOP_HEAD_THREADS", "THREADS"},
+    {"TOP_HEAD_FILES", "FILES"},
+    {"TOP_HEAD_SENT", "SENT"},
+    {"TOP_HEAD_RECEIVED", "RECEIVED"},
+    {"TOP_HEAD_LOST", "LOST"},
+    {"TOP_HEAD_LOG_LOST", "LOG LOST"},
+    {"TOP_HEAD_MISSION", "MISSION"},
+    {"TOP_HEAD_CLIENT", "CLIENT"},
+    {"TOP_HEAD_DONE", "DONE"},
+    {"TOP_HEAD_AGE", "AGE"},
+    {"TOP_HEAD_WHAT", "WHAT"},
     // Help, a line for each numbered key of a resource file.
     {"VELAD_HELP",
      "velad - a server process of the network-management platform\n"
@@ -276,6 +355,12 @@ inline constexpr BuiltInText kTexts[] = {
      "  debug PROCESS  the operator's console of a process; see velactl debug --help\n"
      "  ps             list the running server processes; see velactl ps --help\n"
      "  file VERB      get, put, list and remove files of a server; see velactl file --help\n"
+     "  upload NES     fetch what is configured on NEs; see velactl upload --help\n"
+     "  reset NES      start NEs anew; see velactl reset --help\n"
+     "  nes [NES]      list NEs; see velactl nes --help\n"
+     "  sessions       list the operations of all clients; see velactl sessions --help\n"
+     "  top            watch the server processes; see velactl top --help\n"
+     "  reload PROCESS let processes read their files again; see velactl reload --help\n"
      "  --help         this text\n"
      "  --version      the version\n"
      "\n"
@@ -378,6 +463,68 @@ inline constexpr BuiltInText kTexts[] = {
      "Files are replaced as a whole or not at all, at both ends; Ctrl-C leaves nothing behind. What the server offers\n"
      "stands in its etc/conf/vela.cfg. Exit code 0 when all was done, 2 when the server refused the file or has none of\n"
      "that name, 1 when anything else went wrong (the reason is on standard error), 130 after Ctrl-C.\n"},
+    {"NES_HELP",
+     "velactl upload, velactl reset - work on NEs through their managers\n"
+     "\n"
+     "usage: velactl upload NES [--process N[/HANDLE]] [--timeout S] [--json]\n"
+     "       velactl upload --all ...\n"
+     "       velactl reset NES ...\n"
+     "\n"
+     "  NES         NEs and ranges of them, 9-1,9-5..9-8, or @FILE: the same in a file, on any number of lines\n"
+     "  --all       all NEs that the topology service knows\n"
+     "  --process   number of the element-management server, and which instance of it; by default 110 and any\n"
+     "  --timeout   seconds after which the mission ends with what it has done\n"
+     "  --json      print the result as JSON\n"
+     "\n"
+     "upload fetches what is configured on the NEs into var/configs of the server; reset starts them anew. On one NE only\n"
+     "one of them runs at a time: the later request is refused. Prints a table of the NEs with their errors to standard\n"
+     "output, and the progress of each NE manager to standard error. Ctrl-C stops the mission everywhere and prints what\n"
+     "was done; a second one leaves at once. Exit code 0 when all was done without errors, 2 when the request was refused\n"
+     "because of a mission on the same NEs, 1 when anything else went wrong (the reason is on standard error), 130 after a\n"
+     "second Ctrl-C.\n"},
+    {"TOPO_HELP",
+     "velactl nes - list NEs as the topology service knows them\n"
+     "\n"
+     "usage: velactl nes [NES] [--process N[/HANDLE]] [--json]\n"
+     "\n"
+     "  NES         NEs and ranges of them, 9-1,9-5..9-8, or @FILE; by default all\n"
+     "  --process   number of the topology service, and which instance of it; by default 51 and any\n"
+     "  --json      print the list as JSON\n"
+     "\n"
+     "Version, alarms and result are those of the last mission. Exit code 1 when one of the NEs is not known.\n"},
+    {"SESSIONS_HELP",
+     "velactl sessions - list the operations of all clients, the newest first\n"
+     "\n"
+     "usage: velactl sessions [--process N[/HANDLE]] [--json]\n"
+     "\n"
+     "  --process   number of the session service, and which instance of it; by default 52 and any\n"
+     "  --json      print the list as JSON\n"
+     "\n"
+     "Those that are under way, and the last ones that have ended.\n"},
+    {"TOP_HELP",
+     "velactl top - watch the server processes of the installation root\n"
+     "\n"
+     "usage: velactl top [--interval S]\n"
+     "       velactl top --once [--json]\n"
+     "\n"
+     "  --interval  seconds between two looks, by default 2\n"
+     "  --once      print one look and end\n"
+     "  --json      print it as JSON\n"
+     "\n"
+     "For each process: how long it has been serving, its memory, the requests that run and wait, those that it served,\n"
+     "operations that hold locks, open error frames, threads, open files, frames sent, received and lost on full queues,\n"
+     "and log records that were lost. Below it the missions. q leaves.\n"},
+    {"RELOAD_HELP",
+     "velactl reload - let server processes read their files again while they serve\n"
+     "\n"
+     "usage: velactl reload PROCESS [--language LANGUAGE] [--json]\n"
+     "\n"
+     "  PROCESS     N for all instances of that number, N/HANDLE for one of them, or all\n"
+     "  --language  the language from now on: the name of a folder below res\n"
+     "  --json      print the result as JSON\n"
+     "\n"
+     "Reads the texts, the debug switches (conf/debug.cfg) and which operations exclude each other (conf/mutex.cfg).\n"
+     "Where one of the files is wrong, nothing is changed. Exit code 0 when all processes have read their files.\n"},
 };
 // clang-format on
 

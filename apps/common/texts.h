@@ -28,6 +28,13 @@ class TextKey {
 
 // Loads the resources of the programs and of the installed device packages. Once, at the start of main.
 void LoadTexts();
+// Reads them again, in that language from now on (empty: as it is); nobody sees half of them. False, and all
+// is as it was, when there is no such language or its file cannot be read. Any thread.
+bool ReloadTexts(const std::string& language);
+// Whether ReloadTexts would succeed now.
+bool HasTexts(const std::string& language);
+// The language in force.
+std::string Language();
 
 // The text on one line, {1}, {2}, ... replaced by the values; {n} without a value stays. Control characters
 // of resource files are escaped, values are taken as they are.

@@ -9,9 +9,14 @@
 #include "apps/velactl/debug_command.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/file_command.h"
+#include "apps/velactl/ne_mission_command.h"
 #include "apps/velactl/ne_oper_command.h"
 #include "apps/velactl/ps_command.h"
+#include "apps/velactl/reload_command.h"
+#include "apps/velactl/sessions_command.h"
 #include "apps/velactl/spread_command.h"
+#include "apps/velactl/top_command.h"
+#include "apps/velactl/topology_command.h"
 
 namespace {
 
@@ -26,7 +31,13 @@ constexpr Command kCommands[] = {{"audit", velactl::AuditCommand},
                                  {"missions", velactl::MissionsCommand},
                                  {"debug", velactl::DebugCommand},
                                  {"ps", velactl::PsCommand},
-                                 {"file", velactl::FileCommand}};
+                                 {"file", velactl::FileCommand},
+                                 {"upload", velactl::UploadCommand},
+                                 {"reset", velactl::ResetCommand},
+                                 {"nes", velactl::NEsCommand},
+                                 {"sessions", velactl::SessionsCommand},
+                                 {"top", velactl::TopCommand},
+                                 {"reload", velactl::ReloadCommand}};
 
 }  // namespace
 

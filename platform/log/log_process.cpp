@@ -209,3 +209,8 @@ std::uint64_t LogProcess::FailedWrites() {
   Writer* const writer = g_writer.load(std::memory_order_acquire);
   return writer == nullptr ? 0 : writer->FailedWrites();
 }
+
+std::uint64_t LogProcess::WrittenRecords() {
+  Writer* const writer = g_writer.load(std::memory_order_acquire);
+  return writer == nullptr ? 0 : writer->WrittenRecords();
+}

@@ -53,4 +53,6 @@ class VELA_EXPORT LogProcess {
   // refused.
   static std::uint64_t DroppedRecords();
   static std::uint64_t FailedWrites();
+  // Records that were handed to the files since InitEnv, those of FailedWrites included.
+  static std::uint64_t WrittenRecords();
 };

@@ -95,6 +95,7 @@ class Writer::FileSink : public spdlog::sinks::sink {
 
   void Close() { m_closed.store(true, std::memory_order_release); }
   std::uint64_t Failed() const { return m_failed.load(std::memory_order_relaxed); }
+  std::uint64_t Written() const { return m_written.load(std::memory_order_relaxed); }
 
  private:
   void Append(const Record& record) {
@@ -102,6 +103,8 @@ class Writer::FileSink : public spdlog::sinks::sink {
     m_line.clear();
     AppendLine(m_line, record);
     file.Append(m_line);
+    // One thread writes.
+    m_written.store(m_written.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     if (m_line.capacity() > kKeptLine) std::string().swap(m_line);
   }
 
@@ -145,6 +148,7 @@ class Writer::FileSink : public spdlog::sinks::sink {
   std::ptrdiff_t m_backlog = 0;
   std::uint64_t m_reported = 0;
   std::atomic<std::uint64_t> m_failed{0};
+  std::atomic<std::uint64_t> m_written{0};
   std::atomic<bool> m_closed{false};
 
   Mutex m_mutex;
@@ -194,6 +198,10 @@ std::uint64_t Writer::DroppedRecords() const {
 
 std::uint64_t Writer::FailedWrites() const {
   return m_sink->Failed();
+}
+
+std::uint64_t Writer::WrittenRecords() const {
+  return m_sink->Written();
 }
 
 }  // namespace vela::log

@@ -36,6 +36,7 @@ class Writer {
 
   std::uint64_t DroppedRecords() const;
   std::uint64_t FailedWrites() const;
+  std::uint64_t WrittenRecords() const;
 
  private:
   class FileSink;

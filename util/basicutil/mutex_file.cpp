@@ -8,6 +8,7 @@
 #include "platform/os/vela_os.h"
 #include "util/basicutil/common.h"
 #include "util/basicutil/mutex_impl.h"
+#include "util/basicutil/mutex_reload.h"
 #include "util/basicutil/stringutil.h"
 #include "util/basicutil/token.h"
 
@@ -148,30 +149,52 @@ std::string Content(const Lines& lines) {
   return line.starts_with('#') ? std::string() : line;
 }
 
-}  // namespace
+struct Outcome {
+  bool opened = false;
+  int wrongLine = 0;  // the first one; 0: none
+  int error = 0;      // errno of what ended the reading
+};
 
-bool TEMutexOperMgrImpl::LoadMutexFile(const std::string& path) {
+Outcome Load(const std::string& path, TEMutexOperMgrImpl& manager) {
   const File file = OpenRegular(path.c_str());
   if (!file) {
     GetDefaultDebugInterface().PrintF(3, "Open file(%s) error! ", Printable(path).c_str());
-    return false;
+    return {};
   }
+  Outcome outcome{.opened = true};
   Lines lines(file.get());
-  Reader reader(*this);
-  bool good = true;
+  Reader reader(manager);
   while (lines.Next()) {
     const std::string line = Content(lines);
     if (line.empty()) continue;
     if (lines.LostText()) TETrace("Line(%d) is too long, its end is ignored", lines.Number());
     if (reader.Read(line)) continue;
     TETrace("Format Error in line(%d):\"%s\"", lines.Number(), Printable(line).c_str());
-    good = false;
+    if (outcome.wrongLine == 0) outcome.wrongLine = lines.Number();
   }
-  if (lines.Error() != 0) {
+  outcome.error = lines.Error();
+  if (outcome.error != 0) {
     GetDefaultDebugInterface().PrintF(1, "Read file(%s) error(%d) behind line(%d)", Printable(path).c_str(),
-                                      lines.Error(), lines.Number());
+                                      outcome.error, lines.Number());
   }
-  return good;
+  return outcome;
+}
+
+}  // namespace
+
+bool TEMutexOperMgrImpl::LoadMutexFile(const std::string& path) {
+  const Outcome outcome = Load(path, *this);
+  return outcome.opened && outcome.wrongLine == 0;
+}
+
+bool ReloadMutexFile(const std::string& path, int& wrongLine) {
+  TEMutexOperMgrImpl fresh;
+  const Outcome outcome = Load(path, fresh);
+  wrongLine = outcome.wrongLine;
+  auto* const manager = static_cast<TEMutexOperMgrImpl*>(TEMutexOperMgr::Instance());
+  if (!outcome.opened || outcome.wrongLine != 0 || outcome.error != 0 || manager == nullptr) return false;
+  manager->AdoptTable(fresh);
+  return true;
 }
 
 }  // namespace NSTE_util

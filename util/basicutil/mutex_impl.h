@@ -44,6 +44,8 @@ class TEMutexOperMgrImpl : public TEMutexOperMgr {
 
   void RegisterMutex(int nOper1, int nOper2, bool bBoth);
   void RegisterErrorCode(int operCode, std::uint32_t errorCode);  // the first one stays
+  // What runs stays as it is.
+  void AdoptTable(TEMutexOperMgrImpl& other);
 
   bool FindBlocker(int operCode, const std::list<TEOperObject>& objs, TEBlockingOper& blocker);
   // Throws without memory.

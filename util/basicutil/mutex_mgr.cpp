@@ -227,6 +227,16 @@ void TEMutexOperMgrImpl::RegisterErrorCode(int operCode, std::uint32_t errorCode
   m_table.errorCodes.try_emplace(operCode, errorCode);
 }
 
+void TEMutexOperMgrImpl::AdoptTable(TEMutexOperMgrImpl& other) {
+  MutexTable table;
+  {
+    const vela::MutexLock lock(other.m_mutex);
+    table = std::move(other.m_table);
+  }
+  const vela::MutexLock lock(m_mutex);
+  m_table = std::move(table);
+}
+
 bool TEMutexOperMgrImpl::FindBlocker(int operCode, const std::list<TEOperObject>& objs,
                                      TEBlockingOper& blocker) {
   const vela::MutexLock lock(m_mutex);
