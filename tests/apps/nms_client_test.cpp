@@ -2,6 +2,7 @@
 #include <pty.h>
 #include <termios.h>
 
+#include <semaphore>
 #include <string>
 
 #include "apps/asn1/nms_codes.h"
@@ -193,9 +194,11 @@ TEST(NmsClientTest, ListsOfServices) {
   EXPECT_EQ(lines.at(2), "3003/7  0     reset      200  2023-11-15 06:13:20  ended with code 0x42012001");
 }
 
-// This process as the element-management server: its handler tells of a part, then does what the test says.
+// This process as the element-management server: its handler tells of a part and, once the client shows it,
+// does what the test says.
 using Script = std::function<void(NSTE_util::TETaskContext& context, AsnNEMissionRsp& response)>;
 Script g_script;
+std::binary_semaphore g_shown{0};
 
 unsigned long HandleUpload(VelaGnlTask* task, const AsnType* msg) {
   const auto& request = static_cast<const AsnNEMissionReq&>(*msg);
@@ -205,6 +208,7 @@ unsigned long HandleUpload(VelaGnlTask* task, const AsnType* msg) {
   NSTE_util::ProgressMgr::Instance()->SendParalProgress(
       task, NSTE_util::MakeMissionKey(task->GetCurReqMsg(), mission), {30, "120/2", "45%"});
   AsnNEMissionRsp response;
+  g_shown.acquire();
   g_script(context, response);
   return NSTE_util::CfgSendRsp(task, response);
 }
@@ -264,7 +268,8 @@ TEST(NmsClientThreaded, AMissionAndItsEnds) {
     SCOPED_TRACE(c.what);
     g_script = c.script;
     Child upload({VELA_BIN_DIR "/velactl", "upload", "9-1..9-5"});
-    ASSERT_TRUE(upload.Says(Child::err, "30%  120/2 45%\n")) << upload.Text(Child::err);
+    EXPECT_TRUE(upload.Says(Child::err, "30%  120/2 45%\n")) << upload.Text(Child::err);
+    g_shown.release();
     c.action(upload);
     EXPECT_EQ(upload.End(), c.code);
     EXPECT_NE(upload.Text(Child::out).find(c.out), std::string::npos) << upload.Text(Child::out);
