@@ -151,39 +151,36 @@ TEST(TaskThreaded, AnswersWhenMemoryIsExhausted) {
 
 TEST(TaskThreaded, RoutesByCommandThenModuleThenRecord) {
   constexpr std::uint8_t none = 9;  // no such manager
-  struct Row {
-    std::uint8_t route, module,
-        argument;  // argument: of a send within the process, 0 = from the bus
-    std::uint8_t served;
-  };
-  const Row rows[] = {{0, 0, 0, 1},    {0, 2, 0, 2},    {3, 2, 0, 3}, {3, 0, 0, 3},
-                      {0, none, 0, 1}, {none, 2, 0, 2}, {3, 0, 2, 2}, {3, 0, none, 3}};
+  const std::tuple<std::uint8_t, std::uint8_t, std::uint8_t, std::uint8_t> rows[] = {
+      // route, module, argument of a send within the process (0: from the bus), who serves
+      {0, 0, 0, 1},    {0, 2, 0, 2},    {3, 2, 0, 3}, {3, 0, 0, 3},
+      {0, none, 0, 1}, {none, 2, 0, 2}, {3, 0, 2, 2}, {3, 0, none, 3}};
   Process process(Workers(1));
   VelaTaskMgrConfig config = Workers(1);
   for (config.id = 2; config.id <= 3; ++config.id) ASSERT_NE(process.app->CreateTaskMgr(config), nullptr);
   EXPECT_EQ(process.app->CreateTaskMgr(Workers(1)), nullptr) << "the id is taken";
-  for (const Row& row : rows) {
-    SCOPED_TRACE(testing::Message() << +row.route << ' ' << +row.module << ' ' << +row.argument);
-    SetTaskMgrForCmd(kPlain, row.route);
-    TheHook() = Answer;
-    std::map<std::uint8_t, std::uint64_t> before;
-    for (VelaTaskMgr* manager : process.app->TaskMgrs()) before[manager->GetId()] = manager->Stats().handled;
-    testkit::Request request = Plain();
-    request.module = row.module;
-    process.client->Clear();
-    if (row.argument == 0) {
-      process.client->Send(request);
-    } else {
-      request.srcProcId = kClient.Number();
-      request.srcHandle = kClient.Handle();
-      EXPECT_EQ(process.app->VelaOutSendMsg(testkit::MakeFrame(request).release(), row.argument), 1);
-    }
-    process.client->Await(1);
+  TheHook() = Answer;
+  const auto handled = [&process] {
+    std::map<std::uint8_t, std::uint64_t> counts;
     for (VelaTaskMgr* manager : process.app->TaskMgrs()) {
-      const std::uint64_t expected = before[manager->GetId()] + (manager->GetId() == row.served ? 1 : 0);
       while (manager->Stats().running != 0) std::this_thread::yield();
-      EXPECT_EQ(manager->Stats().handled, expected) << +manager->GetId();
+      counts[manager->GetId()] = manager->Stats().handled;
     }
+    return counts;
+  };
+  for (const auto& [route, module, argument, served] : rows) {
+    SetTaskMgrForCmd(kPlain, route);
+    auto expected = handled();
+    ++expected[served];
+    testkit::Request request = Plain();
+    request.module = module;
+    request.srcProcId = kClient.Number();
+    request.srcHandle = kClient.Handle();
+    process.client->Clear();
+    if (argument == 0) process.client->Send(request);
+    if (argument != 0) process.app->VelaOutSendMsg(testkit::MakeFrame(request).release(), argument);
+    process.client->Await(1);
+    EXPECT_EQ(handled(), expected) << +route << ' ' << +module << ' ' << +argument;
   }
   SetTaskMgrForCmd(kPlain, 0);
 }

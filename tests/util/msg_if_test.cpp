@@ -146,9 +146,9 @@ TEST_F(MsgIf, ASynchronousCommandReturnsTheCodeOfThePlatform) {
       {0, "\x24\x05\x04\x82\x01\x90\x41", VELA_ERR_DECODE, "hostile"},
   };
   for (const auto& [status, payload, result, why] : rows) {
-    const testkit::FrameCapture capture([&](const VelaCmdMSG& frame) {
-      VelaMsgPtr rsp = Response(frame.cmdCode, frame.sn, payload);
-      rsp->status = status;
+    const testkit::FrameCapture capture([&, code = status, bytes = payload](const VelaCmdMSG& frame) {
+      VelaMsgPtr rsp = Response(frame.cmdCode, frame.sn, bytes);
+      rsp->status = code;
       m_task.Deliver(std::move(rsp));
       return false;
     });
