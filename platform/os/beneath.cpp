@@ -138,7 +138,7 @@ struct CloseDir {
   void operator()(DIR* dir) const { VELA_OS::closedir(dir); }
 };
 
-// Calls `visit` for each name in the folder until it returns false; 0 or errno.
+// Calls `visit` for each name in the folder, but not "." and "..", until it returns false; 0 or errno.
 template <class Visit>
 int ForEachName(const Descriptor& folder, Visit visit) {
   if (!folder) return errno;
@@ -152,7 +152,8 @@ int ForEachName(const Descriptor& folder, Visit visit) {
     dirent* found = nullptr;
     const int error = VELA_OS::readdir_r(dir.get(), &entry, &found);
     if (error != 0 || found == nullptr) return error;
-    if (!visit(std::string(found->d_name))) return 0;
+    const std::string name = found->d_name;
+    if (name != "." && name != ".." && !visit(name)) return 0;
   }
 }
 

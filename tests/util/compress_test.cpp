@@ -103,14 +103,7 @@ TEST_F(Compress, FileFailuresHaveTheirCodeAndTrace) {
     AsnFile sent;
     return EncodeFileToAsnFile("", name, sent);
   };
-  const struct {
-    Function function;
-    std::string from, to;
-    OsCall call;
-    int error;
-    unsigned long code;
-    std::string trace;
-  } rows[] = {
+  const std::tuple<Function, const char*, const char*, OsCall, int, unsigned long, const char*> rows[] = {
       {pack, "no\nfile", "o", open, 0, FAILED, "fopen error! filename: no\\x0Afile, lasterr: 2"},
       {pack, "noise", "none/o", open, 0, FAILED, "can't gzopen none/o"},
       {pack, "noise", "./noise", open, 0, FAILED, "can't gzopen ./noise"},
@@ -131,11 +124,11 @@ TEST_F(Compress, FileFailuresHaveTheirCodeAndTrace) {
       {unpack, "most", "o", open, 0, 0, ""},
       {unpack, "bomb", "o", open, 0, FAILED, "more than 1048576 bytes, filename: bomb"},
   };
-  for (const auto& row : rows) {
-    const std::string name = row.function == unpack ? "UncompressFile: " : "CompressFile: ";
-    const std::string text = row.trace.empty() ? "" : name + row.trace + "\n";
-    const auto step = [&] { return row.function(row.from, row.to); };
-    EXPECT_EQ(Traced(text, step, row.call, row.error), row.code) << row.trace;
+  for (const auto& [function, from, to, call, error, code, trace] : rows) {
+    const std::string text = function == unpack ? "UncompressFile: " : "CompressFile: ";
+    const auto step = [&run = function, source = from, target = to] { return run(source, target); };
+    EXPECT_EQ(Traced(code == 0 && function == unpack ? "" : text + trace + "\n", step, call, error), code)
+        << trace;
   }
   EXPECT_EQ(files::Read("noise"), noise) << "never emptied by itself";
   EXPECT_FALSE(fs::exists("busy")) << "deleted whatever the outcome";
@@ -219,15 +212,9 @@ struct SmallCompresser : MemCompresser {
   SmallCompresser(const char* data, unsigned long size) : MemCompresser(data, size) { m_nCapacity = 10; }
 };
 
-struct MemoryRow {
-  std::string input;
-  unsigned long code;
-  std::string output;
-  int allocations;
-  const char* why;
-};
-
-// As the row says; memory exhausted at its first or last allocation; and again after that.
+// Input, result, output, allocations, why. So it is; with memory exhausted at the first or the last
+// allocation; and again after that.
+using MemoryRow = std::tuple<std::string, unsigned long, std::string, int, const char*>;
 template <class Processer>
 void Check(const std::vector<MemoryRow>& rows) {
   for (const auto& [input, code, output, expected, why] : rows) {
