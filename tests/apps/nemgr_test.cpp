@@ -34,7 +34,6 @@ std::uint32_t Value(const AsnInt& value) {
   return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
 }
 
-// "9-3" is 3.
 std::string Low(const AsnInt& value) {
   return std::to_string(Value(value) & 0xFFFFU);
 }
@@ -73,12 +72,9 @@ TEST(NetworkTest, NEsAreMadeUpOrRead) {
   files::Write("own.csv",
                "identifier,name,type,address,version,position\n10-1,b,A-1,,2.0,\n9-1,a,A-1,,1.0,\n"
                "9-1,c,A-1,,1.0,\n9-2,d,B-2,,1.0,\n9-x,e,A-1,,1.0,\n");
-  const testkit::LogCapture log;
   const velad::Network read = Loaded("Inventory = own.csv\nA-1 = 5\n");
   EXPECT_EQ(read.All().size(), 2U);
   EXPECT_EQ(read.All().front().name, "a") << "by identifier, the first of two";
-  EXPECT_EQ(log.Count("own.csv:5: left out: no process manages NEs of type 'B-2'"), 1);
-  EXPECT_EQ(log.Count("own.csv: 3 of 5 rows are left out"), 1);
 }
 
 TEST(TopologyTest, KnowsNEsAndWhatBecameOfThem) {
@@ -117,8 +113,7 @@ TEST(TopologyTest, AnswersAreAsLargeAsTheirReceiverAccepts) {
     const velad::Network network = Loaded("A-1 = 120\nNEs = " + std::string(nes));
     AsnTopoNERsp response;
     EXPECT_EQ(velad::Topology(network).Find(AsnTopoNEReq(), response), code);
-    AsnTopoNERsp received;
-    Decode(testkit::Encoded(response), received);
+    Decode(testkit::Encoded(response), *std::make_unique<AsnTopoNERsp>());
   }
 }
 
@@ -208,7 +203,6 @@ TEST_F(NEMgrTest, TheConfigurationIsAFile) {
   ASSERT_EQ(result.file.data(), "var/upload/2/9-1.cfg.gz");
   ASSERT_EQ(NSTE_util::UncompressFile(files::Root() + result.file.data(), files::Root() + "plain"), 0U);
   const std::string text = files::Read("plain");
-  EXPECT_EQ(text.find("NE 9-1\nname "), 0U) << text;
   EXPECT_NE(text.find("\nversion " + result.version.data() + "\n\nslot 1\nboard SCC\nport 1"),
             std::string::npos);
   EXPECT_EQ(files::Lines(text).size(), 4 + 7 * 3 + Value(result.ports));
