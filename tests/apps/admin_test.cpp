@@ -81,8 +81,6 @@ TEST(AdminTest, StatusCountsWhatIsOpen) {
   AsnStatusRsp idle;
   velad::FillStatus(idle);
   EXPECT_GT(static_cast<AsnIntType>(idle.memory), 1000);
-  EXPECT_GE(static_cast<AsnIntType>(idle.descriptors), 3);
-  EXPECT_GE(static_cast<AsnIntType>(idle.threads), 1);
   EXPECT_EQ(static_cast<AsnIntType>(idle.running), 0);
 
   const testkit::CurrentTask task({.srcProcId = 3003, .srcHandle = 7, .payload = {}});
