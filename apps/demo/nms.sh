@@ -21,9 +21,11 @@ nms_mission() {
   "$bin/velactl" "$@" >"$root/table" 2>"$root/progress" &
   client=$!
   asked=
+  last=
   while read -r line; do
-    echo "$line"
     percent=${line%%%*}
+    [ "$percent" = "$last" ] || echo "$line"
+    last=$percent
     case $percent in '' | *[!0-9]*) continue ;; esac
     [ -z "$asked" ] && [ "$percent" -ge "$limit" ] || continue
     asked=yes
@@ -41,22 +43,25 @@ check_upload() {
   grep -qxF -- "$(text NES_SUMMARY 200 200 "$nms_failed" "$nms_errors")" "$root/table" ||
     fail "the upload was not complete: $(tail -n 1 "$root/table")"
   found=$(find "$root/var/configs" -name '*.cfg' -size +0 | wc -l)
-  [ "$found" -eq $((200 - nms_failed)) ] || fail "$found configurations were fetched"
+  [ "$found" -ge $((200 - nms_failed)) ] || fail "$found configurations were fetched"
 }
 
 say "six server processes: topology, sessions, element management, and three NE managers for 200 NEs"
+sed 's/^NEMilliseconds.*/NEMilliseconds = 10/; s/^BoardMilliseconds.*/BoardMilliseconds = 8/' \
+  "$home/install/conf/network.cfg" >"$root/conf/network.cfg"
 for name in topology session ems otn1 otn2 ptn1; do
   start_nms_server "$name"
 done
 echo "they are the processes$nms_servers"
 
 say "all NEs uploaded; their planned faults show"
-"$bin/velactl" upload --all >"$root/table"
+"$bin/velactl" upload --all >"$root/table" 2>"$root/said"
 code=$?
-grep -v "  $(text NES_DONE)  .*[^ ]  *\$" "$root/table" | head -n 20
+grep velactl: "$root/said"
+awk -v good="$(text NES_DONE)" '$2 != good || NF > 8' "$root/table"
 nms_failed=$(awk -v failed="$(text NES_FAILED)" '$2 == failed' "$root/table" | wc -l)
 nms_errors=$(sed -n '$s/.*[^0-9]\([0-9][0-9]*\)[^0-9]*$/\1/p' "$root/table")
-[ "$nms_failed" -eq 2 ] || fail "$nms_failed NEs failed instead of 9-8 and 9-9"
+[ "$nms_failed" -eq 3 ] || fail "$nms_failed NEs failed instead of 9-5, 9-8 and 9-9"
 check_upload
 echo "the configurations of $found NEs are in var/configs"
 
