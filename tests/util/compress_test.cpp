@@ -75,8 +75,7 @@ unsigned long Traced(const std::string& text, const std::function<unsigned long(
 TEST_F(Compress, FilesComeBackAsTheyWere) {
   for (const std::size_t size : {0, 1, 16383, 16384, 16385, 200000}) {
     const std::string content = Noise(size);
-    const std::string gzip = Gzip(content);
-    EXPECT_TRUE(gzip.starts_with("\x1F\x8B")) << size;
+    EXPECT_TRUE(Gzip(content).starts_with("\x1F\x8B")) << size;
     EXPECT_EQ(UncompressFile("gzip.out", "back"), 0U);
     EXPECT_EQ(files::Read("back"), content) << size;
   }
@@ -135,17 +134,12 @@ TEST_F(Compress, FileFailuresHaveTheirCodeAndTrace) {
   EXPECT_EQ(fs::file_size("o"), 1U << 20) << "not above the bound";
 }
 
-void LiftFileLimit(int) {
-  const rlimit none{RLIM_INFINITY, RLIM_INFINITY};
-  ::setrlimit(RLIMIT_FSIZE, &none);
-}
-
 // A disk that is full for one write: the file can be closed, but misses a block.
 TEST_F(Compress, AFailedWriteIsNotForgottenAtTheEnd) {
   files::Write("noise", Noise(100000));
-  std::signal(SIGXFSZ, LiftFileLimit);
-  const rlimit little{16384, RLIM_INFINITY};
-  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &little), 0);
+  static constexpr rlimit LITTLE{16384, RLIM_INFINITY}, NONE{RLIM_INFINITY, RLIM_INFINITY};
+  std::signal(SIGXFSZ, [](int) { ::setrlimit(RLIMIT_FSIZE, &NONE); });
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &LITTLE), 0);
   const auto step = [] { return CompressFile("noise", "o"); };
   EXPECT_EQ(Traced("CompressFile: gzwrite error, filename: o, gzerror: -1\n", step), UNWRITTEN);
 }
