@@ -87,10 +87,14 @@ std::size_t FailedNEs(const AsnNEMissionRsp& response) {
                     [](const AsnNEResult& result) { return Unsigned(result.errorCode) != 0; }));
 }
 
+// What was moved counts twice among the parts.
 std::size_t AskedNEs(const AsnNEMissionRsp& response, std::size_t asked) {
+  const std::uint32_t code = Unsigned(response.errorCode);
+  if (asked != 0) return asked;
+  if (code == 0 || code == NE_MISSION_ERR_FAILED) return response.results.size();
   std::int64_t handed = 0;
   for (const AsnMissionPartEnd& part : response.parts) handed += Number(part.nes);
-  return asked != 0 ? asked : std::max(static_cast<std::size_t>(handed), response.results.size());
+  return std::max(static_cast<std::size_t>(handed), response.results.size());
 }
 
 void AddRows(Table& table, const AsnNEResult& result, const std::vector<std::string>& errors) {
