@@ -89,15 +89,23 @@ std::string MissionTable(const TopView& view) {
 
 // The counters, under the names that the message has for them.
 std::string StatusJson(const AsnStatusRsp& status) {
-  const std::pair<const char*, const AsnInt*> fields[] = {
-      {"pid", &status.pid},           {"uptime", &status.uptime},
-      {"memory", &status.memory},     {"descriptors", &status.descriptors},
-      {"threads", &status.threads},   {"queued", &status.queued},
-      {"running", &status.running},   {"served", &status.served},
-      {"refused", &status.refused},   {"locks", &status.locks},
-      {"frames", &status.frames},     {"sent", &status.sent},
-      {"received", &status.received}, {"dropped", &status.dropped},
-      {"logged", &status.logged},     {"logDropped", &status.logDropped}};
+  const std::pair<const char*, const AsnInt*> fields[] = {{"pid", &status.pid},
+                                                          {"uptime", &status.uptime},
+                                                          {"memory", &status.memory},
+                                                          {"descriptors", &status.descriptors},
+                                                          {"threads", &status.threads},
+                                                          {"queued", &status.queued},
+                                                          {"running", &status.running},
+                                                          {"served", &status.served},
+                                                          {"refused", &status.refused},
+                                                          {"locks", &status.locks},
+                                                          {"frames", &status.frames},
+                                                          {"sent", &status.sent},
+                                                          {"received", &status.received},
+                                                          {"dropped", &status.dropped},
+                                                          {"produced", &status.produced},
+                                                          {"logged", &status.logged},
+                                                          {"logDropped", &status.logDropped}};
   std::string text;
   for (const auto& [name, value] : fields) text += std::string(", \"") + name + "\": " + NumberText(*value);
   return text;

@@ -200,6 +200,11 @@ void LogProcess::Shutdown() {
   CloseWriter();
 }
 
+std::uint64_t LogProcess::ProducedRecords() {
+  Writer* const writer = g_writer.load(std::memory_order_acquire);
+  return writer == nullptr ? 0 : writer->ProducedRecords();
+}
+
 std::uint64_t LogProcess::DroppedRecords() {
   Writer* const writer = g_writer.load(std::memory_order_acquire);
   return writer == nullptr ? 0 : writer->DroppedRecords();

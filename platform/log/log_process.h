@@ -49,6 +49,8 @@ class VELA_EXPORT LogProcess {
   // Flushes and closes the files; later records go to standard error. Done by itself when the process exits.
   static void Shutdown();
 
+  // Records since InitEnv: written, dropped, or still in the queue.
+  static std::uint64_t ProducedRecords();
   // Records lost since InitEnv: the queue was full (the oldest record goes first), or the sink (disk)
   // refused.
   static std::uint64_t DroppedRecords();

@@ -95,6 +95,7 @@ class Writer::FileSink : public spdlog::sinks::sink {
 
   void Close() { m_closed.store(true, std::memory_order_release); }
   std::uint64_t Failed() const { return m_failed.load(std::memory_order_relaxed); }
+  std::uint64_t Added() const { return m_added.load(std::memory_order_relaxed); }
   std::uint64_t Written() const { return m_written.load(std::memory_order_relaxed); }
 
  private:
@@ -121,6 +122,7 @@ class Writer::FileSink : public spdlog::sinks::sink {
     const std::string text =
         "log: " + std::to_string(dropped - m_reported) + " records lost, the queue was full";
     m_reported = dropped;
+    m_added.store(m_added.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     Append({Now(), "", 1, ThreadId(), text});
   }
 
@@ -149,6 +151,7 @@ class Writer::FileSink : public spdlog::sinks::sink {
   std::uint64_t m_reported = 0;
   std::atomic<std::uint64_t> m_failed{0};
   std::atomic<std::uint64_t> m_written{0};
+  std::atomic<std::uint64_t> m_added{0};  // reports of lost records
   std::atomic<bool> m_closed{false};
 
   Mutex m_mutex;
@@ -165,6 +168,7 @@ Writer::Writer(const WriterConfig& config)
       m_unowned(std::shared_ptr<spdlog::async_logger>(), m_logger.get()) {}
 
 void Writer::Post(const Record& record) {
+  if (record.log != kFlushMark) m_posted.fetch_add(1, std::memory_order_relaxed);
   m_pool->post_log(std::shared_ptr<spdlog::async_logger>(m_unowned), Packed(record),
                    spdlog::async_overflow_policy::overrun_oldest);
 }
@@ -190,6 +194,10 @@ void Writer::Close() {
   Flush(std::chrono::steady_clock::now() + atMost);
   m_sink->Close();
   Flush(std::chrono::steady_clock::now() + atMost);
+}
+
+std::uint64_t Writer::ProducedRecords() const {
+  return m_posted.load(std::memory_order_relaxed) + m_sink->Added();
 }
 
 std::uint64_t Writer::DroppedRecords() const {

@@ -2,6 +2,7 @@
 #include <spdlog/async_logger.h>
 #include <spdlog/details/thread_pool.h>
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -34,6 +35,8 @@ class Writer {
   // Records that are still posted go to standard error.
   void Close();
 
+  // Posted ones, and those that the writer adds itself; each of them is written or dropped.
+  std::uint64_t ProducedRecords() const;
   std::uint64_t DroppedRecords() const;
   std::uint64_t FailedWrites() const;
   std::uint64_t WrittenRecords() const;
@@ -48,6 +51,7 @@ class Writer {
   std::shared_ptr<spdlog::async_logger> m_logger;
   // Refers to m_logger without owning it: a copy costs no atomic operation.
   std::shared_ptr<spdlog::async_logger> m_unowned;
+  std::atomic<std::uint64_t> m_posted{0};
 };
 
 // Writes the record to standard error, as one call.

@@ -78,8 +78,10 @@ void FillTraffic(AsnStatusRsp& status) {
   status.sent = static_cast<AsnIntType>(stats.sent);
   status.received = static_cast<AsnIntType>(stats.received);
   status.dropped = static_cast<AsnIntType>(stats.refusedFull);
-  status.logged = static_cast<AsnIntType>(LogProcess::WrittenRecords());
-  status.logDropped = static_cast<AsnIntType>(LogProcess::DroppedRecords() + LogProcess::FailedWrites());
+  const std::uint64_t failed = LogProcess::FailedWrites();
+  status.produced = static_cast<AsnIntType>(LogProcess::ProducedRecords());
+  status.logged = static_cast<AsnIntType>(LogProcess::WrittenRecords() - failed);
+  status.logDropped = static_cast<AsnIntType>(LogProcess::DroppedRecords() + failed);
 }
 
 void AddMission(AsnStatusRsp& status, const NSTE_util::ClientMissionID& client, const std::string& what,
