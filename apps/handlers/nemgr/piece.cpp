@@ -9,6 +9,7 @@
 #include "apps/common/texts.h"
 #include "apps/handlers/error_list_fit.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/ne_mission_code.h"
 #include "apps/handlers/nemgr/ne_work.h"
 #include "asn1/error.h"
 #include "asn1/nms.h"
@@ -39,22 +40,6 @@ std::uint32_t Value(const AsnInt& value) {
 
 void SetText(AsnOcts& octs, const std::string& text) {
   octs.Set(text.data(), text.size());
-}
-
-std::uint32_t CodeOf(RequestEnd end) {
-  switch (end) {
-    case RequestEnd::none:
-      return 0;
-    case RequestEnd::canceled:
-      return NE_MISSION_ERR_CANCELED;
-    case RequestEnd::stopping:
-      return NE_MISSION_ERR_STOPPING;
-    case RequestEnd::timeOut:
-      return NE_MISSION_ERR_TIMEOUT;
-    case RequestEnd::clientGone:
-      return NE_MISSION_ERR_CLIENT_GONE;
-  }
-  return NE_MISSION_ERR_CANCELED;
 }
 
 struct PieceEnd {
@@ -117,7 +102,7 @@ PieceEnd WorkOnAll(PieceFrame& frame, long subMission, const AsnNMSNEIdList& nes
     AddResult(work.Done(), results);
     ++done;
   }
-  const std::uint32_t code = done < nes.size() ? CodeOf(frame.watch.Ended()) : 0;
+  const std::uint32_t code = done < nes.size() ? NEMissionCode(frame.watch.Ended()) : 0;
   return {code, code == 0 ? "" : apps::ErrorText(code, {std::to_string(done), std::to_string(nes.size())})};
 }
 
