@@ -119,7 +119,7 @@ bool ConsoleSessions::TakePlace(const std::shared_ptr<ConsoleSession>& session) 
     const auto silent =
         std::find_if(m_places.begin(), m_places.end(), [](const Place& place) { return !place.running; });
     if (silent == m_places.end()) return false;
-    silent->session->HangUp();
+    silent->session->HangUp(SHUT_RDWR);
     m_places.erase(silent);
   }
   m_places.push_back({session});
@@ -166,11 +166,15 @@ void ConsoleSessions::Enter(FileDescriptor socket) {
 
 bool ConsoleSessions::CloseAll(ConsoleDeadline deadline) {
   const MutexLock lock(m_mutex);
-  for (const Place& place : m_places) place.session->HangUp();
+  const std::vector<Place> closed = std::move(m_places);
   m_places.clear();
-  while (m_threads != 0)
-    if (!m_left.WaitUntil(m_mutex, deadline)) return m_threads == 0;
-  return true;
+  const std::pair<int, ConsoleDeadline> steps[] = {{SHUT_RD, deadline},
+                                                   {SHUT_RDWR, deadline + ScaledSeconds(1)}};
+  for (const auto& [how, end] : steps) {
+    for (const Place& place : closed) place.session->HangUp(how);
+    while (m_threads != 0 && m_left.WaitUntil(m_mutex, end)) continue;
+  }
+  return m_threads == 0;
 }
 
 }  // namespace vela

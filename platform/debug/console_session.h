@@ -21,7 +21,8 @@ class ConsoleSession {
   // Serves until either side hangs up.
   void Serve(ConsoleSessions& sessions);
   void Refuse(const std::string& reason);
-  void HangUp() const { shutdown(m_socket.Get(), SHUT_RDWR); }
+  // `how`: SHUT_RD lets a reply under way arrive.
+  void HangUp(int how) const { shutdown(m_socket.Get(), how); }
 
  private:
   enum class Input { line, tooLong, ended };
@@ -52,7 +53,8 @@ class ConsoleSessions : public std::enable_shared_from_this<ConsoleSessions> {
 
   // Serves the operator in a thread of its own, or refuses.
   void Enter(FileDescriptor socket);
-  // Hangs up on all; true when their threads have ended by the deadline.
+  // Hangs up on all, but lets the replies of running commands arrive until the deadline; true when all
+  // threads have ended (replies that nobody reads are given up a second later).
   bool CloseAll(ConsoleDeadline deadline) VELA_EXCLUDES(m_mutex);
 
   const ConsoleOptions& Options() const { return m_options; }

@@ -59,6 +59,11 @@ TEDebugInterface& GetAlmDebugInterface() {
   return Fetched(g_alarmInterface, "alarm");
 }
 
+// All interfaces of the manager are loggers.
+static TEDebugLogger& DefaultLogger() {
+  return static_cast<TEDebugLogger&>(GetDefaultDebugInterface());
+}
+
 TEDebugInterface* GetDebugInterface(const char* name) {
   TEDebugMgrImpl* const manager = TEDebugMgrImpl::Instance();
   return manager == nullptr ? nullptr : manager->GetDebugInterface(name == nullptr ? "" : name);
@@ -77,7 +82,7 @@ void TETrace(const char* format, ...) {
   va_start(args, format);
   const FormattedText text(format, args);
   va_end(args);
-  GetDefaultDebugInterface().Print(3, text.Text());
+  DefaultLogger().PrintText(3, text.View());
 }
 
 void TEAlmTrace(const char* format, ...) {

@@ -75,6 +75,14 @@ void AppendDumped(std::string& out, std::string_view text) {
   out += text;
 }
 
+// A library that is loaded at the start may use the quick access to the static block.
+thread_local std::uint32_t t_threadId __attribute__((tls_model("initial-exec"))) = 0;
+
+std::uint32_t ThreadId() {
+  if (t_threadId == 0) t_threadId = vela::Cut32(ACE_Thread::self());
+  return t_threadId;
+}
+
 std::uint16_t CurrentTaskId() {
   const VelaTask* const task = VelaGetCurrentTask();
   return task == nullptr ? 0 : task->GetTaskId();
@@ -88,21 +96,26 @@ void GiveBackLongText(std::string& text) {
 
 void FilteredLogCache::Append(unsigned level, const std::string& module, std::string_view text) {
   const auto now = vela::Now().time_since_epoch().count();
-  const std::uint32_t threadId = vela::Cut32(ACE_Thread::self());
+  const std::uint32_t threadId = ThreadId();
   const std::uint32_t osThreadId = GetCurrentThreadId();
   const std::uint16_t taskId = CurrentTaskId();
   vela::MutexLock lock(m_mutex);
-  if (text.size() > m_byteLimit) {
+  if (text.size() > m_byteLimit) [[unlikely]] {
     ++m_droppedForBytes;
     return;
   }
-  MakeRoom(text.size());
+  if (m_count == kCapacity) {
+    DropOldest();
+    ++m_droppedForNumber;
+  }
+  if (m_bytes + text.size() > m_byteLimit) [[unlikely]]
+    MakeRoom(text.size());
   DebugLogRecord& record = m_records[m_next];
-  if (text.size() <= kKeptCapacity) GiveBackLongText(record.text);
+  if (record.text.capacity() > kKeptCapacity && text.size() <= kKeptCapacity) [[unlikely]]
+    GiveBackLongText(record.text);
   record.text.assign(text);
   record.level = level;
-  record.seconds = now / 1'000'000;
-  record.microseconds = static_cast<std::int32_t>(now % 1'000'000);
+  record.time = now;
   record.threadId = threadId;
   record.osThreadId = osThreadId;
   record.taskId = taskId;
@@ -113,10 +126,6 @@ void FilteredLogCache::Append(unsigned level, const std::string& module, std::st
 }
 
 void FilteredLogCache::MakeRoom(std::size_t bytes) {
-  if (m_count == kCapacity) {
-    DropOldest();
-    ++m_droppedForNumber;
-  }
   while (m_bytes + bytes > m_byteLimit) {
     GiveBackLongText(DropOldest());
     ++m_droppedForBytes;
@@ -136,7 +145,8 @@ const DebugLogRecord& FilteredLogCache::At(std::size_t i) const {
 
 void AppendRecord(std::string& out, const DebugLogRecord& record) {
   out += "\n[";
-  out += TimeFormatter::getFormatTime(record.seconds, record.microseconds);
+  out += TimeFormatter::getFormatTime(record.time / 1'000'000,
+                                      static_cast<std::int32_t>(record.time % 1'000'000));
   out += kLevelMarks[record.level];
   out += std::to_string(record.threadId);
   out += "] ";

@@ -19,16 +19,19 @@ constexpr unsigned DebugLevel(unsigned level) {
   return level < kDebugLevels ? level : kDebugLevels - 1;
 }
 
-struct DebugLogRecord {
+constexpr std::size_t kCacheLine = 64;
+
+// Fills a cache line: records of several threads follow each other in one store.
+struct alignas(kCacheLine) DebugLogRecord {
   std::uint32_t level = 0;
-  std::int64_t seconds = 0;
-  std::int32_t microseconds = 0;
+  std::uint16_t taskId = 0;  // that was current; 0: none
+  std::int64_t time = 0;     // microseconds since 1970-01-01 UTC
   std::uint32_t threadId = 0;
   std::uint32_t osThreadId = 0;
-  std::uint16_t taskId = 0;             // that was current; 0: none
   const std::string* module = nullptr;  // a logger's name, which lives as long as the process
   std::string text;
 };
+static_assert(sizeof(DebugLogRecord) == kCacheLine);
 
 // What the store holds now, and what it has lost since the process began.
 struct HeldBackStats {
@@ -62,14 +65,15 @@ class BASIC_UTIL_EXPORT FilteredLogCache {
   std::string& DropOldest() VELA_REQUIRES(m_mutex);  // its text, to be reused or given back
   void MakeRoom(std::size_t bytes) VELA_REQUIRES(m_mutex);
 
-  mutable vela::Mutex m_mutex;
-  std::array<DebugLogRecord, kCapacity> m_records VELA_GUARDED_BY(m_mutex);
-  std::size_t m_next VELA_GUARDED_BY(m_mutex) = 0;  // where the next record goes
-  std::size_t m_count VELA_GUARDED_BY(m_mutex) = 0;
+  // What every record changes lies beside the mutex, in its cache line.
+  alignas(kCacheLine) mutable vela::Mutex m_mutex;
+  std::uint32_t m_next VELA_GUARDED_BY(m_mutex) = 0;  // where the next record goes
+  std::uint32_t m_count VELA_GUARDED_BY(m_mutex) = 0;
   std::size_t m_bytes VELA_GUARDED_BY(m_mutex) = 0;
-  std::size_t m_byteLimit VELA_GUARDED_BY(m_mutex) = kDefaultByteLimit;
   std::uint64_t m_droppedForNumber VELA_GUARDED_BY(m_mutex) = 0;
+  std::size_t m_byteLimit VELA_GUARDED_BY(m_mutex) = kDefaultByteLimit;
   std::uint64_t m_droppedForBytes VELA_GUARDED_BY(m_mutex) = 0;
+  std::array<DebugLogRecord, kCapacity> m_records VELA_GUARDED_BY(m_mutex);
 };
 
 // One record as dumps show it, its line end in front.
@@ -99,8 +103,9 @@ class TEDebugLogger final : public TEDebugInterface {
  private:
   const std::string m_name;
   const bool m_isAlarm;
-  std::atomic<unsigned> m_switches{kDefaultSwitches};  // bit n = level n
   FilteredLogCache& m_cache;
+  // Bit n = level n. In a cache line of its own: a change holds up nobody who reads the name.
+  alignas(kCacheLine) std::atomic<unsigned> m_switches{kDefaultSwitches};
 };
 
 // Hands "module text" to the platform log, whatever the module's switches say; level 0 dumps the common cache
