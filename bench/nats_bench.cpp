@@ -238,14 +238,14 @@ int Run(const bench::Options& options) {
     Place(engine.Pid(), oneCore);
     for (const auto& server : servers) Place(server->Pid(), oneCore);
     const std::string where = oneCore ? ", one core, " : ", free, ";
-    const long calls = options.Operations(1000);
+    const long calls = options.Operations(400);
     const auto one =
         bench::Interleaved(options, {bench::MedianOfOne(&ours, calls), bench::MedianOfOne(&now, calls),
-                                     bench::MedianOfOne(&byDefault, options.Operations(200))});
+                                     bench::MedianOfOne(&byDefault, options.Operations(100))});
     const std::string trip = "bus on NATS, round trip of 200 B" + where + "p50 us, peer NATS ";
     rows.push_back({trip + "flushed at once", one[0], one[1], {}, 1.3, bench::Better::lower});
     rows.push_back({trip + "by default", one[0], one[2], {}, 0, bench::Better::lower});
-    const long many = options.Operations(20000);
+    const long many = options.Operations(6000);
     const auto piped = bench::Interleaved(
         options, {bench::ThousandsPerSecond(&ours, many), bench::ThousandsPerSecond(&now, many),
                   bench::ThousandsPerSecond(&byDefault, many)});
@@ -256,7 +256,7 @@ int Run(const bench::Options& options) {
   for (const int count : {1, 2, 4, 8}) {
     BusClient spread(count);
     const auto figure =
-        bench::Interleaved(options, {bench::ThousandsPerSecond(&spread, options.Operations(20000))});
+        bench::Interleaved(options, {bench::ThousandsPerSecond(&spread, options.Operations(6000))});
     rows.push_back({"bus on NATS, 64 in flight to " + std::to_string(count) + " processes, 1000/s",
                     figure[0],
                     {},

@@ -195,6 +195,10 @@ inline constexpr BuiltInText kTexts[] = {
     {"PS_HEAD_UPTIME", "UPTIME"},
     {"PS_HEAD_MISSIONS", "MISSIONS"},
     {"PS_HEAD_LOCKS", "LOCKS"},
+    {"PS_HEAD_HOST", "HOST"},
+    {"PS_HEAD_STATE", "STATE"},
+    {"PS_PRESENT", "present"},
+    {"PS_SILENT", "silent: it may be dead"},
     // Missions on NEs.
     {"MISSION_FETCHING", "{1} of {2} files fetched"},
     {"MISSION_RESULTS_OMITTED", "{1}; {2} results did not fit into the answer, repeat the request for fewer NEs"},
@@ -438,8 +442,9 @@ inline constexpr BuiltInText kTexts[] = {
     {"PS_HELP",
      "velactl ps - list the running server processes\n"
      "\n"
-     "usage: velactl ps [--timeout S] [--json]\n"
+     "usage: velactl ps [--bus] [--timeout S] [--json]\n"
      "\n"
+     "  --bus       list who is on the bus instead, on all hosts, clients too\n"
      "  --timeout   seconds that their answers may take, by default 5\n"
      "  --json      print the list as JSON; uptime in seconds\n"
      "\n"

@@ -7,12 +7,16 @@
 #include <optional>
 
 #include "apps/common/texts.h"
+#include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
+#include "apps/velactl/json.h"
 #include "apps/velactl/options.h"
 #include "apps/velactl/table.h"
+#include "platform/bus/bus.h"
 #include "platform/debug/console.h"
 #include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
+#include "platform/task/vela_app_mgr.h"
 
 namespace velactl {
 namespace {
@@ -28,8 +32,13 @@ struct RunningProcess {
   std::optional<int> locks;
 };
 
-bool ParseOptions(const std::vector<std::string>& arguments, RequestOptions& options, std::string& error) {
+struct PsOptions : RequestOptions {
+  bool bus = false;
+};
+
+bool ParseOptions(const std::vector<std::string>& arguments, PsOptions& options, std::string& error) {
   const auto take = [&](const std::size_t& i, std::string& wrong) {
+    if (arguments[i] == "--bus") return options.bus = true;
     if (!arguments[i].starts_with("--process")) return false;
     wrong = apps::Text("OPTION_UNKNOWN", {arguments[i]});
     return true;
@@ -115,13 +124,47 @@ std::string JsonText(const std::vector<RunningProcess>& rows) {
   return text + (rows.empty() ? "]\n" : "\n]\n");
 }
 
+std::string MembersText(const std::vector<vela::BusMemberInfo>& members) {
+  Table table({apps::Text("PS_HEAD_NUMBER"), apps::Text("PS_HEAD_HANDLE"), apps::Text("PS_HEAD_HOST"),
+               apps::Text("PS_HEAD_STATE")});
+  for (const vela::BusMemberInfo& member : members)
+    table.Add({std::to_string(member.address.Number()), std::to_string(member.address.Handle()), member.host,
+               member.silent ? apps::Text("PS_SILENT") : apps::Text("PS_PRESENT")});
+  return table.Text();
+}
+
+std::string MembersJson(const std::vector<vela::BusMemberInfo>& members) {
+  std::string text = "[";
+  for (const vela::BusMemberInfo& member : members) {
+    text += text.size() == 1 ? "\n  " : ",\n  ";
+    text += "{\"number\": " + std::to_string(member.address.Number()) +
+            ", \"handle\": " + std::to_string(member.address.Handle()) +
+            ", \"host\": " + JsonString(member.host) +
+            ", \"silent\": " + (member.silent ? "true}" : "false}");
+  }
+  return text + "\n]\n";
+}
+
+// Joins the bus as a client to see who is there; that client is left out.
+int ListMembers(char* argv0, bool json) {
+  ClientProcess process;
+  std::string error;
+  if (!process.Start(argv0, error)) return Fail(error);
+  std::vector<vela::BusMemberInfo> members = VelaAppMgr::Instance()->GetBus()->Members();
+  const CProcID own(VelaGetProcId(), VelaGetProcHandle());
+  std::erase_if(members, [own](const vela::BusMemberInfo& member) { return member.address == own; });
+  return Print(json ? MembersJson(members) : MembersText(members)) ? EXIT_SUCCESS
+                                                                   : Fail(apps::Text("CLIENT_NOT_WRITTEN"));
+}
+
 }  // namespace
 
-int PsCommand(char* /*argv0*/, const std::vector<std::string>& arguments) {
-  RequestOptions options;
+int PsCommand(char* argv0, const std::vector<std::string>& arguments) {
+  PsOptions options;
   std::string error;
   if (!ParseOptions(arguments, options, error)) return Fail(error);
   if (options.help) return std::fputs(apps::HelpText("PS_HELP").c_str(), stdout) < 0;
+  if (options.bus) return ListMembers(argv0, options.json);
   std::vector<CProcID> named;
   if (vela::ConsoleClient::Processes(named) == EACCES) return Fail(apps::Text("DEBUG_NOT_ALLOWED"));
   const std::vector<RunningProcess> rows = AskAll(named, options.timeOut);

@@ -29,7 +29,8 @@ struct BusStats {
   std::uint64_t refusedFull = 0;
   std::uint64_t refusedNoReceiver = 0;
   std::uint64_t malformed = 0;  // received bytes that are no frame for this process: dropped
-  // Between hosts only; connected is always true elsewhere.
+  // Of a bus between hosts only.
+  bool betweenHosts = false;
   bool connected = true;
   std::uint64_t forged = 0;       // of the malformed: the header names another sender than the engine does
   std::uint64_t disconnects = 0;  // times that the connection to the engine was lost

@@ -65,6 +65,7 @@ class NatsBus final : public Bus {
   BusStats Stats() const override {
     BusStats stats = m_counters.Read();
     const std::shared_ptr<NatsSession> session = Session();
+    stats.betweenHosts = true;
     stats.connected = false;
     if (session) session->FillStats(stats);
     return stats;

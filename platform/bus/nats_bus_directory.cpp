@@ -218,6 +218,7 @@ void NatsSession::SeeOwnAddressElsewhere(std::uint64_t life) {
   if (life > m_self.life) return;
   LogProcess::Error("bus on NATS: another process lives at " + Text(m_self) + ": this one leaves the bus");
   m_state = State::withdrawn;
+  while (!m_members.empty()) Remove(m_members.begin());
   m_changed.NotifyAll();
 }
 

@@ -39,8 +39,9 @@ class KeyReader {
     if (VelaGetRegString(m_file.c_str(), key, text) != 1) return missing;
     int value = 0;
     if (VelaGetRegInt(m_file.c_str(), key, value) == 1 && value >= low && value <= high) return value;
-    Fail(key, "\"" + EscapeControls(text) + "\" is no number from " + std::to_string(low) + " to " +
-                  std::to_string(high));
+    std::string reason = "\"";
+    reason.append(EscapeControls(text)).append("\" is no number from ");
+    Fail(key, reason + std::to_string(low) + " to " + std::to_string(high));
     return missing;
   }
 

@@ -140,10 +140,17 @@ using Count = unsigned long long;
 std::string BusLine(const vela::Bus* bus) {
   if (bus == nullptr) return "bus: closed\n";
   const vela::BusStats stats = bus->Stats();
-  return Line(
-      "bus: %llu sent, %llu received, %llu refused by full queues, %llu without receiver, %llu broken",
-      Count{stats.sent}, Count{stats.received}, Count{stats.refusedFull}, Count{stats.refusedNoReceiver},
-      Count{stats.malformed});
+  std::string text =
+      Line("bus: %llu sent, %llu received, %llu refused by full queues, %llu without receiver, %llu broken",
+           Count{stats.sent}, Count{stats.received}, Count{stats.refusedFull}, Count{stats.refusedNoReceiver},
+           Count{stats.malformed});
+  if (!stats.betweenHosts) return text;
+  return text + Line(
+                    "between hosts: %s, lost %llu times; %llu frames held with %llu bytes, %llu sent again, "
+                    "%llu dropped as repeated, %llu as forged",
+                    stats.connected ? "connected" : "not connected", Count{stats.disconnects},
+                    Count{stats.heldFrames}, Count{stats.heldBytes}, Count{stats.resent},
+                    Count{stats.repeated}, Count{stats.forged});
 }
 
 std::string ListQueue(const CommandWords&) {
