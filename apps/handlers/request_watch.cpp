@@ -24,12 +24,19 @@ RequestEnd RequestWatch::Ended() {
 
 bool RequestWatch::ClientGone() {
   const auto now = std::chrono::steady_clock::now();
-  const TECmdMsg* request = m_context.GetReqMsg();
-  if (m_gone || now < m_nextLook || request == nullptr) return m_gone;
+  if (now < m_nextLook) return m_gone;
   m_nextLook = now + kLookAtClient;
+  return LookAtClient();
+}
+
+bool RequestWatch::LookAtClient() {
+  const TECmdMsg* request = m_context.GetReqMsg();
   const vela::Bus* bus = VelaAppMgr::Instance()->GetBus();
+  if (m_gone || request == nullptr || bus == nullptr) return m_gone;
   const VelaCmdMSG& header = request->Header();
-  m_gone = bus != nullptr && !bus->IsAlive(CProcID(header.srcProcId, header.srcHandle));
+  const std::uint64_t life = bus->LifeOf(CProcID(header.srcProcId, header.srcHandle));
+  if (m_life == 0) m_life = life;
+  m_gone = life == 0 || life != m_life;
   return m_gone;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 #include <chrono>
+#include <cstdint>
 
 namespace NSTE_util {
 class TETaskContext;
@@ -17,6 +18,9 @@ class RequestWatch {
 
   // Why it is to end; cheap enough for every step. The client is looked at twice a second.
   RequestEnd Ended();
+  // Whether nobody waits for the answer any more: the client has ended, or its address is another process's
+  // now. Looks at once.
+  bool LookAtClient();
   // Sleeps; comes back early when the request is to end.
   void PauseUntil(std::chrono::steady_clock::time_point end);
 
@@ -25,6 +29,7 @@ class RequestWatch {
 
   const NSTE_util::TETaskContext& m_context;
   std::chrono::steady_clock::time_point m_nextLook;  // at the client
+  std::uint64_t m_life = 0;                          // of the client; 0: not seen yet
   bool m_gone = false;
 };
 

@@ -151,8 +151,8 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
   end.subMissionID = static_cast<AsnIntType>(subMission);
   NEFaults faults;
   PieceEnd why = WhyNot(request, faults);
+  RequestWatch watch(context);
   if (why.code == 0) {
-    RequestWatch watch(context);
     PieceFrame frame{Value(request.operation), network, faults, *errors, watch};
     why = WorkOnAll(frame, static_cast<long>(subMission), request.nes, end.results);
   }
@@ -161,6 +161,8 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
   if (!FillReport(*errors, end.report) && why.code == 0)
     end.errorCode = static_cast<AsnIntType>(VELA_ERR_GENERAL);
   LogEnd(context.GetMissionDesc(), end);
+  // The next process at the owner's address may have a mission of the same number.
+  if (watch.LookAtClient()) return 0;
   return SendEnd(task, owner, end);
 }
 
