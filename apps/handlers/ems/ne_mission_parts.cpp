@@ -228,18 +228,24 @@ void NEMissionParts::Keep(Piece& piece, std::vector<NEResult>& results) {
 }
 
 void NEMissionParts::LookAt(std::uint32_t id, Piece& piece) {
-  const std::string address = VelaAddressText(piece.process);
   const auto now = Clock::now();
   // One that has not begun may wait behind others, of which its process tells meanwhile.
   const auto sign = piece.begun ? piece.lastSign
                                 : std::max(piece.lastSign, NEMissionBook::Instance().LastSign(piece.process));
   if (LifeOfProcess(piece.process) != piece.life)
-    Fail(id, piece, NE_PART_ERR_ENDED, apps::ErrorText(NE_PART_ERR_ENDED, {address}));
+    Fail(id, piece, NE_PART_ERR_ENDED, apps::ErrorText(NE_PART_ERR_ENDED, {VelaAddressText(piece.process)}));
   else if (now - sign > vela::ScaledSeconds(m_silenceSeconds))
-    Fail(id, piece, NE_PART_ERR_SILENT,
-         apps::ErrorText(NE_PART_ERR_SILENT, {address, std::to_string(m_silenceSeconds)}));
+    FailSilent(id, piece);
   else if (m_stopCode != 0 && now - m_stopped > vela::ScaledSeconds(kPatienceSeconds))
     Close(id, piece, 0, {});
+}
+
+// It does not keep the NEs when it goes on one day.
+void NEMissionParts::FailSilent(std::uint32_t id, Piece& piece) {
+  AbortSubMission(piece.process, id);
+  Fail(id, piece, NE_PART_ERR_SILENT,
+       apps::ErrorText(NE_PART_ERR_SILENT,
+                       {VelaAddressText(piece.process), std::to_string(m_silenceSeconds)}));
 }
 
 void NEMissionParts::Fail(std::uint32_t id, Piece& piece, std::uint32_t code, const std::string& reason) {

@@ -106,6 +106,7 @@ class NEMissionParts {
   void TakeEnd(std::uint32_t id, Piece& piece, NEPieceEnd& end);
   void Keep(Piece& piece, std::vector<NEResult>& results);
   void LookAt(std::uint32_t id, Piece& piece);
+  void FailSilent(std::uint32_t id, Piece& piece);
   void Fail(std::uint32_t id, Piece& piece, std::uint32_t code, const std::string& reason);
   bool Move(std::uint32_t id, Piece& piece);
   void Close(std::uint32_t id, Piece& piece, std::uint32_t code, const std::string& reason);
