@@ -4,14 +4,9 @@
 #include "apps/asn1/nms_codes.h"
 #include "asn1/error.h"
 #include "asn1/filetransfer.h"
-#include "asn1/nms.h"
 #include "asn1/progress.h"
-#include "platform/asncmd/asn_helper.h"
-#include "platform/asncmd/asn_runtime.h"
 #include "platform/os/host_info.h"
-#include "platform/testkit/testkit.h"
-#include "tests/apps/child.h"
-#include "tests/platform/bus_member.h"
+#include "tests/apps/peer.h"
 #include "util/basicutil/compress.h"
 #include "util/basicutil/cvelaappfile.h"
 #include "util/basicutil/stringutil.h"
@@ -19,75 +14,6 @@
 // Missions of a real EMS and the account of a real session service; the processes around them are scripted.
 namespace apps_test {
 namespace {
-
-constexpr CProcID kEms(110, 1);
-constexpr std::uint32_t kFirst = 0x90001;  // 9-1
-
-template <class Message>
-void Decode(const std::string& body, Message& message) {
-  EXPECT_EQ(CAsnHelper::Decode({reinterpret_cast<const unsigned char*>(body.data()), body.size()}, message),
-            0U);
-}
-
-std::uint32_t Value(const AsnInt& value) {
-  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
-}
-
-// A process that does what its script says to each frame, in the bus' thread.
-class Peer {
- public:
-  using Script = std::function<void(Peer&, const Received&)>;
-
-  explicit Peer(CProcID self, Script script = {}) : m_self(self), m_script(std::move(script)) {
-    EXPECT_EQ(m_bus->Open(self, [this](VelaMsgPtr frame) { Take(*frame); }), vela::BusResult::ok);
-  }
-  ~Peer() { m_bus->Close(); }
-
-  void Send(CProcID to, std::uint32_t cmd, std::uint8_t kind, const AsnType& message,
-            const Received* asked = {}) {
-    testkit::Request request{.cmdCode = cmd, .kind = kind, .payload = testkit::Encoded(message)};
-    request.srcProcId = m_self.Number();
-    request.srcHandle = m_self.Handle();
-    if (asked != nullptr) request.sn = asked->sn;
-    const VelaMsgPtr frame = testkit::MakeFrame(request);
-    frame->dstProcId = to.Number();
-    frame->dstHandle = to.Handle();
-    if (asked != nullptr) frame->dstTaskId = asked->srcTaskId;
-    m_bus->Send(*frame);
-  }
-  void Answer(const Received& asked, const AsnType& message) {
-    Send({asked.srcProcId, asked.srcHandle}, asked.cmdCode, VELA_KIND_RESPONSE, message, &asked);
-  }
-  // The frames with that command and kind that have come, once there are `count`.
-  std::vector<Received> Await(std::uint32_t cmd, std::size_t count, std::uint8_t kind = 0) {
-    std::vector<Received> found;
-    std::unique_lock lock(m_lock);
-    m_came.wait_for(lock, std::chrono::seconds(60), [&] {
-      found.clear();
-      std::copy_if(m_frames.begin(), m_frames.end(), std::back_inserter(found),
-                   [&](const Received& f) { return f.cmdCode == cmd && (kind == 0 || f.kind == kind); });
-      return found.size() >= count;
-    });
-    EXPECT_GE(found.size(), count) << std::hex << cmd;
-    return found;
-  }
-
- private:
-  void Take(const VelaCmdMSG& frame) {
-    const Received taken(frame);
-    if (m_script) m_script(*this, taken);
-    const std::lock_guard lock(m_lock);
-    m_frames.push_back(taken);
-    m_came.notify_all();
-  }
-
-  const CProcID m_self;
-  const Script m_script;
-  const std::unique_ptr<vela::Bus> m_bus = vela::MakeLocalBus({});
-  std::mutex m_lock;
-  std::condition_variable m_came;
-  std::vector<Received> m_frames;
-};
 
 // Knows 9-1 to 9-4 of managers 120, and 9-5 of managers 121.
 void Topology(Peer& self, const Received& frame) {
@@ -161,54 +87,6 @@ Peer::Script Manager(char mode, std::uint16_t handle) {
   };
 }
 
-std::string Hex(std::uint32_t code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "%X", code);
-  return text;
-}
-
-// "1:0 2:42012031" for the results, "120/1 2/2 0" for the parts.
-std::string Told(const AsnNEMissionRsp& response) {
-  std::string text = Hex(Value(response.errorCode)) + " |";
-  for (const AsnNEResult& r : response.results)
-    text += ' ' + std::to_string(Value(r.ne) - kFirst + 1) + ':' + Hex(Value(r.errorCode)) +
-            (Value(r.errorCode) == 0 && r.file.Len() == 0 ? "?" : "");
-  for (const AsnMissionPartEnd& p : response.parts)
-    text += " | " + std::to_string(Value(p.process)) + '/' + std::to_string(Value(p.handle)) + ' ' +
-            std::to_string(Value(p.done)) + '/' + std::to_string(Value(p.nes)) + ' ' +
-            Hex(Value(p.errorCode));
-  return text;
-}
-
-// The EMS at a tenth of the time that its configuration names.
-class Ems : public Child {
- public:
-  Ems()
-      : Child({VELA_BIN_DIR "/velad", "-f",
-               WriteConfig("test.cfg",
-                           "ProcNumber = 110\nHandlerSets = ems\nNEMissionSilenceSeconds = 50\n"
-                           "NEMissionTopologySeconds = 300\n")},
-              {{"VELA_TIME_SCALE", "100"}}) {}
-  bool Ready() { return Says(out, "ready\n"); }
-};
-
-class Client : public Peer {
- public:
-  Client() : Peer({3003, 5}) {}
-  void Ask(std::uint32_t cmd, int mission, const std::vector<std::uint32_t>& nes, int timeOut = 0) {
-    AsnNEMissionReq request;
-    request.missionID = mission;
-    request.userID = 7;
-    request.timeOut = timeOut;
-    for (const std::uint32_t ne : nes) *request.nes.append() = static_cast<AsnIntType>(kFirst + ne - 1);
-    Send(kEms, cmd, VELA_KIND_REQUEST, request);
-  }
-  void Answered(std::uint32_t cmd, AsnNEMissionRsp& response, std::size_t count = 1) {
-    const auto answers = Await(cmd, count, VELA_KIND_RESPONSE);
-    if (answers.size() >= count) Decode(answers[count - 1].body, response);
-  }
-};
-
 // Each line: the modes of 120/1 and 120/2, the NEs, the answer with its parts, the errors of the report, and
 // how many NEs the topology service hears of.
 const std::string kMissions =
@@ -226,8 +104,7 @@ const std::string kMissions =
     "wg 12; 42012002 | 1:42012002 2:0 | 120/1 0/1 42012002 | 120/2 1/1 0 || 1\n";
 
 TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
-  Ems ems;
-  ASSERT_TRUE(ems.Ready()) << ems.Text(Child::err);
+  const NmsServer ems(110, 1, "ems");
   for (const std::string& line : files::Lines(kMissions)) {
     SCOPED_TRACE(line);
     std::vector<std::uint32_t> nes;
@@ -275,8 +152,7 @@ TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
 }
 
 TEST(EmsTest, WhatIsRefusedSaysWhy) {
-  Ems ems;
-  ASSERT_TRUE(ems.Ready()) << ems.Text(Child::err);
+  const NmsServer ems(110, 1, "ems");
   Client client;
   AsnNEMissionRsp alone;
   client.Ask(NE_RESET_COMMAND, 1, {1});
@@ -334,9 +210,7 @@ TEST(EmsTest, WhatIsRefusedSaysWhy) {
 }
 
 TEST(EmsTest, TheSessionServiceForgetsWhatHasDied) {
-  Child service(
-      {VELA_BIN_DIR "/velad", "-f", WriteConfig("test.cfg", "ProcNumber = 52\nHandlerSets = session\n")});
-  ASSERT_TRUE(service.Says(Child::out, "ready\n"));
+  const NmsServer service(52, 1, "session");
   Client client;
   const auto tell = [](Peer& server, int handle, int mission, int ended) {
     AsnSessionOper oper;
