@@ -47,13 +47,16 @@ class User : public Client {
       if (answer.starts_with("0 ") || std::chrono::steady_clock::now() > deadline) return answer;
     }
   }
-  // Waits until the process has its part, or has worked on some of it.
-  void Sees(const std::string& process, bool work) {
+  enum Phase { known, atWork, done };
+  // Waits until a part of the mission has come so far.
+  void Sees(const std::string& process, Phase phase) {
     AwaitThose(1, [&](const Received& frame) {
       if (frame.cmdCode != 0x218004) return false;
       AsnParallelTaskProgressReport part;
       Decode(frame.body, part);
-      return part.partName.data() == process && (!work || part.partDetail.data() != std::string("0%"));
+      const std::string detail = part.partDetail.data();
+      return part.partName.data() == process && (phase == known || detail != "0%") &&
+             (phase != done || !detail.ends_with('%'));
     });
   }
 
@@ -110,7 +113,7 @@ TEST(NmsFaultsTest, AManagerDiesOrHangs) {
     User user;
     if (!c.begun) first->Stop();
     user.Upload(kAll);
-    user.Sees(c.begun ? "120/1" : "120/2", true);
+    user.Sees(c.begun ? "120/1" : "120/2", User::atWork);
     c.hangs ? first->Stop() : first.reset();
     if (c.both) second.reset();
     if (c.anew) first = Manager(120, 1);
@@ -129,6 +132,18 @@ TEST(NmsFaultsTest, AManagerDiesOrHangs) {
   }
 }
 
+TEST(NmsFaultsTest, AManagerDiesWhenItIsDone) {
+  const Network network;
+  const auto first = Manager(120, 1, true);
+  auto second = Manager(120, 2);
+  User user;
+  user.Upload({1, 2});
+  user.Sees("120/2", User::done);
+  second.reset();
+  EXPECT_EQ(user.Answer(), "42012006 | 1:0 2:42012033 | 120/1 1/1 0 | 120/2 1/1 0");
+  EXPECT_EQ(Files("var/configs"), network.configs) << "the last good ones";
+}
+
 // A manager that hears nothing of the death of a server meanwhile does not take the next one for it.
 TEST(NmsFaultsTest, NEsOfADeadServerOrClientAreFreeAgain) {
   const auto manager = Manager(120, 1, true);
@@ -136,13 +151,13 @@ TEST(NmsFaultsTest, NEsOfADeadServerOrClientAreFreeAgain) {
   User user;
   auto ems = std::make_unique<NmsServer>(110, 1, "ems");
   user.Upload({1});
-  user.Sees("120/1", true);
+  user.Sees("120/1", User::atWork);
   manager->Stop();
   ems.reset();
   ems = std::make_unique<NmsServer>(110, 1, "ems");
   User next(6);
   next.Upload({2});
-  next.Sees("120/1", false);
+  next.Sees("120/1", User::known);
   manager->Signal(SIGCONT);
   EXPECT_EQ(next.Answer(), "0 | 2:0 | 120/1 1/1 0");
   EXPECT_EQ(next.UploadAgain({1}), "0 | 1:0 | 120/1 1/1 0");
