@@ -202,11 +202,12 @@ TEST(NmsFaultsTest, NothingHalfIsLeftOnAFullDisk) {
     SCOPED_TRACE(folder);
     const std::string path = files::Root() + folder;
     ASSERT_EQ(mount("tmpfs", path.c_str(), "tmpfs", 0, "size=4k"), 0);
-    files::Write(std::string(folder) + "/full", std::string(4096, 'f'));
+    const std::map<std::string, std::string> old = {{"9-1.cfg", std::string(4096, 'o')}};
+    files::Write(folder + std::string("/9-1.cfg"), old.at("9-1.cfg"));
     user.Upload(kAll);
     const std::string told = user.Answer();
     EXPECT_TRUE(told.starts_with("42012006" + Results(code, code) + " | ")) << told;
-    EXPECT_EQ(Files(folder).size(), 1U);
+    EXPECT_EQ(Files(folder), old);
     ASSERT_EQ(umount2(path.c_str(), MNT_DETACH), 0);
     EXPECT_EQ(Files("var/configs"), network.configs);
     std::filesystem::remove_all(files::Root() + "var/configs/9-1.cfg");
