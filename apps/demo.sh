@@ -51,7 +51,7 @@ parts=$home/apps/demo
 . "$parts/common.sh"
 
 cp -r "$home/install/." "$root/" && mkdir "$root/bin" "$root/handlers" && cp "$bin/velad" "$bin/velactl" "$root/bin/" &&
-  find "$bin/.." -path "*/velad/*.so" -exec cp {} "$root/handlers/" \; ||
+  find "$bin"/../lib* -path "*/velad/*.so" -exec cp {} "$root/handlers/" \; ||
   fail "no installation root"
 bin=$root/bin
 # Slow enough to watch.

@@ -6,11 +6,11 @@
 #include <cstdlib>
 
 #include "apps/asn1/audit_codes.h"
+#include "apps/common/inventory.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/audit_options.h"
 #include "apps/velactl/audit_report.h"
 #include "apps/velactl/failure.h"
-#include "apps/velactl/inventory.h"
 #include "apps/velactl/request_session.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_fwd.h"
@@ -22,11 +22,12 @@ void SetOcts(AsnOcts& octs, const std::string& text) {
   octs.Set(text.data(), text.size());
 }
 
-void FillRequest(const AuditOptions& options, const std::vector<InventoryRow>& rows, AsnAuditReq& request) {
+void FillRequest(const AuditOptions& options, const std::vector<apps::InventoryRow>& rows,
+                 AsnAuditReq& request) {
   request.missionID = static_cast<AsnIntType>(NewMissionID());
   request.userID = static_cast<AsnIntType>(getuid() & 0x7FFFFFFF);
   request.timeOut = static_cast<AsnIntType>(options.timeOut);
-  for (const InventoryRow& row : rows) {
+  for (const apps::InventoryRow& row : rows) {
     AsnNERecord& record = *request.records.append();
     SetOcts(record.identifier, row.identifier);
     SetOcts(record.name, row.name);
@@ -45,7 +46,7 @@ std::string WhyIncomplete(const AsnAuditRsp& response) {
   return apps::Text("AUDIT_INCOMPLETE", {reason});
 }
 
-int Audit(const AuditOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
+int Audit(const AuditOptions& options, const std::vector<apps::InventoryRow>& rows, char* argv0) {
   AsnAuditReq request;
   FillRequest(options, rows, request);
   AsnAuditRsp response;
@@ -71,9 +72,9 @@ int AuditCommand(char* argv0, const std::vector<std::string>& arguments) {
   std::string error;
   if (!ParseAuditOptions(arguments, options, error)) return Fail(error);
   if (options.help) return std::fputs(apps::HelpText("AUDIT_HELP").c_str(), stdout) < 0;
-  std::vector<InventoryRow> rows;
-  if (!ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
-  if (!FitsOneRequest(rows, 6))
+  std::vector<apps::InventoryRow> rows;
+  if (!apps::ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
+  if (!apps::FitsOneRequest(rows, 6))
     return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
   return Audit(options, rows, argv0);
 }

@@ -15,21 +15,21 @@ namespace {
 
 struct Line {
   std::string_view fault;
-  const InventoryRow* row;
-  const InventoryRow* other;  // null: none
+  const apps::InventoryRow* row;
+  const apps::InventoryRow* other;  // null: none
   std::string name;
   std::string text;
 };
 
-const InventoryRow* RowAt(const AsnInt& index, const std::vector<InventoryRow>& rows) {
+const apps::InventoryRow* RowAt(const AsnInt& index, const std::vector<apps::InventoryRow>& rows) {
   const auto i = static_cast<std::int64_t>(static_cast<AsnIntType>(index));
   return i < 0 || i >= static_cast<std::int64_t>(rows.size()) ? nullptr : &rows[static_cast<std::size_t>(i)];
 }
 
-std::vector<Line> Lines(const AsnAuditRsp& response, const std::vector<InventoryRow>& rows) {
+std::vector<Line> Lines(const AsnAuditRsp& response, const std::vector<apps::InventoryRow>& rows) {
   std::vector<Line> lines;
   for (const AsnAuditFinding& finding : response.findings) {
-    const InventoryRow* row = RowAt(finding.record, rows);
+    const apps::InventoryRow* row = RowAt(finding.record, rows);
     if (row == nullptr) continue;
     const auto code = static_cast<std::uint32_t>(static_cast<AsnIntType>(finding.errorCode));
     lines.push_back({AuditFaultName(code), row, RowAt(finding.otherRecord, rows), finding.neName.data(),
@@ -44,7 +44,7 @@ std::int64_t Number(const AsnInt& value) {
 
 }  // namespace
 
-std::string AuditTable(const AsnAuditRsp& response, const std::vector<InventoryRow>& rows) {
+std::string AuditTable(const AsnAuditRsp& response, const std::vector<apps::InventoryRow>& rows) {
   const std::vector<Line> lines = Lines(response, rows);
   Table table({apps::Text("AUDIT_HEAD_LINE"), apps::Text("AUDIT_HEAD_FAULT"), apps::Text("AUDIT_HEAD_NE"),
                apps::Text("AUDIT_HEAD_NAME"), apps::Text("AUDIT_HEAD_TEXT")});
@@ -64,7 +64,7 @@ std::string AuditTable(const AsnAuditRsp& response, const std::vector<InventoryR
 }
 
 std::string AuditJson(const AsnAuditRsp& response, const std::string& file,
-                      const std::vector<InventoryRow>& rows) {
+                      const std::vector<apps::InventoryRow>& rows) {
   std::string text = "{\"file\": " + JsonString(file) + ", \"records\": " + std::to_string(rows.size()) +
                      ", \"checked\": " + std::to_string(Number(response.checked)) +
                      ", \"errorCode\": " + std::to_string(Number(response.errorCode)) + ", \"reason\": " +

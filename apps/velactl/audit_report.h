@@ -2,7 +2,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/velactl/inventory.h"
+#include "apps/common/inventory.h"
 
 namespace SNACC {
 class AsnAuditRsp;
@@ -13,10 +13,10 @@ namespace velactl {
 // The answer of an audit as text. Findings that name records which were not sent are left out.
 
 // Columns LINE, FAULT, NE, NAME, TEXT, then one line that sums up.
-std::string AuditTable(const SNACC::AsnAuditRsp& response, const std::vector<InventoryRow>& rows);
+std::string AuditTable(const SNACC::AsnAuditRsp& response, const std::vector<apps::InventoryRow>& rows);
 
 // One object; each finding on a line of its own.
 std::string AuditJson(const SNACC::AsnAuditRsp& response, const std::string& file,
-                      const std::vector<InventoryRow>& rows);
+                      const std::vector<apps::InventoryRow>& rows);
 
 }  // namespace velactl

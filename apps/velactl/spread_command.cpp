@@ -6,10 +6,10 @@
 #include <cstdlib>
 #include <optional>
 
+#include "apps/common/inventory.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
-#include "apps/velactl/inventory.h"
 #include "apps/velactl/mission_signals.h"
 #include "apps/velactl/request_session.h"
 #include "apps/velactl/spread_options.h"
@@ -26,12 +26,13 @@ void SetOcts(AsnOcts& octs, const std::string& text) {
   octs.Set(text.data(), text.size());
 }
 
-void FillRequest(const SpreadOptions& options, const std::vector<InventoryRow>& rows, AsnSpreadReq& request) {
+void FillRequest(const SpreadOptions& options, const std::vector<apps::InventoryRow>& rows,
+                 AsnSpreadReq& request) {
   request.missionID = NewMissionID();
   request.userID = static_cast<AsnIntType>(getuid() & 0x7FFFFFFF);
   request.timeOut = options.timeOut;
   request.onFailure = static_cast<AsnIntType>(options.onFailure);
-  for (const InventoryRow& row : rows) {
+  for (const apps::InventoryRow& row : rows) {
     AsnSpreadNE& record = *request.records.append();
     SetOcts(record.identifier, row.identifier);
     SetOcts(record.name, row.name);
@@ -41,7 +42,7 @@ void FillRequest(const SpreadOptions& options, const std::vector<InventoryRow>& 
   }
 }
 
-int Spread(const SpreadOptions& options, const std::vector<InventoryRow>& rows, char* argv0) {
+int Spread(const SpreadOptions& options, const std::vector<apps::InventoryRow>& rows, char* argv0) {
   MissionSignals::Hold();
   ClientProcess process;
   std::string error;
@@ -71,9 +72,9 @@ int SpreadCommand(char* argv0, const std::vector<std::string>& arguments) {
   std::string error;
   if (!ParseSpreadOptions(arguments, options, error)) return Fail(error);
   if (options.help) return std::fputs(apps::HelpText("SPREAD_HELP").c_str(), stdout) < 0;
-  std::vector<InventoryRow> rows;
-  if (!ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
-  if (!FitsOneRequest(rows, 5))
+  std::vector<apps::InventoryRow> rows;
+  if (!apps::ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
+  if (!apps::FitsOneRequest(rows, 5))
     return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
   return Spread(options, rows, argv0);
 }

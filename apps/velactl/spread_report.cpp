@@ -33,7 +33,7 @@ std::string Hex(const AsnInt& code) {
   return text;
 }
 
-void FillAudit(const AsnSpreadEnd& end, const std::vector<InventoryRow>& rows, AsnAuditRsp& audit) {
+void FillAudit(const AsnSpreadEnd& end, const std::vector<apps::InventoryRow>& rows, AsnAuditRsp& audit) {
   audit.checked = end.checked;
   audit.errorCode = end.errorCode;
   audit.omitted = end.omitted;
@@ -76,14 +76,14 @@ std::string Parts(const AsnMission& mission) {
 
 }  // namespace
 
-std::string SpreadTable(const AsnSpreadEnd& end, const std::vector<InventoryRow>& rows) {
+std::string SpreadTable(const AsnSpreadEnd& end, const std::vector<apps::InventoryRow>& rows) {
   AsnAuditRsp audit;
   FillAudit(end, rows, audit);
   return AuditTable(audit, rows) + '\n' + PartTable(end);
 }
 
 std::string SpreadJson(const AsnSpreadEnd& end, const std::string& file,
-                       const std::vector<InventoryRow>& rows) {
+                       const std::vector<apps::InventoryRow>& rows) {
   AsnAuditRsp audit;
   FillAudit(end, rows, audit);
   std::string text = "{\"audit\": " + AuditJson(audit, file, rows) + ", \"parts\": [";

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "apps/velactl/csv.h"
-#include "apps/velactl/inventory.h"
+#include "apps/common/csv.h"
+#include "apps/common/inventory.h"
 
-namespace velactl {
+namespace apps {
 namespace {
 
 // Fields are shown as [a][b], rows with their line.
@@ -88,4 +88,4 @@ TEST(InventoryTest, HeadAndRows) {
 }
 
 }  // namespace
-}  // namespace velactl
+}  // namespace apps

@@ -9,8 +9,8 @@
 #include <set>
 
 #include "apps/common/entries.h"
+#include "apps/common/inventory.h"
 #include "apps/common/ne_list.h"
-#include "apps/velactl/inventory.h"
 #include "platform/log/log_process.h"
 #include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
@@ -116,15 +116,15 @@ void Network::MakeUp(std::size_t count) {
 }
 
 bool Network::ReadInventory(const std::string& file, std::string& reason) {
-  std::vector<velactl::InventoryRow> rows;
-  if (!velactl::ReadInventory(file, rows, reason)) return false;
+  std::vector<apps::InventoryRow> rows;
+  if (!apps::ReadInventory(file, rows, reason)) return false;
   std::set<std::uint32_t> known;
   std::size_t omitted = 0;
-  const auto omit = [&](const velactl::InventoryRow& row, const std::string& why) {
+  const auto omit = [&](const apps::InventoryRow& row, const std::string& why) {
     if (++omitted <= kMostLogged)
       LogProcess::Error(file + ":" + std::to_string(row.line) + ": left out: " + vela::EscapeControls(why));
   };
-  for (velactl::InventoryRow& row : rows) {
+  for (apps::InventoryRow& row : rows) {
     const auto id = apps::ParseNE(row.identifier);
     const auto manager = m_managers.find(row.type);
     if (!id)

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace velactl {
+namespace apps {
 
 // One NE of an inventory file, as it stands there.
 struct InventoryRow {
@@ -28,4 +28,4 @@ bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std
 // its size.
 bool FitsOneRequest(const std::vector<InventoryRow>& rows, std::size_t fields);
 
-}  // namespace velactl
+}  // namespace apps

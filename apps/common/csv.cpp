@@ -1,4 +1,4 @@
-#include "apps/velactl/csv.h"
+#include "apps/common/csv.h"
 
 #include <algorithm>
 #include <utility>
@@ -6,7 +6,7 @@
 #include "apps/common/texts.h"
 #include "platform/text/utf8.h"
 
-namespace velactl {
+namespace apps {
 namespace {
 
 class CsvParser {
@@ -86,7 +86,7 @@ class CsvParser {
     return true;
   }
 
-  void Fail(std::size_t line, apps::TextKey why) { m_error = {line, apps::Text(why)}; }
+  void Fail(std::size_t line, apps::TextKey why) { m_error = {line, Text(why)}; }
 
   std::string_view m_rest;
   std::vector<CsvRow>& m_rows;
@@ -100,4 +100,4 @@ CsvError ParseCsv(std::string_view text, std::vector<CsvRow>& rows) {
   return CsvParser(text, rows).Run();
 }
 
-}  // namespace velactl
+}  // namespace apps

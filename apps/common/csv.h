@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-namespace velactl {
+namespace apps {
 
 struct CsvRow {
   std::size_t line;  // where it begins, from 1
@@ -22,4 +22,4 @@ struct CsvError {
 // quotes and bytes that are no UTF-8 are errors, and then `rows` holds what came before.
 CsvError ParseCsv(std::string_view text, std::vector<CsvRow>& rows);
 
-}  // namespace velactl
+}  // namespace apps

@@ -1,4 +1,4 @@
-#include "apps/velactl/inventory.h"
+#include "apps/common/inventory.h"
 
 #include <algorithm>
 #include <array>
@@ -8,12 +8,12 @@
 #include <optional>
 #include <utility>
 
+#include "apps/common/csv.h"
 #include "apps/common/texts.h"
-#include "apps/velactl/csv.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/os/vela_os.h"
 
-namespace velactl {
+namespace apps {
 namespace {
 
 // What could not be sent in one message anyway.
@@ -33,7 +33,7 @@ constexpr std::array<Column, 6> kColumns = {{{"identifier", &InventoryRow::ident
 constexpr char kHead[] = "identifier,name,type,address,version,position";
 
 std::string At(std::size_t line, const std::string& text) {
-  return apps::Text("INVENTORY_LINE", {std::to_string(line), text});
+  return Text("INVENTORY_LINE", {std::to_string(line), text});
 }
 
 // Which field each column of the file fills.
@@ -43,18 +43,18 @@ std::optional<std::vector<std::string InventoryRow::*>> ReadHead(const CsvRow& h
     const auto* column =
         std::find_if(kColumns.begin(), kColumns.end(), [&](const Column& c) { return c.name == name; });
     if (column == kColumns.end()) {
-      error = At(head.line, apps::Text("INVENTORY_UNKNOWN_COLUMN", {vela::EscapeControls(name), kHead}));
+      error = At(head.line, Text("INVENTORY_UNKNOWN_COLUMN", {vela::EscapeControls(name), kHead}));
       return std::nullopt;
     }
     if (std::find(fields.begin(), fields.end(), column->field) != fields.end()) {
-      error = At(head.line, apps::Text("INVENTORY_COLUMN_TWICE", {name}));
+      error = At(head.line, Text("INVENTORY_COLUMN_TWICE", {name}));
       return std::nullopt;
     }
     fields.push_back(column->field);
   }
   for (const Column& column : kColumns) {
     if (std::find(fields.begin(), fields.end(), column.field) != fields.end()) continue;
-    error = At(head.line, apps::Text("INVENTORY_NO_COLUMN", {std::string(column.name)}));
+    error = At(head.line, Text("INVENTORY_NO_COLUMN", {std::string(column.name)}));
     return std::nullopt;
   }
   return fields;
@@ -70,7 +70,7 @@ bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std:
     return false;
   }
   if (lines.empty()) {
-    error = At(1, apps::Text("INVENTORY_NO_HEAD", {kHead}));
+    error = At(1, Text("INVENTORY_NO_HEAD", {kHead}));
     return false;
   }
   const auto fields = ReadHead(lines[0], error);
@@ -78,15 +78,15 @@ bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std:
   for (std::size_t i = 1; i < lines.size(); ++i) {
     CsvRow& line = lines[i];
     if (line.fields.size() != fields->size()) {
-      error = At(line.line, apps::Text("INVENTORY_FIELDS",
-                                       {std::to_string(line.fields.size()), std::to_string(fields->size())}));
+      error = At(line.line, Text("INVENTORY_FIELDS",
+                                 {std::to_string(line.fields.size()), std::to_string(fields->size())}));
       return false;
     }
     InventoryRow row{line.line, {}, {}, {}, {}, {}, {}};
     for (std::size_t j = 0; j < fields->size(); ++j) row.*(*fields)[j] = std::move(line.fields[j]);
     rows.push_back(std::move(row));
   }
-  if (rows.empty()) error = At(lines[0].line, apps::Text("INVENTORY_EMPTY"));
+  if (rows.empty()) error = At(lines[0].line, Text("INVENTORY_EMPTY"));
   return !rows.empty();
 }
 
@@ -105,7 +105,7 @@ bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std
     return false;
   }
   if (text.size() > kLargestFile) {
-    error = apps::Text("INVENTORY_TOO_LARGE", {file, std::to_string(kLargestFile >> 20)});
+    error = Text("INVENTORY_TOO_LARGE", {file, std::to_string(kLargestFile >> 20)});
     return false;
   }
   if (ParseInventory(text, rows, error)) return true;
@@ -123,4 +123,4 @@ bool FitsOneRequest(const std::vector<InventoryRow>& rows, std::size_t fields) {
   return bytes <= limits.maxBytes && rows.size() * (fields + 1) + 8 <= limits.maxElements;
 }
 
-}  // namespace velactl
+}  // namespace apps
