@@ -137,10 +137,10 @@ TEST(NmsFaultsTest, AManagerDiesWhenItIsDone) {
   const auto first = Manager(120, 1, true);
   auto second = Manager(120, 2);
   User user;
-  user.Upload({1, 2});
+  user.Upload({1, 2, 4, 5});
   user.Sees("120/2", User::done);
   second.reset();
-  EXPECT_EQ(user.Answer(), "42012006 | 1:0 2:42012033 | 120/1 1/1 0 | 120/2 1/1 0");
+  EXPECT_EQ(user.Answer(), "42012006 | 1:0 2:0 4:42012033 5:42012033 | 120/1 2/2 0 | 120/2 2/2 0");
   EXPECT_EQ(Files("var/configs"), network.configs) << "the last good ones";
 }
 
