@@ -77,7 +77,7 @@ start_node() {
 make_root() {
   r=$root/$1
   cp -r "$home/install/." "$r/" && mkdir "$r/bin" "$r/handlers" "$r/etc/nats" &&
-    cp "$bin/velad" "$bin/velactl" "$r/bin/" && find "$bin/.." -path "*/velad/*.so" -exec cp {} "$r/handlers/" \; ||
+    cp "$bin/velad" "$bin/velactl" "$r/bin/" && find "$bin"/../lib* -path "*/velad/*.so" -exec cp {} "$r/handlers/" \; ||
     fail "no installation root"
   [ ! -d "$bin/../root" ] || cp -r "$bin/../root/." "$r/"
   cat >"$r/etc/conf/bus.cfg" <<CONF
