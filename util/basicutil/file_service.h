@@ -8,8 +8,8 @@ namespace NSTE_util {
 // What the file service refuses with, beside VELA_ERR_TOO_LARGE (file, content or answer above its limit),
 // VELA_ERR_OVERLOAD (too much memory in use by transfers), VELA_ERR_MEMORY, VELA_ERR_DECODE (damaged content)
 // and VELA_ERR_GENERAL (the system failed).
-constexpr std::uint32_t FILE_SERVICE_REFUSED = 0x4101F040;  // by its configuration, or for its name
-constexpr std::uint32_t FILE_SERVICE_NO_FILE = 0x4101F041;  // no such file or folder
+constexpr std::uint32_t FILE_SERVICE_REFUSED = 0x4101F040;      // by its configuration, or for its name
+constexpr std::uint32_t FILE_SERVICE_NO_FILE = 0x4101F041;      // no such file or folder
 constexpr std::uint32_t FILE_SERVICE_NOT_WRITTEN = 0x42008134;  // the system failed while it was written
 
 // Lets this process answer the commands of CVelaAppFile (get, send, delete, list, own address) in the threads
