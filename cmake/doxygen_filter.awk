@@ -20,12 +20,17 @@ function opens_scope(line) { return line ~ /^ *((class|struct|union|namespace|te
 }
 /^ *$/ || /^#/ { close_group(); if (comment && indent == "") section = 1; comment = 0; print; next }
 /^ *(public|protected|private):/ { close_group(); print; hidden = /private/; next }
-/^ *};/ || /^}/ { close_group(); comment = 0; described = 0; hidden = 0; print; next }
+/^};/ || /^}/ { close_group(); comment = 0; described = 0; hidden = 0; print; next }
+/^  };/ { close_group(); comment = 0; nested = 0; print; next }
+/^  (class|struct) .*{$/ {
+  if (!comment && described && !hidden) print "  /// As the comment of the class tells."
+  comment = 0; nested = 1; print; next
+}
 opens_scope($0) { print trailing($0); if (/{$/) described = comment && !/namespace/; comment = 0; hidden = /^ *class/; next }
 {
   if (comment) open_group()
-  else if (described && !hidden && !open && indent_of($0) == "  " && !/^ *}/) {
-    indent = "  "
+  else if (described && !hidden && !open && indent_of($0) == (nested ? "    " : "  ") && !/^ *}/) {
+    indent = indent_of($0)
     print indent "/// As the comment of the class tells."
     open_group()
   }
