@@ -12,6 +12,8 @@
 #include "apps/common/texts.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/os/vela_os.h"
+#include "platform/text/utf8.h"
+#include "util/basicutil/unicode.h"
 
 namespace apps {
 namespace {
@@ -58,6 +60,24 @@ std::optional<std::vector<std::string InventoryRow::*>> ReadHead(const CsvRow& h
     return std::nullopt;
   }
   return fields;
+}
+
+// What GB2312 text, as spreadsheets write it in China, is in UTF-8; empty when it holds a pair that is no
+// character.
+std::string FromGb2312(std::string text) {
+  constexpr unsigned short none = 0xFFFF;
+  const int size = static_cast<int>(text.size());
+  std::vector<unsigned short> units(text.size());
+  const int count =
+      NSTE_util::gb_unicode(units.data(), reinterpret_cast<unsigned char*>(text.data()), size, size).second;
+  units.resize(static_cast<std::size_t>(count));
+  if (std::find(units.begin(), units.end(), none) != units.end()) return {};
+  std::string converted(units.size() * 3, '\0');
+  const int bytes = NSTE_util::unicode_utf8(reinterpret_cast<unsigned char*>(converted.data()), units.data(),
+                                            static_cast<int>(converted.size()), count)
+                        .second;
+  converted.resize(static_cast<std::size_t>(bytes));
+  return converted;
 }
 
 }  // namespace
@@ -108,6 +128,9 @@ bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std
     error = Text("INVENTORY_TOO_LARGE", {file, std::to_string(kLargestFile >> 20)});
     return false;
   }
+  if (!vela::IsUtf8(text))
+    if (std::string converted = FromGb2312(text); vela::IsUtf8(converted) && !converted.empty())
+      text = std::move(converted);
   if (ParseInventory(text, rows, error)) return true;
   error.insert(0, file + ": ");
   return false;

@@ -21,7 +21,8 @@ struct InventoryRow {
 // False with `error`, "line N: what is wrong", when a row would be lost, changed or is missing.
 bool ParseInventory(std::string_view text, std::vector<InventoryRow>& rows, std::string& error);
 
-// The same for a file; `error` then begins with its name.
+// The same for a file; `error` then begins with its name. A file that is no UTF-8 may be GB2312, which
+// spreadsheets in China write.
 bool ReadInventory(const std::string& file, std::vector<InventoryRow>& rows, std::string& error);
 
 // Whether the server's limits let one request carry the rows, in records of `fields` texts; an upper bound of

@@ -2,6 +2,7 @@
 
 #include "apps/common/csv.h"
 #include "apps/common/inventory.h"
+#include "tests/files.h"
 
 namespace apps {
 namespace {
@@ -85,6 +86,12 @@ TEST(InventoryTest, HeadAndRows) {
   std::string error;
   EXPECT_FALSE(ReadInventory("/tmp", rows, error));
   EXPECT_EQ(error, "/tmp: Is a directory");
+
+  ASSERT_TRUE(ReadInventory(files::Write("gb.csv", head + "9-1,\xC9\xEE\xDB\xDA,T,A,V,P\n"), rows, error))
+      << error;
+  EXPECT_EQ(rows[0].name, "深圳");
+  EXPECT_FALSE(ReadInventory(files::Write("bad.csv", head + "9-1,\xFF\xFE,T,A,V,P\n"), rows, error))
+      << "neither UTF-8 nor GB2312";
 }
 
 }  // namespace

@@ -55,6 +55,7 @@ TEST_F(Inspection, ShowsWhatTheProcessIsDoing) {
   ASSERT_EQ(TEMutexOperMgr::Instance()->LockOper(5, TEOperObject(0x00090001, 2, 3)), 0U);
   const TETimeLogGuard job("job\x1b[2J");
   TETimeLog::Instance()->BeginNEOper(0x10, TIME_NE_OPER, "set");
+  TETimeLog::Instance()->AddTime(TIME_STEP, 7, "connect");
   const TETransactionLog transaction;
   unsigned long missionId = 0;
   ASSERT_TRUE(AsynProgressMgr::Instance()->Register({{CProcID(51, 1), 1.0F}}, 12, missionId));
@@ -70,12 +71,13 @@ TEST_F(Inspection, ShowsWhatTheProcessIsDoing) {
   const std::string mission =
       "spread mission " + std::to_string(missionId) + ": 12 of client 7 at 300/2, task " + name +
       ", progress 0, age N s\n  process 51/1: weight 1, progress 0, " + "1 sub-missions, error 0x0\n";
-  const std::string errors =
-      "error frame of thread " + thread + ": code 0x0, 1 errors, 0 in 0 open transactions\n";
+  const std::string errors = "error frame of thread " + thread +
+                             ": code 0x0, 1 errors, 0 in 0 open transactions\n  error 0x5 at board: \n";
   const std::string timeLog =
       "time log of thread " + thread +
       ": job\\x1B[2J, age N ms, depth 1\n  pending NE operation 0x10: type 1, begun 1 "
-      "times, age N ms, set\n";
+      "times, age N ms, set\n  connect used time(ms):\\x097\n  set\\x09NE operation 0x10 not ended! Lost "
+      "1command(s)\n";
   EXPECT_EQ(Excute("listoper"), opers);
   EXPECT_EQ(Excute("listmission"), progress + mission);
   EXPECT_EQ(Excute("listerror"), errors);

@@ -84,8 +84,13 @@ std::string Show(const MissionStatus& mission) {
 }
 
 std::string Show(const TEOpenErrFrame& frame) {
-  return Line("error frame of thread %u: code 0x%x, %zu errors, %zu in %zu open transactions",
-              frame.m_nThreadID, frame.m_nErrorCode, frame.m_nErrors, frame.m_nPending, frame.m_nDepth);
+  std::string text =
+      Line("error frame of thread %u: code 0x%x, %zu errors, %zu in %zu open transactions", frame.m_nThreadID,
+           frame.m_nErrorCode, frame.m_nErrors, frame.m_nPending, frame.m_nDepth);
+  for (const TEOpenErr& error : frame.m_firstErrors)
+    text += Line("  error 0x%x at %s: %s", error.m_nErrorCode, Shown(error.m_strPosition).c_str(),
+                 Shown(error.m_strText).c_str());
+  return text;
 }
 
 std::string Show(const TEOpenTimeLog& log) {
@@ -94,6 +99,10 @@ std::string Show(const TEOpenTimeLog& log) {
   for (const TEPendingNEOper& oper : log.m_pending)
     text += Line("  pending NE operation 0x%x: type %ld, begun %u times, age %u ms, %s", oper.m_nOperCode,
                  oper.m_nType, oper.m_nCount, oper.m_nAge, Shown(oper.m_strText).c_str());
+  for (std::size_t from = 0, end = 0; from < log.m_strSummary.size(); from = end + 1) {
+    end = std::min(log.m_strSummary.find('\n', from), log.m_strSummary.size());
+    if (end != from) text += Line("  %s", Shown(log.m_strSummary.substr(from, end - from)).c_str());
+  }
   return text;
 }
 

@@ -294,12 +294,27 @@ unsigned long TEOperErrorLogImpl::GetErrCodeAndClear() {
   return Clear();
 }
 
+namespace {
+
+std::vector<TEOpenErr> FirstErrors(const ErrList& errors) {
+  constexpr std::size_t most = 50;
+  std::vector<TEOpenErr> first;
+  for (const ErrEntry& error : errors) {
+    if (first.size() == most) break;
+    first.push_back({error.result.m_nErrorCode, error.result.m_strText, error.position});
+  }
+  return first;
+}
+
+}  // namespace
+
 std::vector<TEOpenErrFrame> TEOperErrorLogImpl::Snapshot() {
   std::vector<TEOpenErrFrame> frames;
   WithMemory([&] {
     const vela::MutexLock lock(m_mutex);
     for (const auto& [threadId, frame] : m_frames)
-      frames.push_back({threadId, frame.m_code, frame.Errors().size(), frame.Pending(), frame.Depth()});
+      frames.push_back({threadId, frame.m_code, frame.Errors().size(), frame.Pending(), frame.Depth(),
+                        FirstErrors(frame.Errors())});
     return true;
   });
   std::sort(frames.begin(), frames.end(),

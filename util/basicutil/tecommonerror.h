@@ -32,13 +32,21 @@ constexpr std::uint32_t GENERIC_ERROR = 0x42008120;
 using TEErrCallback = void (*)(unsigned long cmdCode, unsigned long secondWord, void* context,
                                unsigned long errorCode, const std::string& position);
 
+// An error as an operator sees it.
+struct TEOpenErr {
+  std::uint32_t m_nErrorCode = 0;
+  std::string m_strText;
+  std::string m_strPosition;
+};
+
 // A frame as an operator sees it.
 struct TEOpenErrFrame {
   std::uint32_t m_nThreadID = 0;  // of the operating system
   std::uint32_t m_nErrorCode = 0;
-  std::size_t m_nErrors = 0;   // final ones
-  std::size_t m_nPending = 0;  // in open transactions
-  std::size_t m_nDepth = 0;    // open transactions
+  std::size_t m_nErrors = 0;                  // final ones
+  std::size_t m_nPending = 0;                 // in open transactions
+  std::size_t m_nDepth = 0;                   // open transactions
+  std::vector<TEOpenErr> m_firstErrors = {};  // the first 50 of the final ones
 };
 
 // The frames of all threads. Thread-safe: one mutex is held for the whole of each operation, but not while

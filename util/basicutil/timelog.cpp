@@ -242,10 +242,17 @@ std::string TETimeLogImpl::Summary(std::uint32_t threadId, const ThreadLog& log)
 std::vector<TEOpenTimeLog> TETimeLogImpl::Snapshot() {
   std::vector<TEOpenTimeLog> open;
   WithMemory([&] {
+    constexpr std::size_t mostBytes = 16384;
     const vela::MutexLock lock(m_mutex);
     const std::uint32_t now = GetTickCount();
     for (const auto& [threadId, log] : m_logs)
-      open.push_back({threadId, log.name, log.since, now - log.start, log.depth, {}});
+      open.push_back({threadId,
+                      log.name,
+                      log.since,
+                      now - log.start,
+                      log.depth,
+                      {},
+                      Summary(threadId, log).substr(0, mostBytes)});
     for (const auto& [operCode, oper] : m_pending) {
       const auto owner = std::lower_bound(open.begin(), open.end(), oper.threadId,
                                           [](const auto& each, auto id) { return each.m_nThreadID < id; });

@@ -35,6 +35,7 @@ struct TEOpenTimeLog {
   std::uint32_t m_nAge = 0;       // milliseconds since then
   std::uint32_t m_nDepth = 0;
   std::vector<TEPendingNEOper> m_pending;  // begun by the thread, by operation code
+  std::string m_strSummary;                // what it would print now, at most 16384 bytes of it
 };
 
 // The logs of all threads. Thread-safe: one mutex is held for the whole of each operation but WriteLine, also

@@ -8,7 +8,6 @@
 #include "platform/log/log_process.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_error.h"
-#include "util/basicutil/file_service.h"
 #include "util/basicutil/taskcontext.h"
 
 namespace velad {
@@ -31,9 +30,7 @@ const TEAutoRegisterTask registerPiece(&kPiece);
 
 extern "C" VELA_HANDLER_SET_EXPORT unsigned long VelaStartHandlerSet() {
   std::string reason;
-  if (velad::ProcessNetwork(reason) == nullptr) {
-    LogProcess::Error(reason);
-    return VELA_ERR_GENERAL;
-  }
-  return NSTE_util::RegFileService(kServiceTaskMgr) == 0 ? 0 : VELA_ERR_GENERAL;
+  if (velad::ProcessNetwork(reason) != nullptr) return 0;
+  LogProcess::Error(reason);
+  return VELA_ERR_GENERAL;
 }
