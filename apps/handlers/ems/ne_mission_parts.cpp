@@ -222,7 +222,8 @@ void NEMissionParts::Keep(Piece& piece, std::vector<NEResult>& results) {
   for (NEResult& result : results) {
     if (left.erase(result.ne) == 0) continue;
     ++m_parts[piece.process].done;
-    m_results[result.ne] = {piece.process, std::move(result)};
+    const std::uint32_t ne = result.ne;
+    m_results[ne] = {piece.process, std::move(result)};
   }
   piece.nes.assign(left.begin(), left.end());
 }
