@@ -115,9 +115,7 @@ bool WriteAll(int socket, std::string_view bytes, ConsoleDeadline deadline) {
     const ssize_t written = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (written > 0)
       bytes.remove_prefix(static_cast<std::size_t>(written));
-    else if (errno != EAGAIN || !AwaitEvent(socket, POLLOUT, deadline))
-      return false;
-    else if (MillisecondsUntil(deadline) == 0)
+    else if (errno != EAGAIN || !AwaitEvent(socket, POLLOUT, deadline) || MillisecondsUntil(deadline) == 0)
       return false;
   }
   return true;
