@@ -2,6 +2,7 @@
 #include <pty.h>
 #include <termios.h>
 
+#include <mutex>
 #include <semaphore>
 #include <string>
 
@@ -188,7 +189,8 @@ TEST(NmsClientTest, ListsOfServices) {
 // This process as the element-management server: its handler tells of a part and, once the client shows it,
 // does what the test says.
 using Script = std::function<void(NSTE_util::TETaskContext& context, AsnNEMissionRsp& response)>;
-Script g_script;
+std::mutex g_lock;
+Script g_script;  // guarded by g_lock
 std::binary_semaphore g_shown{0};
 
 unsigned long HandleUpload(VelaGnlTask* task, const AsnType* msg) {
@@ -200,7 +202,11 @@ unsigned long HandleUpload(VelaGnlTask* task, const AsnType* msg) {
       task, NSTE_util::MakeMissionKey(task->GetCurReqMsg(), mission), {30, "120/2", "45%"});
   AsnNEMissionRsp response;
   g_shown.acquire();
-  g_script(context, response);
+  const Script script = [] {
+    const std::lock_guard lock(g_lock);
+    return g_script;
+  }();
+  script(context, response);
   return NSTE_util::CfgSendRsp(task, response);
 }
 
@@ -256,7 +262,10 @@ TEST(NmsClientThreaded, AMissionAndItsEnds) {
   const ElementManager server;
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
-    g_script = c.script;
+    {
+      const std::lock_guard lock(g_lock);
+      g_script = c.script;
+    }
     Child upload({VELA_BIN_DIR "/velactl", "upload", "9-1..9-5"});
     EXPECT_TRUE(upload.Says(Child::err, "30%  120/2 45%\n")) << upload.Text(Child::err);
     g_shown.release();
