@@ -8,6 +8,7 @@
 #include "apps/velactl/failure.h"
 #include "apps/velactl/file_session.h"
 #include "apps/velactl/file_transfer.h"
+#include "apps/velactl/served_signals.h"
 #include "platform/os/vela_os.h"
 
 namespace velactl {
@@ -23,7 +24,7 @@ std::string NoServer(const ServerChoice& choice) {
 }
 
 int Transfer(char* argv0, const FileOptions& options) {
-  FileSession::HoldSignals();
+  HoldSignals();
   ClientProcess process;
   std::string error;
   if (!process.Start(argv0, error)) return Fail(error);

@@ -1,12 +1,12 @@
 #include "apps/velactl/file_session.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/inbox.h"
+#include "apps/velactl/served_signals.h"
 #include "apps/velactl/terminal.h"
 #include "platform/asncmd/asn_cmd.h"
 #include "platform/task/vela_task.h"
@@ -19,18 +19,6 @@ constexpr int kLookMilliseconds = 300;
 constexpr int kLooksUntilGone = 4;
 constexpr std::chrono::milliseconds kNoticeable{500};
 constexpr std::int32_t kOwnSteps = 0;  // no mission has this number
-
-sigset_t ServedSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGWINCH}) sigaddset(&signals, signal);
-  return signals;
-}
-
-int SignalDescriptor() {
-  const sigset_t signals = ServedSignals();
-  return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-}
 
 }  // namespace
 
@@ -46,11 +34,6 @@ FileSession::FileSession(CProcID server, int seconds, bool quiet)
 FileSession::~FileSession() {
   if (m_worker.joinable()) m_worker.join();
   close(m_signals);
-}
-
-void FileSession::HoldSignals() {
-  const sigset_t signals = ServedSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
 bool FileSession::Run(const std::function<bool()>& work) {

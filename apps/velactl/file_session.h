@@ -24,14 +24,13 @@ namespace velactl {
 //   server is gone   | waits for an answer still under way   | the wait for the answer ends
 class FileSession {
  public:
-  // `seconds`: how long an answer may take. `quiet`: progress on a terminal only.
+  // HoldSignals was called before. `seconds`: how long an answer may take. `quiet`: progress on a terminal
+  // only.
   FileSession(CProcID server, int seconds, bool quiet);
   ~FileSession();
   FileSession(const FileSession&) = delete;
   FileSession& operator=(const FileSession&) = delete;
 
-  // Blocks the signals; before any thread is made.
-  static void HoldSignals();
   // True when `work` said that all of it was done.
   bool Run(const std::function<bool()>& work);
 

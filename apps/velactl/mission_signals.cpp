@@ -1,10 +1,10 @@
 #include "apps/velactl/mission_signals.h"
 
-#include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
 #include "apps/velactl/inbox.h"
+#include "apps/velactl/served_signals.h"
 #include "asn1/progress.h"
 #include "platform/asncmd/asn_cmd.h"
 #include "platform/task/vela_task.h"
@@ -16,24 +16,7 @@ constexpr std::uint32_t kAbortCommand = 0x208001;
 constexpr int kAbortScopeAll = 255;
 constexpr int kAbortSeconds = 10;
 
-sigset_t ServedSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGWINCH}) sigaddset(&signals, signal);
-  return signals;
-}
-
-int SignalDescriptor() {
-  const sigset_t signals = ServedSignals();
-  return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-}
-
 }  // namespace
-
-void MissionSignals::Hold() {
-  const sigset_t signals = ServedSignals();
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-}
 
 MissionSignals::MissionSignals(std::int32_t missionID, CProcID server)
     : m_missionID(missionID), m_server(server), m_descriptor(SignalDescriptor()) {}

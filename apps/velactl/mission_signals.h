@@ -7,8 +7,9 @@
 
 namespace velactl {
 
-// The signals that a client serves while it waits for a mission. The first SIGINT or SIGTERM cancels the
-// mission at its server, in a thread of its own; one that comes after it means to leave at once.
+// Serves kWaitSignals, which are held (HoldSignals), while a client waits for a mission. The first SIGINT or
+// SIGTERM cancels the mission at its server, in a thread of its own; one that comes after it means to leave
+// at once.
 class MissionSignals {
  public:
   enum class Event { none, resized, cancelling, leave };
@@ -17,9 +18,6 @@ class MissionSignals {
   ~MissionSignals();  // waits for the server's answer to a cancelling
   MissionSignals(const MissionSignals&) = delete;
   MissionSignals& operator=(const MissionSignals&) = delete;
-
-  // Blocks these signals; before any thread is made.
-  static void Hold();
 
   int Descriptor() const { return m_descriptor; }  // readable when there is one
   Event Next();

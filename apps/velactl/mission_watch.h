@@ -20,7 +20,7 @@ namespace velactl {
 //   no sign of the server | hopeless after 120 seconds             |
 class MissionWatch {
  public:
-  // MissionSignals::Hold was called before. `quiet`: progress only on a terminal.
+  // HoldSignals was called before. `quiet`: progress only on a terminal.
   MissionWatch(std::int32_t missionID, CProcID server, bool quiet);
 
   // Serves what came; waits a moment for it, or for Inbox::Wake.

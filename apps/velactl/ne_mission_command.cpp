@@ -2,25 +2,23 @@
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <thread>
 
 #include "apps/asn1/nms_codes.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asker.h"
 #include "apps/velactl/asn_values.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
-#include "apps/velactl/inbox.h"
 #include "apps/velactl/mission_watch.h"
 #include "apps/velactl/ne_mission_options.h"
 #include "apps/velactl/ne_mission_report.h"
 #include "apps/velactl/process_query.h"
 #include "apps/velactl/request_session.h"
+#include "apps/velactl/served_signals.h"
 #include "asn1/nms.h"
 #include "platform/asncmd/asn_cmd.h"
-#include "platform/task/vela_task.h"
 
 namespace velactl {
 namespace {
@@ -40,35 +38,11 @@ void FillRequest(const NESelection& options, AsnNEMissionReq& request) {
   for (const std::uint32_t ne : options.nes) *request.nes.append() = Signed(ne);
 }
 
-// The request under way in a thread of its own, so that the caller's thread may watch.
-class Asker {
- public:
-  Asker(std::uint32_t command, const AsnNEMissionReq& request, CProcID server, AsnNEMissionRsp& response)
-      : m_thread([this, command, &request, server, &response] {
-          VelaGnlTask task("request");
-          const VelaCurrentTaskScope current(&task);
-          m_result = CAsnPhyCmd(command, request, server, kAnyTime, 0, 0).Exec(&task, response);
-          m_done.store(true, std::memory_order_release);
-          Inbox::Instance().Wake();
-        }) {}
-  ~Asker() { m_thread.join(); }
-  Asker(const Asker&) = delete;
-  Asker& operator=(const Asker&) = delete;
-
-  bool Done() const { return m_done.load(std::memory_order_acquire); }
-  std::uint32_t Result() const { return m_result; }  // once done
-
- private:
-  std::atomic<bool> m_done{false};
-  std::uint32_t m_result = 0;
-  std::thread m_thread;
-};
-
 // Empty, or why there is no answer.
 std::string Ask(const Verb& verb, const AsnNEMissionReq& request, CProcID server, bool quiet,
                 AsnNEMissionRsp& response) {
   MissionWatch watch(static_cast<std::int32_t>(request.missionID), server, quiet);
-  const Asker asker(verb.command, request, server, response);
+  const Asker asker(verb.command, request, server, kAnyTime, response);
   std::string why;
   while (!asker.Done() && why.empty()) {
     watch.Turn();
@@ -85,12 +59,11 @@ std::string Ask(const Verb& verb, const AsnNEMissionReq& request, CProcID server
 }
 
 int Operate(const Verb& verb, const NESelection& options, char* argv0) {
-  MissionSignals::Hold();
+  HoldSignals();
   ClientProcess process;
   std::string error;
-  if (!process.Start(argv0, error)) return Fail(error);
-  const auto server = ClientProcess::FindServer(options.server.process, options.server.handle);
-  if (!server) return Fail(NoServerText(options.server));
+  const auto server = Reach(process, argv0, options.server, error);
+  if (!server) return Fail(error);
   AsnNEMissionReq request;
   FillRequest(options, request);
   AsnNEMissionRsp response;

@@ -1,7 +1,6 @@
 #include "apps/velactl/process_query.h"
 
 #include "apps/common/texts.h"
-#include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "platform/bus/bus.h"
 #include "platform/os/vela_os.h"
@@ -32,13 +31,20 @@ std::string NoServerText(const ServerChoice& choice) {
   return apps::Text("CLIENT_NO_SERVER", {std::to_string(choice.process) + handle, vela::InstallRoot()});
 }
 
+std::optional<CProcID> Reach(ClientProcess& process, char* argv0, const ServerChoice& choice,
+                             std::string& error) {
+  if (!process.Start(argv0, error)) return std::nullopt;
+  const auto server = ClientProcess::FindServer(choice.process, choice.handle);
+  if (!server) error = NoServerText(choice);
+  return server;
+}
+
 std::string AskOne(char* argv0, const ServerChoice& choice, std::uint32_t command, const AsnType& request,
                    AsnType& response) {
   ClientProcess process;
   std::string error;
-  if (!process.Start(argv0, error)) return error;
-  const auto server = ClientProcess::FindServer(choice.process, choice.handle);
-  if (!server) return NoServerText(choice);
+  const auto server = Reach(process, argv0, choice, error);
+  if (!server) return error;
   VelaGnlTask task("query");
   const VelaCurrentTaskScope current(&task);
   const std::uint32_t code = CAsnPhyCmd(command, request, *server, kQuerySeconds, 0, 0).Exec(&task, response);

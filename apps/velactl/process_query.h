@@ -2,16 +2,18 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "apps/velactl/client_process.h"
 #include "apps/velactl/options.h"
 #include "platform/asncmd/asn_cmd.h"
 #include "platform/message/proc_id.h"
 #include "platform/task/vela_task.h"
 
-// Short questions to server processes, which are answered at once.
+// Server processes and short questions to them, which are answered at once.
 namespace velactl {
 
 template <class Response>
@@ -20,6 +22,10 @@ struct ProcessAnswer {
   std::uint32_t code = 0;  // 0, or why `message` is as it was made
   std::unique_ptr<Response> message = std::make_unique<Response>();
 };
+
+// Starts the client process and finds a live server process of that choice. Empty with `error`, one line.
+std::optional<CProcID> Reach(ClientProcess& process, char* argv0, const ServerChoice& choice,
+                             std::string& error);
 
 // The live server processes of that choice, ascending; number 0: all. Needs a ClientProcess that has started,
 // and so does AskEach.

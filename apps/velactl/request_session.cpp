@@ -4,14 +4,15 @@
 #include <unistd.h>
 
 #include "apps/common/texts.h"
+#include "apps/velactl/asker.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inbox.h"
-#include "apps/velactl/options.h"
+#include "apps/velactl/process_query.h"
+#include "apps/velactl/served_signals.h"
 #include "apps/velactl/terminal.h"
 #include "platform/asncmd/asn_cmd.h"
 #include "platform/os/vela_os.h"
-#include "platform/task/vela_task.h"
 
 namespace velactl {
 namespace {
@@ -28,15 +29,11 @@ std::int32_t NewMissionID() {
 
 std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequest& request,
                       SNACC::AsnType& response) {
-  MissionSignals::Hold();
+  HoldSignals();
   ClientProcess process;
   std::string error;
-  if (!process.Start(argv0, error)) return error;
-  const auto server = ClientProcess::FindServer(choice.process, choice.handle);
-  if (!server) {
-    const std::string handle = choice.handle != 0 ? "/" + std::to_string(choice.handle) : "";
-    return apps::Text("CLIENT_NO_SERVER", {std::to_string(choice.process) + handle, vela::InstallRoot()});
-  }
+  const auto server = Reach(process, argv0, choice, error);
+  if (!server) return error;
   RequestSession session(request, *server);
   const std::uint32_t result = session.Run(response);
   if (session.ServerGone() && result != 0) return apps::Text("SERVER_ENDED", {AddressText(*server)});
@@ -50,32 +47,18 @@ RequestSession::RequestSession(const MissionRequest& request, CProcID server)
       m_silent(request.quiet && SizeOfTerminal().columns == 0),
       m_bar(SizeOfTerminal().columns) {}
 
-RequestSession::~RequestSession() {
-  if (m_asker.joinable()) m_asker.join();
-}
-
 std::uint32_t RequestSession::Run(SNACC::AsnType& response) {
   Show(m_bar.Update(0, m_request.sending));
-  m_asker = std::thread([this, &response] { Ask(response); });
+  const Asker asker(m_request.command, m_request.message, m_server, kSilenceSeconds, response);
   pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals.Descriptor(), POLLIN, 0}};
-  while (!m_done.load(std::memory_order_acquire)) {
+  while (!asker.Done()) {
     if (poll(sources, 2, kLookMilliseconds) == 0) WatchServer();
     ServeReports();
     ServeSignals();
   }
-  m_asker.join();
   ServeReports();
-  Show(m_bar.Finish(m_result == 0 && m_request.complete()));
-  return m_result;
-}
-
-void RequestSession::Ask(SNACC::AsnType& response) {
-  VelaGnlTask task("request");
-  const VelaCurrentTaskScope current(&task);
-  CAsnPhyCmd command(m_request.command, m_request.message, m_server, kSilenceSeconds, 0, 0);
-  m_result = command.Exec(&task, response);
-  m_done.store(true, std::memory_order_release);
-  Inbox::Instance().Wake();
+  Show(m_bar.Finish(asker.Result() == 0 && m_request.complete()));
+  return asker.Result();
 }
 
 void RequestSession::ServeReports() {

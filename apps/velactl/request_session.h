@@ -1,9 +1,7 @@
 #pragma once
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <thread>
 
 #include "apps/velactl/mission_signals.h"
 #include "apps/velactl/progress_bar.h"
@@ -35,8 +33,8 @@ std::int32_t NewMissionID();
 std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequest& request,
                       SNACC::AsnType& response);
 
-// One request under way: it is sent and awaited in a thread of its own, while the caller's thread shows the
-// progress on standard error and serves the signals.
+// One request under way: while an Asker awaits the answer, the caller's thread shows the progress on standard
+// error and serves the signals.
 //
 //   event            | first                               | again
 //   -----------------+-------------------------------------+------------------------------
@@ -44,18 +42,14 @@ std::string AskServer(char* argv0, const ServerChoice& choice, const MissionRequ
 //   server is gone   | waits for an answer still under way | gives up
 class RequestSession {
  public:
-  // `request` must outlive the session. MissionSignals::Hold was called before.
+  // `request` must outlive the session. HoldSignals was called before.
   RequestSession(const MissionRequest& request, CProcID server);
-  ~RequestSession();
-  RequestSession(const RequestSession&) = delete;
-  RequestSession& operator=(const RequestSession&) = delete;
 
   // 0 and the answer in `response`, or the code of a failure.
   std::uint32_t Run(SNACC::AsnType& response);
   bool ServerGone() const { return m_gone; }
 
  private:
-  void Ask(SNACC::AsnType& response);
   void ServeReports();
   void ServeSignals();
   void WatchServer();
@@ -66,9 +60,6 @@ class RequestSession {
   MissionSignals m_signals;
   const bool m_silent;
   ProgressBar m_bar;
-  std::thread m_asker;
-  std::atomic<bool> m_done{false};
-  std::uint32_t m_result = 0;     // valid when m_done
   std::uint32_t m_requestSn = 0;  // learnt from the first report
   bool m_gone = false;
   int m_missed = 0;  // looks at the server in a row that did not find it

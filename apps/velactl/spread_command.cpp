@@ -4,20 +4,19 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <optional>
 
 #include "apps/common/inventory.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
-#include "apps/velactl/mission_signals.h"
+#include "apps/velactl/process_query.h"
 #include "apps/velactl/request_session.h"
+#include "apps/velactl/served_signals.h"
 #include "apps/velactl/spread_options.h"
 #include "apps/velactl/spread_report.h"
 #include "apps/velactl/spread_session.h"
 #include "asn1/spread.h"
 #include "platform/asncmd/asn_runtime.h"
-#include "platform/os/vela_os.h"
 
 namespace velactl {
 namespace {
@@ -43,20 +42,14 @@ void FillRequest(const SpreadOptions& options, const std::vector<apps::Inventory
 }
 
 int Spread(const SpreadOptions& options, const std::vector<apps::InventoryRow>& rows, char* argv0) {
-  MissionSignals::Hold();
+  HoldSignals();
   ClientProcess process;
   std::string error;
-  if (!process.Start(argv0, error)) return Fail(error);
-  const auto owner = ClientProcess::FindServer(options.server.process, options.server.handle);
-  if (!owner) {
-    const std::string handle = options.server.handle != 0 ? "/" + std::to_string(options.server.handle) : "";
-    return Fail(apps::Text("CLIENT_NO_SERVER",
-                           {std::to_string(options.server.process) + handle, vela::InstallRoot()}));
-  }
+  const auto owner = Reach(process, argv0, options.server, error);
+  if (!owner) return Fail(error);
   AsnSpreadReq request;
   FillRequest(options, rows, request);
-  SpreadSession session(request, *owner, options.json);
-  const auto end = session.Run(error);
+  const auto end = AwaitSpread(request, *owner, options.json, error);
   if (!end) return Fail(error);
   if (!Print(options.json ? SpreadJson(*end, options.file, rows) : SpreadTable(*end, rows)))
     return Fail(apps::Text("CLIENT_NOT_WRITTEN"));

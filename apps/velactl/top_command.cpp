@@ -1,7 +1,6 @@
 #include "apps/velactl/top_command.h"
 
 #include <poll.h>
-#include <signal.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -17,6 +16,7 @@
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inbox.h"
+#include "apps/velactl/served_signals.h"
 #include "apps/velactl/top_changes.h"
 #include "apps/velactl/top_report.h"
 #include "apps/velactl/top_screen.h"
@@ -117,12 +117,7 @@ class Looker {
   std::thread m_thread;
 };
 
-sigset_t ServedSignals() {
-  sigset_t signals;
-  sigemptyset(&signals);
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGWINCH}) sigaddset(&signals, signal);
-  return signals;
-}
+constexpr int kServedSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGWINCH};
 
 // Whether the screen is to go on. A stopped program leaves the terminal as it was.
 bool ServeSignal(int descriptor, TopScreen& screen) {
@@ -154,8 +149,7 @@ void Watch(TopScreen& screen, int interval, int signals) {
 }
 
 int ShowScreen(int interval) {
-  const sigset_t served = ServedSignals();
-  const int signals = signalfd(-1, &served, SFD_CLOEXEC | SFD_NONBLOCK);
+  const int signals = SignalDescriptor(kServedSignals);
   TopScreen screen;
   if (!screen.Enter()) return Fail(apps::Text("TOP_NO_TERMINAL"));
   Watch(screen, interval, signals);
@@ -177,10 +171,7 @@ int TopCommand(char* argv0, const std::vector<std::string>& arguments) {
   if (!Parse(arguments, options, error)) return Fail(error);
   if (options.help) return std::fputs(apps::HelpText("TOP_HELP").c_str(), stdout) < 0;
   if (!options.once && !TopScreen::Exists()) return Fail(apps::Text("TOP_NO_TERMINAL"));
-  if (!options.once) {
-    const sigset_t served = ServedSignals();
-    pthread_sigmask(SIG_BLOCK, &served, nullptr);
-  }
+  if (!options.once) HoldSignals(kServedSignals);
   ClientProcess process;
   if (!process.Start(argv0, error)) return Fail(error);
   if (!options.once) return ShowScreen(options.interval);
