@@ -13,7 +13,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "platform/os/vela_os.h"
+#include "platform/os/private_folder.h"
 
 namespace vela {
 namespace {
@@ -83,35 +83,6 @@ std::string ErrnoText(const std::string& what) {
   return what + ": " + std::strerror(errno);
 }
 
-bool MakeParents(const std::string& path) {
-  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
-    if (VELA_OS::mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) return false;
-  }
-  return true;
-}
-
-// Ours, and nobody else could have put anything into it.
-bool IsPrivate(int folder, std::string& error) {
-  struct stat facts;
-  if (fstat(folder, &facts) != 0) {
-    error = ErrnoText("fstat");
-    return false;
-  }
-  if (facts.st_uid != geteuid()) {
-    error = "the folder belongs to another user";
-    return false;
-  }
-  if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    error = "others may write to the folder";
-    return false;
-  }
-  if ((facts.st_mode & 0777) != 0700 && fchmod(folder, 0700) != 0) {
-    error = ErrnoText("fchmod");
-    return false;
-  }
-  return true;
-}
-
 bool SameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
@@ -129,10 +100,6 @@ bool IsSettled(const timespec& changed) {
 }
 
 }  // namespace
-
-FileDescriptor::~FileDescriptor() {
-  if (m_fd >= 0) close(m_fd);
-}
 
 Incarnation AddressProbe::Current() const {
   const off_t byte = FirstLocked(m_file.Get(), kFirstIncarnation);
@@ -152,17 +119,8 @@ void AddressClaim::Withdraw() {
 }
 
 std::shared_ptr<LocalFolder> LocalFolder::Open(std::string path, std::string& error) {
-  while (path.size() > 1 && path.back() == '/') path.pop_back();  // a link behind it would be followed
-  if (!MakeParents(path) || (VELA_OS::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST)) {
-    error = ErrnoText("mkdir");
-    return nullptr;
-  }
-  FileDescriptor folder(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!folder) {
-    error = ErrnoText("open");
-    return nullptr;
-  }
-  if (!IsPrivate(folder.Get(), error)) return nullptr;
+  FileDescriptor folder = OpenPrivateFolder(std::move(path), error);
+  if (!folder) return nullptr;
   std::shared_ptr<LocalFolder> made(new LocalFolder(std::move(folder)));
   made->Scan();
   return made;

@@ -9,6 +9,7 @@
 
 #include "platform/bus/bus.h"
 #include "platform/bus/bus_routing.h"
+#include "platform/os/file_descriptor.h"
 #include "platform/os/mutex.h"
 
 // Where the processes of one host find each other: an owner-only folder with two files for each address.
@@ -28,24 +29,6 @@
 namespace vela {
 
 using Incarnation = std::uint64_t;  // 0: none
-
-class FileDescriptor {
- public:
-  FileDescriptor() = default;
-  explicit FileDescriptor(int fd) : m_fd(fd) {}
-  FileDescriptor(FileDescriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-    std::swap(m_fd, other.m_fd);
-    return *this;
-  }
-  ~FileDescriptor();
-
-  int Get() const { return m_fd; }
-  explicit operator bool() const { return m_fd >= 0; }
-
- private:
-  int m_fd = -1;
-};
 
 // Watches one address from outside.
 class AddressProbe {

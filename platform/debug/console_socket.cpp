@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "platform/os/private_folder.h"
 #include "platform/os/vela_os.h"
 
 namespace vela {
@@ -36,30 +36,6 @@ bool ParseName(const std::string& name, CProcID& process) {
   if (std::sscanf(name.c_str(), "%hu-%hu", &number, &handle) != 2) return false;
   process = CProcID(number, handle);
   return NameOf(process) == name;
-}
-
-std::string ErrnoText(const std::string& what) {
-  return what + ": " + std::strerror(errno);
-}
-
-bool MakeWithParents(const std::string& path) {
-  for (std::size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1))
-    if (VELA_OS::mkdir(path.substr(0, slash).c_str(), 0755) != 0 && errno != EEXIST) return false;
-  return VELA_OS::mkdir(path.c_str(), 0700) == 0 || errno == EEXIST;
-}
-
-// Ours, and nobody else could have put anything into it.
-bool MakePrivate(int folder, std::string& error) {
-  struct stat facts;
-  if (fstat(folder, &facts) != 0)
-    error = ErrnoText("fstat");
-  else if (facts.st_uid != geteuid())
-    error = "the folder belongs to another user";
-  else if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-    error = "others may write to the folder";
-  else if ((facts.st_mode & 0777) != 0700 && fchmod(folder, 0700) != 0)
-    error = ErrnoText("fchmod");
-  return error.empty();
 }
 
 FileDescriptor NewSocket(int flags = 0) {
@@ -123,13 +99,9 @@ bool WriteAll(int socket, std::string_view bytes, ConsoleDeadline deadline) {
 
 bool ConsoleFolder::Make(const std::string& path, std::string& error) {
   const std::string full = PathOf(path);
-  if (!MakeWithParents(full) || Open(full) != 0) {
-    error = ErrnoText(full);
-    return false;
-  }
-  if (MakePrivate(m_folder.Get(), error)) return true;
-  error = full + ": " + error;
-  return false;
+  m_folder = OpenPrivateFolder(full, error);
+  if (!m_folder) error = full + ": " + error;
+  return static_cast<bool>(m_folder);
 }
 
 int ConsoleFolder::Open(const std::string& path) {
@@ -157,7 +129,7 @@ FileDescriptor ConsoleFolder::Listen(CProcID process, std::string& error) const 
   if (socket && bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
       listen(socket.Get(), kBacklog) == 0)
     return socket;
-  error = ErrnoText(NameOf(process));
+  error = NameOf(process) + ": " + std::strerror(errno);
   return {};
 }
 

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/bus/local_folder.h"
 #include "platform/message/proc_id.h"
+#include "platform/os/file_descriptor.h"
 
 // Where the consoles of one installation root listen: an owner-only folder with one socket for each process,
 // "<number>-<handle>.sock"; and what both ends of a connection need. Internal.
