@@ -7,6 +7,7 @@
 #include "apps/handlers/audit/audit_archive.h"
 #include "apps/handlers/audit/audit_run.h"
 #include "apps/handlers/audit/ne_types.h"
+#include "apps/handlers/mission_order.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_checker.h"
@@ -14,7 +15,6 @@
 #include "platform/config/process_config.h"
 #include "platform/config/vela_config.h"
 #include "platform/log/log_process.h"
-#include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_task.h"
@@ -97,8 +97,7 @@ unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {
   NSTE_util::TETaskContext context(task);
   context.SetUserID(static_cast<int>(audit.userID));
   context.SetMissionID(static_cast<int>(audit.missionID), false);
-  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(audit.timeOut));
-  if (seconds > 0) context.SetTimeOut(vela::NowSeconds() + seconds);
+  context.SetTimeOut(DeadlineIn(audit.timeOut));
 
   AsnAuditRsp response;
   NETypes types;

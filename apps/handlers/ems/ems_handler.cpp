@@ -15,7 +15,6 @@
 #include "asn1/progress.h"
 #include "platform/config/process_config.h"
 #include "platform/log/log_process.h"
-#include "platform/os/clock.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
@@ -34,11 +33,8 @@ constexpr std::uint32_t kProgressReport = 0x208002;
 
 NEOrder ReadOrder(const VelaGnlTask* task, const AsnNEMissionReq& request) {
   NEOrder order;
-  order.client = NSTE_util::MakeMissionKey(task->GetCurReqMsg(), static_cast<int>(request.missionID));
+  ReadMissionOrder(task, request, order);
   order.operation = task->GetCurReqMsg()->Header().cmdCode;
-  order.userID = static_cast<int>(request.userID);
-  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(request.timeOut));
-  if (seconds > 0) order.deadline = vela::NowSeconds() + seconds;
   for (const AsnInt& ne : request.nes) order.nes.push_back(Code(ne));
   std::sort(order.nes.begin(), order.nes.end());
   order.nes.erase(std::unique(order.nes.begin(), order.nes.end()), order.nes.end());

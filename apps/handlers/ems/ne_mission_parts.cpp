@@ -109,10 +109,7 @@ void NEMissionParts::HandOut(const std::vector<std::uint32_t>& ids) {
   AsnNEPieceReq request;
   request.operation = static_cast<AsnIntType>(m_order.operation);
   request.userID = m_order.userID;
-  request.timeOut =
-      m_order.deadline == 0
-          ? 0
-          : static_cast<AsnIntType>(std::max<std::int64_t>(1, m_order.deadline - vela::NowSeconds()));
+  request.timeOut = SecondsUntil(m_order.deadline);
   std::vector<NSTE_util::TEAsnNESection> sections;
   for (const std::uint32_t id : ids) {
     Piece& piece = m_pieces[id];

@@ -3,18 +3,15 @@
 #include <string>
 #include <vector>
 
+#include "apps/handlers/mission_order.h"
 #include "asn1/nms.h"
 #include "platform/asncmd/asn_runtime.h"
-#include "util/basicutil/client_records.h"
 
 namespace velad {
 
 // What a client has asked for.
-struct NEOrder {
-  NSTE_util::ClientMissionID client;  // as the progress manager knows the mission
-  std::uint32_t operation = 0;        // the client's command
-  int userID = 0;
-  std::int64_t deadline = 0;       // seconds since 1970-01-01 UTC; 0: none
+struct NEOrder : MissionOrder {
+  std::uint32_t operation = 0;     // the client's command
   std::vector<unsigned long> nes;  // ascending, each once; empty: all
 
   bool IsUpload() const;

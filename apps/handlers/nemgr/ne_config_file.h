@@ -2,7 +2,7 @@
 #include <cstdint>
 #include <string>
 
-#include "apps/handlers/nemgr/network.h"
+#include "apps/handlers/network.h"
 #include "util/basicutil/translog.h"
 
 namespace velad {

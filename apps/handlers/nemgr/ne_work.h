@@ -5,7 +5,7 @@
 #include <string>
 
 #include "apps/handlers/nemgr/ne_access.h"
-#include "apps/handlers/nemgr/network.h"
+#include "apps/handlers/network.h"
 #include "apps/handlers/request_watch.h"
 #include "util/basicutil/translog.h"
 

@@ -1,11 +1,8 @@
 // The NE manager: takes its pieces of missions, and offers the files that it writes.
-#include <string>
-
 #include "apps/asn1/nms_codes.h"
 #include "apps/handlers/nemgr/piece.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/nms.h"
-#include "platform/log/log_process.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_error.h"
 #include "util/basicutil/taskcontext.h"
@@ -14,9 +11,8 @@ namespace velad {
 namespace {
 
 unsigned long HandlePiece(VelaGnlTask* task, const AsnType* request) {
-  std::string reason;
-  const Network* network = ProcessNetwork(reason);
-  if (network == nullptr) return VELA_ERR_GENERAL;  // the process is about to end, with the reason
+  const Network* network = ProcessNetwork();
+  if (network == nullptr) return VELA_ERR_GENERAL;  // the process is about to end
   return ServePiece(task, static_cast<const AsnNEPieceReq&>(*request), *network);
 }
 
@@ -29,8 +25,5 @@ const TEAutoRegisterTask registerPiece(&kPiece);
 }  // namespace velad
 
 extern "C" VELA_HANDLER_SET_EXPORT unsigned long VelaStartHandlerSet() {
-  std::string reason;
-  if (velad::ProcessNetwork(reason) != nullptr) return 0;
-  LogProcess::Error(reason);
-  return VELA_ERR_GENERAL;
+  return velad::ProcessNetwork() != nullptr ? 0 : VELA_ERR_GENERAL;
 }

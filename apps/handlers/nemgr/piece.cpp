@@ -9,6 +9,7 @@
 #include "apps/common/texts.h"
 #include "apps/handlers/error_list_fit.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/mission_order.h"
 #include "apps/handlers/ne_mission_code.h"
 #include "apps/handlers/nemgr/ne_work.h"
 #include "asn1/error.h"
@@ -16,7 +17,6 @@
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_helper.h"
 #include "platform/log/log_process.h"
-#include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_error.h"
@@ -141,8 +141,7 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
   const std::uint32_t subMission = Value(share->subMissionID);
   context.SetUserID(static_cast<int>(request.userID));
   context.SetMissionID(static_cast<int>(subMission), false);
-  if (static_cast<AsnIntType>(request.timeOut) > 0)
-    context.SetTimeOut(vela::NowSeconds() + static_cast<AsnIntType>(request.timeOut));
+  context.SetTimeOut(DeadlineIn(request.timeOut));
   context.SetMissionDesc("piece of " + std::to_string(request.nes.size()) + " NEs for " +
                          VelaAddressText(owner));
   LogProcess::Info(context.GetMissionDesc() + ": begins");

@@ -1,5 +1,5 @@
 #pragma once
-#include "apps/handlers/nemgr/network.h"
+#include "apps/handlers/network.h"
 
 class VelaGnlTask;
 namespace SNACC {

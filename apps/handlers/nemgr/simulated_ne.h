@@ -4,7 +4,7 @@
 #include <set>
 
 #include "apps/handlers/nemgr/ne_access.h"
-#include "apps/handlers/nemgr/network.h"
+#include "apps/handlers/network.h"
 
 namespace velad {
 

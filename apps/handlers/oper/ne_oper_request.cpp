@@ -9,12 +9,12 @@
 #include "apps/common/texts.h"
 #include "apps/handlers/error_list_fit.h"
 #include "apps/handlers/lock_refusal.h"
+#include "apps/handlers/mission_order.h"
 #include "apps/handlers/oper/ne_faults.h"
 #include "asn1/error.h"
 #include "asn1/ne_oper.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/log/log_process.h"
-#include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_error.h"
 #include "platform/task/vela_task.h"
@@ -89,7 +89,7 @@ unsigned long ServeNEOper(VelaGnlTask* task, const AsnNEOperReq& request, NEOper
   // Before the locks are taken, so that whoever is refused is told whom to ask.
   context.SetUserID(static_cast<int>(Value(request.userID)));
   context.SetMissionID(static_cast<int>(Value(request.missionID)), false);
-  if (Value(request.timeOut) > 0) context.SetTimeOut(vela::NowSeconds() + Value(request.timeOut));
+  context.SetTimeOut(DeadlineIn(request.timeOut));
   const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
   context.SetMissionDesc(std::string(oper == NEOper::configure ? "configuration" : "inspection") + " of " +
                          std::to_string(request.nes.size()) + " NEs for " + std::to_string(header.srcProcId) +

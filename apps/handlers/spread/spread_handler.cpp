@@ -10,7 +10,6 @@
 #include "asn1/progress.h"
 #include "asn1/spread.h"
 #include "platform/config/process_config.h"
-#include "platform/os/clock.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task.h"
@@ -25,10 +24,7 @@ constexpr std::uint32_t kProgressReport = 0x208002;
 
 SpreadOrder Order(const VelaGnlTask* task, const AsnSpreadReq& request) {
   SpreadOrder order;
-  order.client = NSTE_util::MakeMissionKey(task->GetCurReqMsg(), static_cast<int>(request.missionID));
-  order.userID = static_cast<int>(request.userID);
-  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(request.timeOut));
-  if (seconds > 0) order.deadline = vela::NowSeconds() + seconds;
+  ReadMissionOrder(task, request, order);
   const auto onFailure = static_cast<int>(request.onFailure);
   if (onFailure == static_cast<int>(OnPartFailure::move) ||
       onFailure == static_cast<int>(OnPartFailure::stop))

@@ -75,10 +75,7 @@ std::uint32_t SpreadMission::Send(std::uint32_t id, Piece& piece) {
   AsnSpreadPieceReq request;
   request.subMissionID = static_cast<AsnIntType>(id);
   request.userID = m_order.userID;
-  request.timeOut =
-      m_order.deadline == 0
-          ? 0
-          : static_cast<AsnIntType>(std::max<std::int64_t>(1, m_order.deadline - vela::NowSeconds()));
+  request.timeOut = SecondsUntil(m_order.deadline);
   FillRecords(m_order.records, piece.begin, piece.end, request.records);
   VelaGnlTask sender("SpreadMission");
   return sender.AsnSendNBC(piece.process, 0, SPREAD_PIECE_COMMAND, request, VELA_MSG_FORMAT);

@@ -10,20 +10,17 @@
 
 #include "apps/asn1/spread_codes.h"
 #include "apps/handlers/audit/audit_rules.h"
+#include "apps/handlers/mission_order.h"
 #include "apps/handlers/spread/spread_config.h"
 #include "asn1/spread.h"
 #include "platform/message/proc_id.h"
 #include "platform/os/mutex.h"
 #include "util/basicutil/asynprogress_watch.h"
-#include "util/basicutil/client_records.h"
 
 namespace velad {
 
 // What a client has asked for.
-struct SpreadOrder {
-  NSTE_util::ClientMissionID client;  // as the progress manager knows the mission
-  int userID = 0;
-  std::int64_t deadline = 0;  // seconds since 1970-01-01 UTC; 0: none
+struct SpreadOrder : MissionOrder {
   OnPartFailure onFailure = OnPartFailure::goOn;
   std::vector<NERecord> records;
 };

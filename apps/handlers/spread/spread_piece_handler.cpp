@@ -7,6 +7,7 @@
 #include "apps/common/texts.h"
 #include "apps/handlers/audit/ne_types.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/mission_order.h"
 #include "apps/handlers/spread/spread_config.h"
 #include "apps/handlers/spread/spread_result.h"
 #include "apps/handlers/spread/spread_work.h"
@@ -14,7 +15,6 @@
 #include "asn1/spread.h"
 #include "platform/config/process_config.h"
 #include "platform/log/log_process.h"
-#include "platform/os/clock.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
@@ -70,8 +70,7 @@ unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   NSTE_util::TETaskContext context(task);
   context.SetUserID(static_cast<int>(request.userID));
   context.SetMissionID(static_cast<int>(id), false);
-  const auto seconds = static_cast<std::int64_t>(static_cast<AsnIntType>(request.timeOut));
-  if (seconds > 0) context.SetTimeOut(vela::NowSeconds() + seconds);
+  context.SetTimeOut(DeadlineIn(request.timeOut));
 
   NETypes types;
   std::string reason;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "apps/handlers/nemgr/network.h"
+#include "apps/handlers/network.h"
 #include "platform/os/mutex.h"
 
 namespace SNACC {

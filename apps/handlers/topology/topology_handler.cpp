@@ -1,12 +1,9 @@
 // The topology service: says which NEs there are and who looks after them, and tells the clients what has
 // become of them.
-#include <string>
-
 #include "apps/asn1/nms_codes.h"
 #include "apps/handlers/topology/topology.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/nms.h"
-#include "platform/log/log_process.h"
 #include "platform/message/vela_cmd_msg.h"
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_error.h"
@@ -17,10 +14,9 @@
 namespace velad {
 namespace {
 
-// Null when the network cannot be read: then the process is about to end, with the reason.
+// Null when the network cannot be read: then the process is about to end.
 Topology* TheTopology() {
-  std::string reason;
-  const Network* network = ProcessNetwork(reason);
+  const Network* network = ProcessNetwork();
   if (network == nullptr) return nullptr;
   static auto* const topology = new Topology(*network);  // lives to the end, as the network does
   return topology;
@@ -63,8 +59,5 @@ const TEAutoRegisterTask registerChanges(&kHandlers[1]);
 }  // namespace velad
 
 extern "C" VELA_HANDLER_SET_EXPORT unsigned long VelaStartHandlerSet() {
-  std::string reason;
-  if (velad::ProcessNetwork(reason) != nullptr) return 0;
-  LogProcess::Error(reason);
-  return VELA_ERR_GENERAL;
+  return velad::ProcessNetwork() != nullptr ? 0 : VELA_ERR_GENERAL;
 }

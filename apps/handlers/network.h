@@ -57,9 +57,9 @@ class Network {
   std::chrono::microseconds m_boardTime{};
 };
 
-// That of this process: conf/network.cfg under the root, read once, by whoever asks first. Null with `reason`
-// when it cannot be used.
-const Network* ProcessNetwork(std::string& reason);
+// That of this process: conf/network.cfg under the root, read once, by whoever asks first. Null when it
+// cannot be used, with the reason in the log.
+const Network* ProcessNetwork();
 
 // A number that looks random and is always the same for the same seed.
 std::uint32_t Imagined(std::uint32_t ne, std::uint32_t salt);

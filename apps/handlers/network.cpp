@@ -1,10 +1,11 @@
-#include "apps/handlers/nemgr/network.h"
+#include "apps/handlers/network.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <set>
 
@@ -150,15 +151,16 @@ const NetworkNE* Network::Find(std::uint32_t ne) const {
   return found != m_nes.end() && found->ne == ne ? &*found : nullptr;
 }
 
-const Network* ProcessNetwork(std::string& reason) {
-  struct Loaded {
-    Network network;
+const Network* ProcessNetwork() {
+  // Lives to the end: abandoned handlers may still use it.
+  static const Network* const network = []() -> const Network* {
+    auto loaded = std::make_unique<Network>();
     std::string reason;
-    bool good = network.Load(vela::InstallRoot() + "conf/network.cfg", reason);
-  };
-  static const Loaded* const loaded = new Loaded;  // lives to the end: abandoned handlers may still use it
-  reason = loaded->reason;
-  return loaded->good ? &loaded->network : nullptr;
+    if (loaded->Load(vela::InstallRoot() + "conf/network.cfg", reason)) return loaded.release();
+    LogProcess::Error(reason);
+    return nullptr;
+  }();
+  return network;
 }
 
 std::uint32_t Imagined(std::uint32_t ne, std::uint32_t salt) {
