@@ -65,10 +65,10 @@ Context NewContext() {
   return context;
 }
 
-// One copy of a frame, shared by all the sockets that it goes to.
+// One copy of a frame; of a broadcast, shared by all the sockets that it goes to.
 class Packet {
  public:
-  explicit Packet(const VelaCmdMSG& frame) {
+  Packet(const VelaCmdMSG& frame, bool shared) : m_shared(shared) {
     const std::size_t size = VelaFrameSize(frame);
     m_valid = zmq_msg_init_size(&m_msg, size) == 0;
     if (m_valid) std::memcpy(zmq_msg_data(&m_msg), &frame, size);
@@ -81,7 +81,9 @@ class Packet {
 
   bool IsValid() const { return m_valid; }
 
+  // True at most once unless it is shared.
   bool SendTo(void* socket) {
+    if (!m_shared) return zmq_msg_send(&m_msg, socket, ZMQ_DONTWAIT) >= 0;
     zmq_msg_t copy;
     zmq_msg_init(&copy);
     zmq_msg_copy(&copy, &m_msg);
@@ -94,6 +96,7 @@ class Packet {
 
  private:
   zmq_msg_t m_msg;
+  const bool m_shared;
   bool m_valid = false;
 };
 
@@ -110,9 +113,10 @@ class Peer {
         m_probe(std::move(probe)) {}
 
   BusResult Send(Packet& packet) {
+    Incarnation current = m_probe.Current();  // a system call: senders need not wait for each other's
     const MutexLock lock(m_mutex);
     if (m_retired) return BusResult::closed;
-    const Incarnation current = m_probe.Current();
+    if (current != m_incarnation) current = m_probe.Current();  // another sender may know a successor
     if (current == 0) return BusResult::noReceiver;
     if (current != m_incarnation && !Connect(current)) return BusResult::failed;
     return SendNow(packet);
@@ -269,18 +273,22 @@ class LocalBus final : public Bus {
   }
 
   BusResult Send(const VelaCmdMSG& frame) override {
-    const std::shared_ptr<LocalFolder> folder = Folder();
-    if (!folder) return BusResult::closed;
+    const CProcID dst = Destination(frame);
+    std::shared_ptr<LocalFolder> folder;  // to one instance, only a new peer needs it
+    if (!IsInstanceAddress(dst)) {
+      folder = Folder();
+      if (!folder) return BusResult::closed;
+    }
     const BusResult check = CheckFrame(frame, m_options.maxFrameBytes);
     if (check == BusResult::failed) LogProcess::Error("local bus: a frame with a bad header was not sent");
     if (check != BusResult::ok) return check;
-    Packet packet(frame);
+    Packet packet(frame, IsBroadcast(dst));
     if (!packet.IsValid()) {
       LogProcess::Error("local bus: no memory for a frame");
       return BusResult::failed;
     }
     return m_router.Route(
-        Destination(frame), [&](std::uint16_t number) { return folder->InstancesOf(number); },
+        dst, [&](std::uint16_t number) { return folder->InstancesOf(number); },
         [&](CProcID address) { return Deliver(address, packet); });
   }
 

@@ -58,9 +58,17 @@ void GiveUp(TaskState& task, const TaskWait& wait) VELA_REQUIRES(tasksLock) {
   }
 }
 
+void Sleep(TaskWait& wait) VELA_REQUIRES(tasksLock) {
+  const Deadline deadline = wait.deadline;
+  tasksLock.unlock();
+  wait.wake->WaitUntil(deadline);
+  tasksLock.lock();
+  wait.called = false;
+}
+
 VelaMsgPtr Await(TaskState& task, std::uint32_t sn, CProcID process, int timeOut) {
   const auto seconds = ScaledSeconds(timeOut > 0 ? timeOut : kDefaultTimeOut);
-  thread_local const auto wake = std::make_shared<CondVar>();
+  thread_local const auto wake = std::make_shared<WakeUp>();
   TaskWait wait{task, sn, process, std::chrono::steady_clock::now() + seconds, wake};
   MutexLock lock(tasksLock);
   VelaMsgPtr frame = TakeAnswer(task, wait);
@@ -69,7 +77,7 @@ VelaMsgPtr Await(TaskState& task, std::uint32_t sn, CProcID process, int timeOut
   task.wait = &wait;
   wait.next = std::exchange(registry.waits, &wait);
   while (!frame && !registry.aborted && std::chrono::steady_clock::now() < wait.deadline) {
-    wake->WaitUntil(tasksLock, wait.deadline);
+    Sleep(wait);
     frame = TakeAnswer(task, wait);
   }
   if (!frame) GiveUp(task, wait);
@@ -133,7 +141,7 @@ bool ExtendWait(std::uint32_t sn, CProcID process, int seconds) {
   for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next) {
     if (!AwaitsSn(*wait, sn) || !SameProcess(wait->process, process)) continue;
     wait->deadline = std::chrono::steady_clock::now() + ScaledSeconds(seconds);
-    wait->wake->NotifyOne();
+    wait->wake->Call();
     return true;
   }
   return false;
@@ -142,7 +150,7 @@ bool ExtendWait(std::uint32_t sn, CProcID process, int seconds) {
 void AbortAllWaits() {
   MutexLock lock(tasksLock);
   TheRegistry().aborted = true;
-  for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next) wait->wake->NotifyOne();
+  for (TaskWait* wait = TheRegistry().waits; wait != nullptr; wait = wait->next) wait->wake->Call();
 }
 
 void AllowWaits() {
@@ -152,15 +160,17 @@ void AllowWaits() {
 
 bool DeliverAnswer(VelaMsgPtr frame) {
   const std::uint32_t sn = frame->sn;
-  std::shared_ptr<CondVar> wake;
+  std::shared_ptr<WakeUp> wake;
   {
     MutexLock lock(tasksLock);
     TaskState* task = TheRegistry().live[frame->dstTaskId];
     if (task == nullptr || std::erase(task->drawn, sn) == 0) return false;
     task->answers.push_back(std::move(frame));  // room was made when the number was drawn
-    if (task->wait != nullptr && Accepts(*task->wait, *task->answers.back())) wake = task->wait->wake;
+    TaskWait* const wait = task->wait;
+    if (wait != nullptr && Accepts(*wait, *task->answers.back()) && !std::exchange(wait->called, true))
+      wake = wait->wake;
   }
-  if (wake) wake->NotifyOne();  // a waiter that runs at once must find the lock free
+  if (wake) wake->Call();  // a waiter that runs at once must find the lock free
   return true;
 }
 
@@ -170,7 +180,7 @@ void QueueAnswer(VelaTask& task, VelaMsgPtr frame) {
   MutexLock lock(tasksLock);
   std::erase(state.drawn, sn);
   state.answers.push_back(std::move(frame));
-  if (state.wait != nullptr) state.wait->wake->NotifyOne();
+  if (state.wait != nullptr) state.wait->wake->Call();
 }
 
 void BeginServing(VelaTask& task, const VelaCmdMSG& request) {

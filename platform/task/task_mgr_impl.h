@@ -12,6 +12,7 @@
 #include "platform/task/te_task_creator.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task_mgr.h"
+#include "platform/task/wake_up.h"
 
 class VelaAppMgrImpl;
 
@@ -79,8 +80,7 @@ class TaskMgrImpl final : public VelaTaskMgr {
     bool busy = false;  // guarded by m_lock, as the next
     bool ended = false;
     bool abandoned = false;
-    bool called = false;
-    CondVar wake;  // called
+    WakeUp wake;  // called once each time that it is taken out of m_idle
   };
 
   static void* WorkerMain(void* worker);

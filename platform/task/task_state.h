@@ -11,6 +11,7 @@
 #include "platform/message/vela_cmd_msg.h"
 #include "platform/os/mutex.h"
 #include "platform/task/vela_task.h"
+#include "platform/task/wake_up.h"
 
 namespace vela {
 
@@ -30,7 +31,8 @@ struct TaskWait {
   std::uint32_t sn;  // 0: any answer
   CProcID process;   // zeros: not known
   Deadline deadline;
-  std::shared_ptr<CondVar> wake;  // outlives the wait: notified without the lock
+  std::shared_ptr<WakeUp> wake;  // outlives the wait: called without the lock
+  bool called = false;           // an answer has called it, which is enough
   TaskWait* next = nullptr;
 };
 

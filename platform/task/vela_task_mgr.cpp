@@ -125,14 +125,15 @@ bool TaskMgrImpl::NextWork(Worker& worker, Work& work) {
     TakeWork(work);
     next = CallWorker();
   }
-  if (next != nullptr) next->wake.NotifyOne();
+  if (next != nullptr) next->wake.Call();
   return true;
 }
 
 void TaskMgrImpl::AwaitCall(Worker& worker) {
-  worker.called = false;
   m_idle.push_back(&worker);
-  while (!worker.called) worker.wake.Wait(m_lock);
+  m_lock.unlock();
+  worker.wake.Wait();
+  m_lock.lock();
   m_calling = false;
 }
 
@@ -150,7 +151,6 @@ TaskMgrImpl::Worker* TaskMgrImpl::CallWorker() {
   m_calling = true;
   Worker* const worker = m_idle.back();
   m_idle.pop_back();
-  worker->called = true;
   return worker;
 }
 
@@ -205,7 +205,7 @@ void TaskMgrImpl::Wake(const std::shared_ptr<HostedTask>& hosted) {
     Append(hosted);
     called = CallWorker();
   }
-  if (called != nullptr) called->wake.NotifyOne();
+  if (called != nullptr) called->wake.Call();
 }
 
 std::uint32_t TaskMgrImpl::InsertTask(std::unique_ptr<VelaTask> task, int state) try {
@@ -221,7 +221,7 @@ std::uint32_t TaskMgrImpl::InsertTask(std::unique_ptr<VelaTask> task, int state)
     Append(hosted);
     called = CallWorker();
   }
-  if (called != nullptr) called->wake.NotifyOne();
+  if (called != nullptr) called->wake.Call();
   return 0;
 } catch (const std::bad_alloc&) {
   return VELA_ERR_MEMORY;
@@ -263,7 +263,7 @@ std::uint32_t TaskMgrImpl::Enqueue(Request& request) {
     }
     called = CallWorker();
   }
-  if (called != nullptr) called->wake.NotifyOne();
+  if (called != nullptr) called->wake.Call();
   return 0;
 }
 
@@ -284,9 +284,8 @@ void TaskMgrImpl::BeginStop() {
     requests.swap(m_requests);
     hosted.swap(m_firstHosted);
     idle.swap(m_idle);
-    for (Worker* worker : idle) worker->called = true;
   }
-  for (Worker* worker : idle) worker->wake.NotifyOne();
+  for (Worker* worker : idle) worker->wake.Call();
   while (hosted) hosted = std::exchange(hosted->m_next, nullptr);
   for (Request& request : requests) {
     m_app.ReleaseBytes(VelaFrameSize(*request.frame));
