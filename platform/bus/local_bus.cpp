@@ -280,8 +280,7 @@ class LocalBus final : public Bus {
       if (!folder) return BusResult::closed;
     }
     const BusResult check = CheckFrame(frame, m_options.maxFrameBytes);
-    if (check == BusResult::failed) LogProcess::Error("local bus: a frame with a bad header was not sent");
-    if (check != BusResult::ok) return check;
+    if (check != BusResult::ok) return Refuse(check);
     Packet packet(frame, IsBroadcast(dst));
     if (!packet.IsValid()) {
       LogProcess::Error("local bus: no memory for a frame");
@@ -378,6 +377,12 @@ class LocalBus final : public Bus {
   std::shared_ptr<LocalFolder> Folder() const {
     const MutexLock lock(m_mutex);
     return m_folder;
+  }
+
+  BusResult Refuse(BusResult check) const {
+    if (!Folder()) return BusResult::closed;
+    if (check == BusResult::failed) LogProcess::Error("local bus: a frame with a bad header was not sent");
+    return check;
   }
 
   BusResult Deliver(CProcID address, Packet& packet) {
