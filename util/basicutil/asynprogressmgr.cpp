@@ -10,6 +10,7 @@
 #include "platform/os/mutex.h"
 #include "platform/os/os_types.h"
 #include "platform/os/singleton.h"
+#include "platform/os/vela_os.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/assert_report.h"
 #include "util/basicutil/asynprogressmgr_impl.h"
@@ -33,7 +34,9 @@ void Fetch(const SpreadMission& mission) {
     __builtin_prefetch(reinterpret_cast<const char*>(&mission) + at);
 }
 
-// Numbers the sub-missions of all missions of this process: 1 to 65535, and again.
+// Numbers the sub-missions of all missions of this process: up to 65535, and again from 1. Where it begins
+// follows the clock (in milliseconds; in the lower half, so that it wraps late): mission ids begin anew with
+// each life of a process, and what still works for its last life must not be taken for a part of this one.
 class SubMissionCounter {
  public:
   static SubMissionCounter& Instance() {
@@ -53,7 +56,8 @@ class SubMissionCounter {
 
  private:
   vela::Mutex m_mutex;
-  std::uint16_t m_last VELA_GUARDED_BY(m_mutex) = 0;
+  std::uint16_t m_last VELA_GUARDED_BY(m_mutex) = static_cast<std::uint16_t>(VelaGetTickCount() &
+                                                                             (MAX_SERIAL / 2));
 };
 
 VelaGnlTask* CurrentTask() {
