@@ -81,10 +81,12 @@ unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   const std::string what =
       "piece of " + std::to_string(records.size()) + " NEs for " + VelaAddressText(owner);
   LogProcess::Info(what + ": begins");
-  SpreadWork work(context, static_cast<int>(id), records, types, config.recordMicroseconds);
+  RequestWatch watch(context);
+  SpreadWork work(watch, static_cast<int>(id), records, types, config.recordMicroseconds);
   work.Run();
   if (config.answerMicroseconds != 0) work.Rest(config.answerMicroseconds);
   LogProcess::Info(what + ": ends after " + std::to_string(work.Checked()));
+  if (watch.LookAtClient()) return 0;  // whoever lives at the owner's address now has not asked for it
   if (work.End() == RequestEnd::stopping)
     return SendFailure(
         task, owner, id, AUDIT_ERR_STOPPING,

@@ -14,9 +14,9 @@ constexpr int kTypeShare = 80;
 
 }  // namespace
 
-SpreadWork::SpreadWork(const NSTE_util::TETaskContext& context, long subMission,
-                       const std::vector<NERecord>& records, const NETypes& types, unsigned pauseMicroseconds)
-    : m_watch(context),
+SpreadWork::SpreadWork(RequestWatch& watch, long subMission, const std::vector<NERecord>& records,
+                       const NETypes& types, unsigned pauseMicroseconds)
+    : m_watch(watch),
       m_subMission(subMission),
       m_records(records),
       m_types(types),

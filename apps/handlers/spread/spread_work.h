@@ -13,9 +13,9 @@ namespace velad {
 // the process that sent the request.
 class SpreadWork {
  public:
-  // All must outlive the work. The context has the sub-mission's number as its mission.
-  SpreadWork(const NSTE_util::TETaskContext& context, long subMission, const std::vector<NERecord>& records,
-             const NETypes& types, unsigned pauseMicroseconds);
+  // All must outlive the work. The watch's context has the sub-mission's number as its mission.
+  SpreadWork(RequestWatch& watch, long subMission, const std::vector<NERecord>& records, const NETypes& types,
+             unsigned pauseMicroseconds);
 
   void Run();
   // Waits, unless it is told to end.
@@ -30,7 +30,7 @@ class SpreadWork {
   void CheckForms();
   void CheckTypes();
 
-  RequestWatch m_watch;
+  RequestWatch& m_watch;
   const long m_subMission;
   const std::vector<NERecord>& m_records;
   const NETypes& m_types;
