@@ -60,6 +60,19 @@ class User : public Client {
     });
   }
 
+  // Waits for the news that the topology service has for all clients: each NE's version, no files.
+  void HearsOfAll() {
+    AwaitThose(1, [&](const Received& frame) {
+      AsnNEChanges changes;
+      if (frame.cmdCode != TOPO_BROADCAST_COMMAND) return false;
+      Decode(frame.body, changes);
+      return changes.results.size() == kAll.size() &&
+             std::all_of(changes.results.begin(), changes.results.end(), [](const AsnNEResult& result) {
+               return result.version.Len() != 0 && result.file.Len() == 0;
+             });
+    });
+  }
+
  private:
   int m_asked = 0;
   std::size_t m_answers = 0;
@@ -78,7 +91,9 @@ std::map<std::string, std::string> Files(const std::string& folder) {
 struct Network {
   Network() {
     const auto manager = Manager(120, 1);
-    EXPECT_TRUE(User().UploadAgain(kAll).starts_with("0" + Results("0", "0") + " |"));
+    User user;
+    EXPECT_TRUE(user.UploadAgain(kAll).starts_with("0" + Results("0", "0") + " |"));
+    user.HearsOfAll();
     configs = Files("var/configs");
     EXPECT_EQ(configs.size(), 12U);
     for (const auto& [name, text] : configs) EXPECT_NE(text.find("\nslot 8\n"), std::string::npos) << name;
