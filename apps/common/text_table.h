@@ -201,6 +201,7 @@ inline constexpr BuiltInText kTexts[] = {
     {"PS_SILENT", "silent: it may be dead"},
     // Missions on NEs.
     {"MISSION_FETCHING", "{1} of {2} files fetched"},
+    {"MISSION_PART_MOVED", "moved to {1}"},
     {"MISSION_RESULTS_OMITTED", "{1}; {2} results did not fit into the answer, repeat the request for fewer NEs"},
     // Why such a mission was refused or is incomplete, and errors of its parts and NEs, by code. {1} of {2} NEs were
     // worked on.

@@ -1,6 +1,7 @@
 #include "apps/velactl/parts_bar.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "apps/velactl/utf8.h"
 #include "platform/os/vela_os.h"
@@ -16,6 +17,17 @@ constexpr int kLineEvery = 10;
 bool IsFigure(std::string_view detail) {
   return !detail.empty() && detail.back() == '%' &&
          detail.find_first_not_of("0123456789") == detail.size() - 1;
+}
+
+// Whether they differ in nothing but numbers: "1 of 9 files" and "2 of 9 files".
+bool IsSameState(std::string_view a, std::string_view b) {
+  const auto withoutNumbers = [](std::string_view text) {
+    std::string rest;
+    std::copy_if(text.begin(), text.end(), std::back_inserter(rest),
+                 [](char c) { return c < '0' || c > '9'; });
+    return rest;
+  };
+  return withoutNumbers(a) == withoutNumbers(b);
 }
 
 }  // namespace
@@ -43,11 +55,12 @@ std::string PartsBar::Update(int percent, std::string_view part, std::string_vie
   const std::string shown = vela::EscapeControls(detail);
   const auto known =
       std::find_if(m_parts.begin(), m_parts.end(), [&](const auto& entry) { return entry.first == name; });
-  const bool changed = known == m_parts.end() || known->second != shown;
-  const bool otherState = changed && !IsFigure(shown);
+  const bool isNew = known == m_parts.end();
+  const bool changed = isNew || known->second != shown;
+  const bool otherState = changed && !IsFigure(shown) && (isNew || !IsSameState(known->second, shown));
   m_moved = raised || changed;
   if (!m_moved) return {};
-  if (known == m_parts.end())
+  if (isNew)
     m_parts.emplace_back(name, shown);
   else
     known->second = shown;

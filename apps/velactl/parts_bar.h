@@ -9,8 +9,8 @@ namespace velactl {
 
 // What to write to show the progress of a mission and of the parts behind it. On a terminal with room enough
 // a bar and a line for each part, drawn anew; on one with less the bar alone; elsewhere a plain line for
-// every tenth of the way and when a part is in another state than "so many percent". The figure never goes
-// backwards. Not thread-safe.
+// every tenth of the way and when a part is in another state than before; one that differs in its numbers
+// only is the same, and so is any "so many percent". The figure never goes backwards. Not thread-safe.
 class PartsBar {
  public:
   // Of the terminal; 0 columns: not a terminal.

@@ -141,11 +141,17 @@ TEST(EmsTest, AMissionEndsWithWhatItsManagersDid) {
     EXPECT_EQ(Value(ended.errorCode), Value(response.errorCode));
     // The parts are told in time, and never backwards.
     int last = 0;
+    std::map<std::string, std::string> details;
     for (const Received& frame : client.Await(0x218004, 1)) {
       AsnParallelTaskProgressReport progress;
       Decode(frame.body, progress);
       EXPECT_GE(static_cast<int>(progress.progress), last);
       last = static_cast<int>(progress.progress);
+      details[progress.partName.data()] = progress.partDetail.data();
+    }
+    if (line.starts_with("gd")) {
+      EXPECT_EQ(details["120/2"], "moved to 120/1");
+      EXPECT_EQ(response.parts.back().reason.data(), "moved to 120/1");
     }
     EXPECT_EQ(last == 100, line[0] != 'w');
   }

@@ -293,6 +293,9 @@ TEST(SpreadTest, TheBarShowsThePartsAndNeverGoesBack) {
   EXPECT_EQ(plain.Update(9, "101/1", "9%"), "") << "less than a tenth";
   EXPECT_EQ(plain.Update(12, "102/1", "3%"), "12%  101/1 9%, 102/1 3%\n");
   EXPECT_EQ(plain.Update(5, "101/1", "failed: \x1b[2J"), "12%  101/1 failed: \\x1B[2J, 102/1 3%\n");
+  plain.Update(12, "101/1", "1 of 20 files");
+  EXPECT_EQ(plain.Update(13, "101/1", "2 of 20 files"), "") << "only another number";
+  EXPECT_EQ(plain.Update(13, "101/1", "done"), "13%  101/1 done, 102/1 3%\n");
   EXPECT_EQ(plain.Update(12), "");
   EXPECT_FALSE(plain.Moved());
 

@@ -68,6 +68,8 @@ void NEMissionParts::Run(const std::vector<ManagedNE>& nes, const std::vector<CP
   for (const auto& [process, part] : m_parts) Tell(process);
   HandOut(ids);
   Await();
+  for (auto& [process, part] : m_parts)
+    if (const std::string moved = MovedText(process); !moved.empty()) part.reason = moved;
 }
 
 // The library did not take the mission, and has said why in the log.
@@ -266,6 +268,7 @@ bool NEMissionParts::Move(std::uint32_t id, Piece& piece) {
   if (target == live.end()) return false;
   const CProcID from = std::exchange(piece.process, *target);
   m_parts[*target].nes += piece.nes.size();
+  m_parts[from].movedTo.insert(*target);
   AsynProgressMgr::Instance()->MoveSubMission(id, *target);
   LogProcess::Info("NE mission " + HexCode(m_mission) + ": " + std::to_string(piece.nes.size()) +
                    " NEs move from " + VelaAddressText(from) + " to " + VelaAddressText(*target));
@@ -326,7 +329,18 @@ int NEMissionParts::Percent() const {
   return m_total == 0 ? 0 : static_cast<int>(sum / m_total);
 }
 
+std::string NEMissionParts::MovedText(CProcID process) const {
+  const bool holds = std::any_of(m_pieces.begin(), m_pieces.end(),
+                                 [&](const auto& entry) { return entry.second.process == process; });
+  if (holds) return {};
+  std::string list;
+  for (const CProcID target : m_parts.at(process).movedTo)
+    list += (list.empty() ? "" : ", ") + VelaAddressText(target);
+  return list.empty() ? list : apps::Text("MISSION_PART_MOVED", {list});
+}
+
 std::string NEMissionParts::Detail(CProcID process) const {
+  if (std::string moved = MovedText(process); !moved.empty()) return moved;
   const NEPart& part = m_parts.at(process);
   std::size_t sum = 0;
   std::size_t size = 0;

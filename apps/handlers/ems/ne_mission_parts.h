@@ -32,6 +32,7 @@ struct NEPart {
   std::size_t done = 0;  // by it
   std::uint32_t errorCode = 0;
   std::string reason = {};
+  std::set<CProcID> movedTo = {};  // who has got NEs from it
 };
 
 // An NE that nobody has worked on, and why.
@@ -115,6 +116,8 @@ class NEMissionParts {
   void SendAborts();
   void CloseAll();
   int Percent() const;
+  // Of a part of which others have taken all that was left over: who; empty for another part.
+  std::string MovedText(CProcID process) const;
   std::string Detail(CProcID process) const;
   void Tell(CProcID process);
 
