@@ -7,9 +7,9 @@
 
 namespace {
 
-// Three hosts, three engine nodes, and what happens to them while missions run: the script checks each
+// Three hosts, three engine nodes, and what happens to them while NEs are uploaded: the script checks each
 // outcome.
-TEST(HostsTest, MissionsEndRightWhateverHappensToTheNetwork) {
+TEST(HostsTest, UploadsEndRightWhateverHappensToTheNetwork) {
   const std::string script = VELA_BIN_DIR "/../../../apps/demo/hosts.sh " VELA_BIN_DIR;
   const int status =
       std::system(("VELA_TIME_SCALE=1000 sh " + script + " >" + files::Root() + "said 2>&1").c_str());

@@ -1,0 +1,105 @@
+# Uploads of all NEs, and what must be true after each. Read by apps/demo/hosts.sh.
+# shellcheck shell=sh disable=SC2154 # root, place, uploads and surplus come from the frame
+
+# upload [PERCENT COMMAND...]: uploads all NEs; when it has come so far, runs the command.
+upload() {
+  rm -rf "$root/$place/var/configs"
+  operator upload --all >"$root/table" 2>"$root/progress" &
+  client=$!
+  if [ $# -gt 0 ]; then
+    await "$1 %" is_at "$1"
+    shift
+    "$@"
+  fi
+  wait $client
+  code=$?
+  uploads=$((uploads + 1))
+  [ $code -eq 1 ] || fail "the upload ended with code $code, though some NEs have faults: $(tail -n 3 "$root/progress")"
+  results "$root/table" >"$root/results"
+}
+is_at() { awk -v least="$1" '$1 + 0 >= least { found = 1 } END { exit !found }' "$root/progress"; }
+
+# Of a table, all but the time that each NE took.
+results() { sed 's/[0-9]*\.[0-9][0-9] s/-/; s/   */  /g' "$1"; }
+
+remember_as_expected() {
+  mv "$root/results" "$root/expected"
+  mv "$root/alone/var/configs" "$root/configs" && rm -r "$root/alone"
+  uploads=0
+  echo "  $(tail -n 1 "$root/table"); $(find "$root/configs" -name '*.cfg' | wc -l) files; the faults are planned:"
+  awk '$2 == "failed" { print "  " $0 }' "$root/expected"
+}
+
+is_idle() {
+  look && ! grep -hE '^(queued|running|missions|operations|locks): [1-9]|; [1-9][0-9]* frames held' "$root"/state.*
+}
+
+check_idle() { await "the end of all work and of all locks" is_idle; }
+
+check_all() {
+  diff "$root/expected" "$root/results" >&2 || fail "the results are not those of one host"
+  diff -r "$root/configs" "$root/h1/var/configs" >&2 || fail "the files are not those of one host"
+  [ -z "$(find "$root/h1/var/upload" -type f)" ] || fail "copies of the managers' files are left on host 1"
+  echo "  $(tail -n 1 "$root/table"): the results and the files are those of one host"
+  check_idle
+  check_frames
+}
+
+# Element management hears from the managers, and of two frames more each upload: the client's request, and the answer
+# of the topology service.
+count_surplus() {
+  got=$(count '^bus: .* sent, \([0-9]*\) received.*' ems)
+  sent=$(count '^bus: \([0-9]*\) sent.*' otn1 otn2 ptn1)
+  echo $((got - sent - 2 * uploads))
+}
+
+# A request that reached a process twice would be answered twice, the second time in vain.
+check_frames() {
+  now=$(count_surplus)
+  [ "$now" -eq "$surplus" ] || fail "element management got $((now - surplus)) frames more than the managers sent to it"
+  late=$(count '^frames: \([0-9]*\) late answers.*')
+  [ "$late" -eq 0 ] || fail "$late answers came twice or too late"
+  echo "  nothing is locked; each frame was delivered once: of $(count '^bus: \([0-9]*\) sent.*') so far," \
+    "$(count '.*, \([0-9]*\) sent again.*') sent again, $(count '.* \([0-9]*\) dropped as repeated.*') dropped as repeated"
+}
+
+# The NEs of 121, which has one instance, are reported as lost, each with the reason; all others are done.
+check_lost_host() {
+  sed -n '/^process/s/^/  /p' "$root/table"
+  grep -q '^process 120/2 did ' "$root/table" || fail "nobody tells that 120/2 was lost"
+  awk '/121\/1 has ended/ && $2 == "failed" { print $1 }' "$root/table" >"$root/lost"
+  [ -s "$root/lost" ] || fail "no NE is reported as lost"
+  found_without_lost expected >"$root/expected.left"
+  found_without_lost results | diff "$root/expected.left" - >&2 || fail "the other results are not those of one host"
+  cp -r "$root/configs" "$root/configs.left"
+  sed "s|.*|$root/configs.left/&.cfg|" "$root/lost" | xargs rm -f
+  diff -r "$root/configs.left" "$root/h1/var/configs" >&2 || fail "the other files are not those of one host"
+  echo "  $(wc -l <"$root/lost") NEs are reported as lost; the results and the files of the others are those of one host"
+  check_idle
+  echo "  nothing is locked, on the lost host neither"
+}
+found_without_lost() {
+  awk 'FNR == NR { lost[$1]; next } /^process|worked on/ { exit } /^[^ ]/ { skip = $1 in lost } !skip' \
+    "$root/lost" "$root/$1"
+}
+
+# Until element management knows all managers. What was under way to a lost host is lost: what is counted, is counted
+# from here on.
+settle() {
+  await "all managers" knows_managers
+  check_idle
+  surplus=$(count_surplus)
+}
+knows_managers() {
+  uploads=$((uploads + 1))
+  operator upload --json 9-1,9-2,9-6 >"$root/table"
+  for manager in 120/1 120/2 121/1; do grep -q "\"process\": \"$manager\"" "$root/table" || return 1; done
+}
+
+# What the servers have written down, once they have ended.
+check_pieces() {
+  handed=$(cat "$root"/h1/var/logs/Develop/velad_110/*.log | grep -c 'NE mission .* NEs for .*, code 0x0*$')
+  begun=$(cat "$root"/h[23]/var/logs/Develop/velad_12?_?/*.log | grep -c 'piece of .*: begins$')
+  [ "$handed" -eq "$begun" ] || fail "$handed pieces of uploads were handed out, $begun were begun"
+  echo "  $handed pieces of $uploads uploads were handed out, each was begun once"
+}
