@@ -109,10 +109,12 @@ bench::Row Written(const bench::Options& options, int threads) {
           samples[2], 1.1};
 }
 
-// Changes the switches of a module, as an operator's command does, again and again while it lives.
+// Changes the switches of a module, as an operator's command does, again and again while it lives, and a bare
+// number with them.
 class Operator {
  public:
-  explicit Operator(const std::string& module) : m_thread([this, module] { Run(module); }) {}
+  Operator(const std::string& module, std::atomic<unsigned>& number)
+      : m_number(number), m_thread([this, module] { Run(module); }) {}
   ~Operator() {
     m_stop = true;
     m_thread.join();
@@ -123,24 +125,33 @@ class Operator {
  private:
   void Run(const std::string& module) {
     NSTE_util::TEDebugMgrImpl& manager = *NSTE_util::TEDebugMgrImpl::Instance();
-    for (bool on = true; !m_stop; on = !on) manager.Excute("setswitch " + module + (on ? " 1111" : " 1110"));
+    for (bool on = true; !m_stop; on = !on) {
+      manager.Excute("setswitch " + module + (on ? " 1111" : " 1110"));
+      m_number.store(on ? 0b1111 : 0b0111, std::memory_order_relaxed);
+    }
   }
 
   std::atomic<bool> m_stop = false;
+  std::atomic<unsigned>& m_number;
   std::thread m_thread;
 };
 
-// Beside the same while the other thread changes the switches of another module.
-template <class Body>
-bench::Row WhileSwitchesChange(const bench::Options& options, const char* figure, const Body& body) {
-  const auto beside = [&body](const char* module) {
-    return [&body, module] {
-      const Operator changes(module);
-      return body();
+// Beside the same while the other thread changes the switches of another module. The floor reads a bare
+// number that changes as often: what it costs when another core has written, which no reader can avoid.
+template <class Body, class Floor>
+bench::Row WhileSwitchesChange(const bench::Options& options, const char* figure, const Body& body,
+                               const Floor& floor) {
+  alignas(64) static std::atomic<unsigned> number{0b1111};
+  const auto beside = [](const char* module, const auto& work) {
+    return [&work, module] {
+      const Operator changes(module, number);
+      return work();
     };
   };
-  const std::vector<bench::Sample> samples = bench::Interleaved(options, {beside("bench"), beside("other")});
-  return {figure, samples[0], samples[1], {}, 1.1};
+  const auto floorBody = [&floor] { return floor(number); };
+  const std::vector<bench::Sample> samples =
+      bench::Interleaved(options, {beside("bench", body), beside("other", body), beside("other", floorBody)});
+  return {figure, samples[0], samples[1], samples[2], 1.1};
 }
 
 std::vector<bench::Row> SwitchRows(const bench::Options& options) {
@@ -148,17 +159,30 @@ std::vector<bench::Row> SwitchRows(const bench::Options& options) {
   NSTE_util::GetDebugInterface("other");
   const long asks = options.Operations(20'000'000);
   const long bursts = options.Operations(100);
-  return {WhileSwitchesChange(options, "IsEnabled while switches change, ns",
-                              [&] {
-                                return bench::NanosecondsEach(asks, [&ours](long count) {
-                                  for (long i = 0; i < count; ++i) bench::Keep(ours.IsEnabled(2));
-                                });
-                              }),
-          WhileSwitchesChange(options, "written record, caller, while switches change, ns", [&] {
-            return CallerCost(
-                1, bursts, [&ours](int i) { ours.PrintF(2, RECORD_BEGIN "%d" RECORD_END, i); },
-                [] { LogProcess::Flush(60'000); });
-          })};
+  const auto ask = [asks](const auto& isOn) {
+    return bench::NanosecondsEach(asks, [&isOn](long count) {
+      for (long i = 0; i < count; ++i) bench::Keep(isOn());
+    });
+  };
+  const auto write = [bursts](const auto& record) {
+    return CallerCost(1, bursts, record, [] { LogProcess::Flush(60'000); });
+  };
+  using Number = const std::atomic<unsigned>&;
+  return {WhileSwitchesChange(
+              options, "IsEnabled while switches change, ns",
+              [&] { return ask([&ours] { return ours.IsEnabled(2); }); },
+              [&](Number number) {
+                return ask([&number] { return (number.load(std::memory_order_relaxed) >> 2 & 1) != 0; });
+              }),
+          WhileSwitchesChange(
+              options, "written record, caller, while switches change, ns",
+              [&] { return write([&ours](int i) { ours.PrintF(2, RECORD_BEGIN "%d" RECORD_END, i); }); },
+              [&](Number number) {
+                return write([&](int i) {
+                  if (number.load(std::memory_order_relaxed) != 0)
+                    FloorRecord(RECORD_BEGIN "%d" RECORD_END, i);
+                });
+              })};
 }
 
 }  // namespace
