@@ -30,6 +30,24 @@ std::size_t Missing(AsnBytes rest) {
   return header.length - (rest.size() - header.octets);
 }
 
+// Moves `rest` behind the elements, `limit` at most, that have the tag of the one before them, of one octet,
+// and one octet of length; how many. A list is made of such elements.
+std::uint32_t SkipAlike(AsnBytes before, AsnBytes& rest, std::uint32_t limit) {
+  const unsigned char tag = before[0];
+  if ((tag & AsnHeader::numberMask) == AsnHeader::numberMask) return 0;
+  const unsigned char* at = rest.data();
+  std::size_t size = rest.size();
+  std::uint32_t count = 0;
+  for (; count < limit && size >= 2 && at[0] == tag && at[1] < 0x80; ++count) {
+    const std::size_t element = std::size_t{2} + at[1];
+    if (element > size) break;
+    at += element;
+    size -= element;
+  }
+  rest = {at, size};
+  return count;
+}
+
 struct FreeBuffer {
   void operator()(unsigned char* buffer) const { CAsnHelper::ReleaseAsnBuf(buffer); }
 };
@@ -56,10 +74,6 @@ class Writer {
     std::memcpy(m_out, bytes.data(), bytes.size());
     m_out += bytes.size();
   }
-  void AppendLength(std::uint32_t length) {
-    unsigned char octets[5];
-    Append({octets, CAsnHelper::EncodeAsnLen(length, octets)});
-  }
   void AppendZeros(std::size_t count) {
     std::memset(m_out, 0, count);
     m_out += count;
@@ -79,7 +93,10 @@ std::uint32_t ReadGroups(const std::vector<TEAsnNESection>& sections, AsnOverrun
     std::size_t missing = 0;
     for (std::uint32_t left = section.m_nCount; left != 0 && !list.AtEnd(); --left) {
       const AsnBytes element = list.rest;
-      if (SkipAsnElement(list.rest)) continue;
+      if (SkipAsnElement(list.rest)) {
+        left -= SkipAlike(element, list.rest, left - 1);
+        continue;
+      }
       if (overrun == AsnOverrun::taken) missing = Missing(element);
       if (missing == 0 || missing > CAsnHelper::maxEncoding) return VELA_ERR_DECODE;
       list = {};
@@ -178,9 +195,8 @@ std::size_t AsnListCut::FitLengths(std::size_t elements) {
   for (std::size_t i = m_levels.size() - 1; i != 0; --i) {
     Level& level = m_levels[i];
     const std::size_t length = level.before.size() + size + level.behind.size();
-    level.length = static_cast<std::uint32_t>(length);
-    unsigned char octets[5];
-    size = level.tag.size() + CAsnHelper::EncodeAsnLen(level.length, octets) + length;
+    level.lengthOctets = CAsnHelper::EncodeAsnLen(static_cast<std::uint32_t>(length), level.length);
+    size = level.tag.size() + level.lengthOctets + length;
   }
   return size;
 }
@@ -191,7 +207,7 @@ std::unique_ptr<CAsnReqData> AsnListCut::Build(const AsnGroup& group) {
   Writer out(buffer.get());
   for (std::size_t i = 1; i < m_levels.size(); ++i) {
     out.Append(m_levels[i].tag);
-    out.AppendLength(m_levels[i].length);
+    out.Append({m_levels[i].length, m_levels[i].lengthOctets});
     out.Append(m_levels[i].before);
   }
   out.Append(group.elements);

@@ -59,7 +59,8 @@ class AsnListCut {
     AsnBytes before;  // what it holds before the next level
     AsnBytes behind;
     AsnContent content;
-    std::uint32_t length = 0;  // of the content, in the part that is being built
+    unsigned char length[5] = {};  // its octets, in the part that is being built
+    std::size_t lengthOctets = 0;
   };
 
   std::uint32_t Descend(const TEAsnPathStep& step);
