@@ -50,7 +50,7 @@ start_node() {
 
 kill_node() { eval "kill -KILL \$node$1; wait \$node$1" 2>/dev/null; echo "  engine node $1 is dead"; }
 link() { ip link set "port$1" "$2"; echo "  the link of host $1 is $2"; }
-cut_link() { link "$1" down; sleep 3; link "$1" up; }
+cut_link() { link "$1" down; sleep 2; link "$1" up; }
 
 # In both directions: packets wait in a narrow queue, and one in 20 is lost.
 worsen_link() {

@@ -25,7 +25,8 @@ NatsTls = 1
 NatsCaFile = $root/tls/ca.pem
 NatsUser = $2
 NatsPasswordFile = etc/nats/$2
-NatsExpirySeconds = 10
+NatsHeartbeatSeconds = 1
+NatsExpirySeconds = 8
 CONF
 }
 password() { (umask 077; echo "change-me-$2" >"$root/$1/etc/nats/$3"); }
@@ -64,7 +65,7 @@ start_three_hosts() {
     password "h$(host "$server")" "$who" "server-$who"
     start_server "$server" "h$(host "$server")" "$(host "$server")"
   done
-  place=h1 seat="2 operator" uploads=0
+  place=h1 seat="2 operator" uploads=0 looks=0
 }
 
 # What the operator types, at the seat: a host and a root.
@@ -79,6 +80,7 @@ look() {
       VELA_ROOT=$root/h$(host "$server") "$bin/velactl" debug "$(address "$server" /)" >"$root/state.$(file "$server")" ||
       return 1
   done
+  looks=$((looks + 1))
 }
 
 # count PATTERN FILE...: the sum of the numbers that the pattern finds in the states of these servers, or of all.

@@ -1,5 +1,5 @@
 # Uploads of all NEs, and what must be true after each. Read by apps/demo/hosts.sh.
-# shellcheck shell=sh disable=SC2154 # root, place, uploads and surplus come from the frame
+# shellcheck shell=sh disable=SC2154 # root and place come from the frame
 
 # upload [PERCENT COMMAND...]: uploads all NEs; when it has come so far, runs the command.
 upload() {
@@ -8,6 +8,7 @@ upload() {
   client=$!
   if [ $# -gt 0 ]; then
     await "$1 %" is_at "$1"
+    [ ! -s "$root/table" ] || fail "the upload had ended before anything happened to it"
     shift
     "$@"
   fi
@@ -34,31 +35,52 @@ is_idle() {
   look && ! grep -hE '^(queued|running|missions|operations|locks): [1-9]|; [1-9][0-9]* frames held' "$root"/state.*
 }
 
-check_idle() { await "the end of all work and of all locks" is_idle; }
+logs=var/logs/Develop
+is_logged() {
+  for log in "$root/h1/$logs"/velad_110/*.log "$root"/h[23]/"$logs"/velad_12?_?/*.log; do
+    [ "$(grep -c 'to: listqueue$' "$log")" -ge "$looks" ] || return 1
+  done
+}
+
+check_idle() {
+  await "the end of all work and of all locks" is_idle
+  await "the logs of what was before the look at it" is_logged
+}
 
 check_all() {
   diff "$root/expected" "$root/results" >&2 || fail "the results are not those of one host"
   diff -r "$root/configs" "$root/h1/var/configs" >&2 || fail "the files are not those of one host"
+  [ -d "$root/h1/var/upload" ] || fail "the files were not fetched by way of copies, though they are on other hosts"
   [ -z "$(find "$root/h1/var/upload" -type f)" ] || fail "copies of the managers' files are left on host 1"
   echo "  $(tail -n 1 "$root/table"): the results and the files are those of one host"
   check_idle
   check_frames
 }
 
+# What could not be if everything was delivered once, in numbers that stay the same then.
 # Element management hears from the managers, and of two frames more each upload: the client's request, and the answer
 # of the topology service.
-count_surplus() {
+count_frames() {
   got=$(count '^bus: .* sent, \([0-9]*\) received.*' ems)
   sent=$(count '^bus: \([0-9]*\) sent.*' otn1 otn2 ptn1)
   echo $((got - sent - 2 * uploads))
 }
-
 # A request that reached a process twice would be answered twice, the second time in vain.
+count_late() { count '^frames: \([0-9]*\) late answers.*'; }
+# What a manager is to do is a request without an answer: handed out and begun are in the logs.
+count_pieces() {
+  handed=$(cat "$root/h1/$logs"/velad_110/*.log | grep -c 'NE mission .* NEs for .*, code 0x0*$')
+  begun=$(cat "$root"/h[23]/"$logs"/velad_12?_?/*.log | grep -c 'piece of .*: begins$')
+  echo $((begun - handed))
+}
+
 check_frames() {
-  now=$(count_surplus)
-  [ "$now" -eq "$surplus" ] || fail "element management got $((now - surplus)) frames more than the managers sent to it"
-  late=$(count '^frames: \([0-9]*\) late answers.*')
-  [ "$late" -eq 0 ] || fail "$late answers came twice or too late"
+  more=$(($(count_frames) - frames))
+  [ $more -eq 0 ] || fail "element management got $more frames more than were sent to it"
+  more=$(($(count_late) - late))
+  [ $more -eq 0 ] || fail "$more answers came twice or too late"
+  more=$(($(count_pieces) - pieces))
+  [ $more -eq 0 ] || fail "$more pieces more were begun than handed out"
   echo "  nothing is locked; each frame was delivered once: of $(count '^bus: \([0-9]*\) sent.*') so far," \
     "$(count '.*, \([0-9]*\) sent again.*') sent again, $(count '.* \([0-9]*\) dropped as repeated.*') dropped as repeated"
 }
@@ -88,18 +110,10 @@ found_without_lost() {
 settle() {
   await "all managers" knows_managers
   check_idle
-  surplus=$(count_surplus)
+  frames=$(count_frames) late=$(count_late) pieces=$(count_pieces)
 }
 knows_managers() {
   uploads=$((uploads + 1))
-  operator upload --json 9-1,9-2,9-6 >"$root/table"
-  for manager in 120/1 120/2 121/1; do grep -q "\"process\": \"$manager\"" "$root/table" || return 1; done
-}
-
-# What the servers have written down, once they have ended.
-check_pieces() {
-  handed=$(cat "$root"/h1/var/logs/Develop/velad_110/*.log | grep -c 'NE mission .* NEs for .*, code 0x0*$')
-  begun=$(cat "$root"/h[23]/var/logs/Develop/velad_12?_?/*.log | grep -c 'piece of .*: begins$')
-  [ "$handed" -eq "$begun" ] || fail "$handed pieces of uploads were handed out, $begun were begun"
-  echo "  $handed pieces of $uploads uploads were handed out, each was begun once"
+  operator upload --json 9-1,9-2,9-6 >"$root/table" || return 1
+  [ "$(grep -c '"process": ".*", "nes": 1, "done": 1, ' "$root/table")" -eq 3 ]
 }
