@@ -5,9 +5,10 @@
 #include <sys/prctl.h>
 #include <sys/socket.h>
 
+#include <condition_variable>
 #include <filesystem>
 #include <fstream>
-#include <semaphore>
+#include <mutex>
 #include <utility>
 
 #include "bench/bench_process.h"
@@ -44,20 +45,31 @@ void ServeBus(int number, bench::Ready ready) {
   const auto echo = [&bus](VelaMsgPtr frame) {
     std::swap(frame->srcProcId, frame->dstProcId);
     std::swap(frame->srcHandle, frame->dstHandle);
-    bus->Send(*frame);
+    Require(bus->Send(*frame) == vela::BusResult::ok, "answer");
   };
   Require(bus->Open(CProcID(static_cast<std::uint16_t>(number), 1), echo) == vela::BusResult::ok, "Open");
   ready();
   for (;;) pause();
 }
 
+// As tasks wait for an answer: without spinning, which would take the core from those who work on it.
 class Answers {
  public:
-  void Came() { m_came.release(); }
-  void Await() { m_came.acquire(); }
+  void Came() {
+    const std::lock_guard lock(m_mutex);
+    ++m_count;
+    m_came.notify_one();
+  }
+  void Await() {
+    std::unique_lock lock(m_mutex);
+    m_came.wait(lock, [this] { return m_count > 0; });
+    --m_count;
+  }
 
  private:
-  std::counting_semaphore<> m_came{0};
+  std::mutex m_mutex;
+  std::condition_variable m_came;
+  long m_count = 0;
 };
 
 class BusClient final : public RoundTripClient {
@@ -83,7 +95,17 @@ class BusClient final : public RoundTripClient {
   }
 
  private:
-  void Send(std::size_t server) { Require(s_bus->Send(*m_frames[server]) == vela::BusResult::ok, "Send"); }
+  void Send(std::size_t server) {
+    const vela::BusResult sent = s_bus->Send(*m_frames[server]);
+    if (sent == vela::BusResult::ok) return;
+    const vela::BusStats stats = s_bus->Stats();
+    std::fprintf(
+        stderr, "result %d: %llu sent, %llu received, %llu held, %llu resent, %llu repeated\n",
+        static_cast<int>(sent), static_cast<unsigned long long>(stats.sent),
+        static_cast<unsigned long long>(stats.received), static_cast<unsigned long long>(stats.heldFrames),
+        static_cast<unsigned long long>(stats.resent), static_cast<unsigned long long>(stats.repeated));
+    Require(false, "Send");
+  }
 
   static inline std::unique_ptr<vela::Bus> s_bus;
   static inline Answers s_answers;
@@ -185,9 +207,9 @@ class EngineProcess {
     setenv("BENCH_NATS_PORT", text.c_str(), 1);
     const std::filesystem::path config = vela::InstallRoot() + "etc/conf/bus.cfg";
     std::filesystem::create_directories(config.parent_path());
-    std::ofstream(config)
-        << "Bus = nats\nNatsServers = 127.0.0.1:" << port
-        << "\nNatsHeartbeatSeconds = 100\nNatsGraceSeconds = 400\nNatsExpirySeconds = 1200\n";
+    std::ofstream(config) << "Bus = nats\nNatsServers = 127.0.0.1:" << port
+                          << "\nNatsConnectSeconds = 600\nNatsHeartbeatSeconds = 100\nNatsGraceSeconds = "
+                             "400\nNatsExpirySeconds = 1200\n";
     m_pid = fork();
     if (m_pid == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -9,6 +9,7 @@
 #include <bit>
 #include <cerrno>
 #include <cstring>
+#include <random>
 #include <system_error>
 #include <utility>
 
@@ -30,6 +31,10 @@ thread_local const NatsLoop* t_direct = nullptr;  // whose messages this thread 
 // What one subscription holds for its handler: senders that keep to their windows stay far below it.
 constexpr int kMaxWaiting = 1 << 20;
 constexpr int kMaxWaitingBytes = 1 << 30;
+
+// What a subscription keeps of messages that were handled.
+constexpr std::size_t kMaxSpent = 64;
+constexpr std::size_t kMaxSpentBytes = 1 << 16;
 
 struct DestroyOptions {
   void operator()(natsOptions* options) const { natsOptions_Destroy(options); }
@@ -167,6 +172,12 @@ void NatsLoop::Attach(__natsConnection* connection, int socket) {
   Wake();
 }
 
+void NatsLoop::Release() {
+  Attach(nullptr, -1);
+  const MutexLock reading(m_reading);
+  const MutexLock writing(m_writing);
+}
+
 void NatsLoop::Want(short event, bool wanted) {
   {
     const MutexLock lock(m_mutex);
@@ -193,6 +204,11 @@ NatsLoop::Direct::~Direct() {
 bool NatsLoop::WantsToWrite() {
   const MutexLock lock(m_mutex);
   return (m_events & POLLOUT) != 0;
+}
+
+bool NatsLoop::IsAttached(const natsConnection* connection) {
+  const MutexLock lock(m_mutex);
+  return connection != nullptr && connection == m_connection;
 }
 
 // The engine's library takes a write of nothing for a lost connection: one thread at a time, and only when
@@ -230,7 +246,9 @@ void NatsLoop::Poll(Time due) {
   if (poll(sources, 2, static_cast<int>(std::clamp<long>(left, 0, 1000))) <= 0) return;
   std::uint64_t count = 0;
   if (sources[0].revents != 0 && read(m_wake, &count, sizeof count) < 0) count = 0;
-  if (connection == nullptr || sources[1].fd < 0) return;
+  if (sources[1].revents == 0) return;
+  const MutexLock reading(m_reading);
+  if (!IsAttached(connection)) return;
   if ((sources[1].revents & (POLLIN | POLLHUP | POLLERR)) != 0) natsConnection_ProcessReadEvent(connection);
   if ((sources[1].revents & POLLOUT) != 0) Write();
 }
@@ -239,8 +257,23 @@ void NatsLoop::Poll(Time due) {
 
 struct NatsConnection::Subscription {
   NatsConnection& owner;
+  std::string subject;
+  std::string queue;
   Handler handler;
   natsSubscription* subscription = nullptr;
+  // Handled messages. The library wakes a thread to free one, so they are given back many at a time.
+  std::vector<natsMsg*> spent = {};
+  std::size_t spentBytes = 0;
+
+  void Spend(natsMsg* msg) {
+    spent.push_back(msg);
+    spentBytes += static_cast<std::size_t>(natsMsg_GetDataLength(msg));
+    if (spent.size() >= kMaxSpent || spentBytes >= kMaxSpentBytes) FreeSpent();
+  }
+  void FreeSpent() {
+    for (natsMsg* msg : std::exchange(spent, {})) natsMsg_Destroy(msg);
+    spentBytes = 0;
+  }
 };
 
 NatsConnection::NatsConnection(NatsLoop::Tick tick, Changed changed)
@@ -248,22 +281,26 @@ NatsConnection::NatsConnection(NatsLoop::Tick tick, Changed changed)
 
 NatsConnection::~NatsConnection() {
   Close(milliseconds(0));
-  const MutexLock lock(m_mutex);
-  for (const auto& each : m_subscriptions) natsSubscription_Destroy(each->subscription);
-  natsConnection_Destroy(m_connection);
 }
 
 bool NatsConnection::Connect(const NatsSettings& settings, const std::string& name, std::string& error) {
   const SignalsBlocked blocked;
+  m_settings = settings;
+  m_name = name;
   // An encrypted connection must not be written and read by two threads at once.
-  if (!m_loop.Start(!settings.tls, error)) return false;
+  if (!m_loop.Start(!settings.tls, error) || !Dial(error)) return false;
+  m_up.store(true);
+  return true;
+}
+
+bool NatsConnection::Dial(std::string& error) {
   natsOptions* made = nullptr;
   OptionSetter set(natsOptions_Create(&made));
   const Options options(made);
   if (set.Status() == NATS_OK) {
-    SetWhere(made, settings, set);
-    SetWho(made, settings, name, set);
-    SetTls(made, settings, set);
+    SetWhere(made, m_settings, set);
+    SetWho(made, m_settings, m_name, set);
+    SetTls(made, m_settings, set);
     set(natsOptions_SetEventLoop(made, &m_loop, Attach, WantRead, WantWrite, Detach));
     set(natsOptions_SetSendAsap(made, true));
     set(natsOptions_SetMaxPendingMsgs(made, kMaxWaiting));
@@ -282,82 +319,175 @@ bool NatsConnection::Connect(const NatsSettings& settings, const std::string& na
         },
         this));
   }
+  {
+    const MutexLock lock(m_mutex);
+    m_closed = false;
+  }
   natsStatus status = set.Status();
-  if (status == NATS_OK) status = natsConnection_Connect(&m_connection, made);
+  natsConnection* connection = nullptr;
+  if (status == NATS_OK) status = natsConnection_Connect(&connection, made);
+  const MutexLock lock(m_mutex);
   if (status != NATS_OK) {
-    m_connection = nullptr;
+    m_closed = true;
     error = StatusText(status);
     return false;
   }
-  m_up.store(true);
+  m_connection = connection;
+  m_maxBytes.store(
+      static_cast<std::size_t>(std::max<std::int64_t>(0, natsConnection_GetMaxPayload(connection))));
   return true;
 }
 
 int NatsConnection::Subscribe(const std::string& subject, const std::string& queue, Handler handler,
                               std::string& error) {
   const SignalsBlocked blocked;
-  auto made = std::make_unique<Subscription>(Subscription{*this, std::move(handler)});
-  natsSubscription** place = &made->subscription;
-  const natsStatus status =
-      queue.empty() ? natsConnection_Subscribe(place, m_connection, subject.c_str(), OnMessage, made.get())
-                    : natsConnection_QueueSubscribe(place, m_connection, subject.c_str(), queue.c_str(),
-                                                    OnMessage, made.get());
-  if (status != NATS_OK) {
-    error = subject + ": " + StatusText(status);
-    return -1;
-  }
-  natsSubscription_SetOnCompleteCB(*place, OnComplete, this);
-  natsSubscription_SetPendingLimits(*place, kMaxWaiting, kMaxWaitingBytes);
   const MutexLock lock(m_mutex);
-  m_subscriptions.push_back(std::move(made));
+  m_subscriptions.push_back(
+      std::make_unique<Subscription>(Subscription{*this, subject, queue, std::move(handler)}));
+  if (!Start(*m_subscriptions.back(), error)) return -1;
   return static_cast<int>(m_subscriptions.size()) - 1;
 }
 
+bool NatsConnection::Start(Subscription& made, std::string& error) {
+  natsSubscription** place = &made.subscription;
+  natsStatus status =
+      made.queue.empty()
+          ? natsConnection_Subscribe(place, m_connection, made.subject.c_str(), OnMessage, &made)
+          : natsConnection_QueueSubscribe(place, m_connection, made.subject.c_str(), made.queue.c_str(),
+                                          OnMessage, &made);
+  if (status == NATS_OK) status = natsSubscription_SetOnCompleteCB(*place, OnComplete, this);
+  if (status != NATS_OK) {
+    error = made.subject + ": " + StatusText(status);
+    return false;
+  }
+  ++m_running;
+  natsSubscription_SetPendingLimits(*place, kMaxWaiting, kMaxWaitingBytes);
+  return true;
+}
+
 bool NatsConnection::RoundTrip(milliseconds limit) {
-  return natsConnection_FlushTimeout(m_connection, std::max<long>(1, limit.count())) == NATS_OK;
+  return natsConnection_FlushTimeout(Own(), std::max<long>(1, limit.count())) == NATS_OK;
 }
 
 std::string NatsConnection::Refusal() const {
   const char* text = nullptr;
-  if (natsConnection_GetLastError(m_connection, &text) == NATS_OK || text == nullptr) return {};
+  if (natsConnection_GetLastError(Own(), &text) == NATS_OK || text == nullptr) return {};
   return EscapeControls(text);
 }
 
+natsConnection* NatsConnection::Own() const {
+  const MutexLock lock(m_mutex);
+  return m_connection;
+}
+
 void NatsConnection::Close(milliseconds limit) {
-  if (m_connection != nullptr && !std::exchange(m_closing, true)) {
-    if (limit.count() > 0 && IsUp()) RoundTrip(limit);
-    for (natsSubscription* each : Subscriptions()) natsSubscription_Unsubscribe(each);
-    natsConnection_Close(m_connection);
+  {
     const MutexLock lock(m_mutex);
-    while (m_completed < m_subscriptions.size() || !m_closed) m_ended.Wait(m_mutex);
+    m_closing = true;
+    m_ended.NotifyAll();
   }
+  if (m_keeper.joinable()) m_keeper.join();
+  if (limit.count() > 0 && IsUp()) RoundTrip(limit);
+  Drop();
   m_loop.Stop();
 }
 
-std::vector<natsSubscription*> NatsConnection::Subscriptions() const {
-  std::vector<natsSubscription*> all;
-  const MutexLock lock(m_mutex);
-  for (const auto& each : m_subscriptions) all.push_back(each->subscription);
-  return all;
+void NatsConnection::Drop() {
+  natsConnection* const connection = Own();
+  if (connection == nullptr) return;
+  std::vector<natsSubscription*> subscriptions;
+  {
+    const MutexLock lock(m_mutex);
+    for (const auto& each : m_subscriptions)
+      if (each->subscription != nullptr) subscriptions.push_back(each->subscription);
+  }
+  for (natsSubscription* each : subscriptions) natsSubscription_Unsubscribe(each);
+  natsConnection_Close(connection);
+  {
+    const MutexLock lock(m_mutex);
+    while (m_running > 0 || !m_closed) m_ended.Wait(m_mutex);
+    m_connection = nullptr;
+    for (const auto& each : m_subscriptions) {
+      each->subscription = nullptr;
+      each->FreeSpent();
+    }
+  }
+  SetUp(false);
+  m_loop.Release();
+  for (natsSubscription* each : subscriptions) natsSubscription_Destroy(each);
+  natsConnection_Destroy(connection);
+}
+
+// --- a connection that was ended for good ---
+
+bool NatsConnection::KeepUp(std::string& error) {
+  const SignalsBlocked blocked;
+  try {
+    m_keeper = std::thread([this] { RunKeeper(); });
+  } catch (const std::system_error& failure) {
+    error = failure.what();
+    return false;
+  }
+  return true;
+}
+
+void NatsConnection::RunKeeper() {
+  std::uint64_t refusals = 0;
+  for (std::string reason;;) {
+    {
+      const MutexLock lock(m_mutex);
+      while (!m_closed && !m_closing) m_ended.Wait(m_mutex);
+      if (m_closing) return;
+    }
+    if (Own() != nullptr) reason = Refusal();
+    Drop();
+    if (std::has_single_bit(++refusals))
+      LogProcess::Error("bus on NATS: the engine refuses the connection: " + reason + ", attempt number " +
+                        std::to_string(refusals));
+    {
+      const MutexLock lock(m_mutex);
+      if (!AwaitNextAttempt()) return;
+    }
+    if (Revive(reason)) refusals = 0;
+  }
+}
+
+bool NatsConnection::AwaitNextAttempt() {
+  std::uniform_int_distribution<std::int64_t> jitter(0, m_settings.reconnect.count());
+  std::random_device random;
+  const auto until = steady_clock::now() + m_settings.reconnect + milliseconds(jitter(random));
+  while (!m_closing && steady_clock::now() < until) m_ended.WaitUntil(m_mutex, until);
+  return !m_closing;
+}
+
+bool NatsConnection::Revive(std::string& error) {
+  if (!Dial(error)) return false;
+  {
+    const MutexLock lock(m_mutex);
+    for (const auto& each : m_subscriptions)
+      if (!Start(*each, error)) return false;  // it was closed meanwhile
+  }
+  SetUp(true);
+  return true;
 }
 
 void NatsConnection::Publish(const char* subject, const char* reply, const void* data, std::size_t size) {
   if (!IsUp()) return;
   const NatsLoop::Direct direct(m_loop);
   const int bytes = static_cast<int>(size);
+  const MutexLock lock(m_mutex);
+  if (m_connection == nullptr) return;
   if (reply != nullptr && *reply != '\0')
     natsConnection_PublishRequest(m_connection, subject, reply, data, bytes);
   else
     natsConnection_Publish(m_connection, subject, data, bytes);
 }
 
-std::size_t NatsConnection::MaxBytes() const {
-  return static_cast<std::size_t>(std::max<std::int64_t>(0, natsConnection_GetMaxPayload(m_connection)));
-}
-
 std::size_t NatsConnection::Waiting(int subscription) const {
   int messages = 0;
-  natsSubscription_GetPending(Subscriptions()[static_cast<std::size_t>(subscription)], &messages, nullptr);
+  const MutexLock lock(m_mutex);
+  natsSubscription* const counted = m_subscriptions[static_cast<std::size_t>(subscription)]->subscription;
+  if (counted != nullptr) natsSubscription_GetPending(counted, &messages, nullptr);
   return static_cast<std::size_t>(std::max(0, messages));
 }
 
@@ -368,14 +498,15 @@ void NatsConnection::OnMessage(natsConnection*, natsSubscription*, natsMsg* msg,
   message.reply = reply != nullptr ? reply : "";
   message.data = {natsMsg_GetData(msg), static_cast<std::size_t>(natsMsg_GetDataLength(msg))};
   message.noResponders = natsMsg_IsNoResponders(msg);
-  static_cast<Subscription*>(closure)->handler(message);
-  natsMsg_Destroy(msg);
+  auto* subscription = static_cast<Subscription*>(closure);
+  subscription->handler(message);
+  subscription->Spend(msg);
 }
 
 void NatsConnection::OnComplete(void* closure) {
   auto* self = static_cast<NatsConnection*>(closure);
   const MutexLock lock(self->m_mutex);
-  ++self->m_completed;
+  --self->m_running;
   self->m_ended.NotifyAll();
 }
 

@@ -59,9 +59,11 @@ class NatsLoop {
   // The next tick comes within `delay`. Repeated calls cost nothing until it came.
   void TickSoon(std::chrono::milliseconds delay);
 
-  // What the engine's library asks for. `connection` lives until Stop has returned.
+  // What the engine's library asks for. `connection` lives until Release has returned.
   void Attach(__natsConnection* connection, int socket);
   void Want(short event, bool wanted);
+  // No thread uses the connection any more once it has returned. Not on the loop's thread.
+  void Release();
 
  private:
   using Time = std::chrono::steady_clock::time_point;
@@ -70,6 +72,7 @@ class NatsLoop {
   void Poll(Time due);
   void Wake() const;
   bool WantsToWrite();
+  bool IsAttached(const __natsConnection* connection);
   void Write();
 
   const Tick m_tick;
@@ -79,7 +82,8 @@ class NatsLoop {
   std::atomic<int> m_soonMilliseconds{0};
   bool m_writesDirectly = false;
   std::atomic<std::chrono::steady_clock::duration> m_lastDirect{};
-  Mutex m_writing;  // taken before the library's own locks
+  Mutex m_reading;  // each taken before the next: this, m_writing, the library's own locks, m_mutex
+  Mutex m_writing;
   Mutex m_mutex;
   __natsConnection* m_connection VELA_GUARDED_BY(m_mutex) = nullptr;
   int m_socket VELA_GUARDED_BY(m_mutex) = -1;
@@ -87,12 +91,13 @@ class NatsLoop {
   std::thread m_thread;
 };
 
-// Thread-safe, except that Connect, Subscribe and Close belong to one thread.
+// Thread-safe, except that Connect, Subscribe, RoundTrip, Refusal, KeepUp and Close belong to one thread, and
+// that only Close follows KeepUp.
 class NatsConnection {
  public:
   // Each subscription calls its own on a thread of its own.
   using Handler = std::function<void(const NatsMessage&)>;
-  // On a thread of the engine's library: the connection was lost or is there again.
+  // On any thread: the connection was lost or is there again.
   using Changed = std::function<void(bool up)>;
 
   NatsConnection(NatsLoop::Tick tick, Changed changed);
@@ -109,14 +114,18 @@ class NatsConnection {
   bool RoundTrip(std::chrono::milliseconds limit);
   // What the engine refused last, or nothing.
   std::string Refusal() const;
-  // No handler runs after it has returned, and what is published is dropped.
+  // From now on a connection that was ended for good (the engine's library gives up on an engine that refuses
+  // it repeatedly) is made again, subscriptions included, in the rhythm of the other attempts, for as long as
+  // it takes. False with the reason.
+  bool KeepUp(std::string& error);
+  // No handler runs after it has returned, and what is published is dropped. Waits for an attempt to connect.
   void Close(std::chrono::milliseconds limit);
 
   // Nothing happens while the connection is lost. Null or empty `reply`: none.
   void Publish(const char* subject, const char* reply, const void* data, std::size_t size);
   bool IsUp() const { return m_up.load(std::memory_order_acquire); }
   // Of one message; 0 before the first connection.
-  std::size_t MaxBytes() const;
+  std::size_t MaxBytes() const { return m_maxBytes.load(std::memory_order_relaxed); }
   // Messages that wait for their handler.
   std::size_t Waiting(int subscription) const;
   void TickSoon(std::chrono::milliseconds delay) { m_loop.TickSoon(delay); }
@@ -127,20 +136,36 @@ class NatsConnection {
   static void OnMessage(__natsConnection*, __natsSubscription*, __natsMsg* msg, void* closure);
   static void OnComplete(void* closure);
   static void OnClosed(__natsConnection*, void* closure);
+  // A new connection, without subscriptions.
+  bool Dial(std::string& error);
+  bool Start(Subscription& subscription, std::string& error) VELA_REQUIRES(m_mutex);
+  // Dial, and all subscriptions.
+  bool Revive(std::string& error);
+  // Ends the connection and its subscriptions.
+  void Drop();
+  void RunKeeper();
+  // False when it is to end.
+  bool AwaitNextAttempt() VELA_REQUIRES(m_mutex);
   void SetUp(bool up);
-  std::vector<__natsSubscription*> Subscriptions() const;
+  // Lives as long as its caller is who ends it.
+  __natsConnection* Own() const;
 
   NatsLoop m_loop;
   const Changed m_changed;
+  NatsSettings m_settings;
+  std::string m_name;
   std::atomic<bool> m_up{false};
   std::atomic<std::uint64_t> m_errors{0};
-  __natsConnection* m_connection = nullptr;
-  bool m_closing = false;
-  mutable Mutex m_mutex;
-  std::vector<std::unique_ptr<Subscription>> m_subscriptions VELA_GUARDED_BY(m_mutex);
+  std::atomic<std::size_t> m_maxBytes{0};
+  mutable Mutex m_mutex;  // taken before the library's own locks
   CondVar m_ended;
-  std::size_t m_completed VELA_GUARDED_BY(m_mutex) = 0;
-  bool m_closed VELA_GUARDED_BY(m_mutex) = false;
+  // Null between two connections.
+  __natsConnection* m_connection VELA_GUARDED_BY(m_mutex) = nullptr;
+  std::vector<std::unique_ptr<Subscription>> m_subscriptions VELA_GUARDED_BY(m_mutex);
+  std::size_t m_running VELA_GUARDED_BY(m_mutex) = 0;  // subscriptions whose thread has not ended
+  bool m_closed VELA_GUARDED_BY(m_mutex) = false;      // said the library of the connection
+  bool m_closing VELA_GUARDED_BY(m_mutex) = false;
+  std::thread m_keeper;
 };
 
 }  // namespace vela

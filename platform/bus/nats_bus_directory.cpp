@@ -280,7 +280,8 @@ bool NatsSession::WatchMember(Member& member, Time now) {
   const auto silence = now - member.lastSeen;
   if (silence > 2 * m_settings.heartbeat) MarkLost(member, now);
   if (member.lostSince) {
-    if (silence >= m_settings.expiry) return false;
+    // Not at once: if this process itself stood still, the others were not silent.
+    if (silence >= m_settings.expiry && now - *member.lostSince >= m_settings.heartbeat) return false;
     if (member.refused && now - *member.lostSince >= m_settings.grace) return false;
     const auto interval = std::clamp<milliseconds>(m_settings.grace / 8, milliseconds(10), milliseconds(500));
     if (now - member.lastProbe >= interval) {

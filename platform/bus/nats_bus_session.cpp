@@ -71,7 +71,7 @@ BusResult NatsSession::Join(Bus::Receiver receiver, std::string& error) {
   // From now on the next ones may ask this one; the engine must know before Open returns.
   const int asked = m_connection->Subscribe(
       m_subjects.Directory(), "members", [this](const NatsMessage& m) { OnDirectoryQuestion(m); }, error);
-  if (asked < 0 || !IsSubscribed(error)) return BusResult::failed;
+  if (asked < 0 || !IsSubscribed(error) || !m_connection->KeepUp(error)) return BusResult::failed;
   const MutexLock lock(m_mutex);
   if (m_state == State::withdrawn) return BusResult::taken;
   m_state = State::joined;

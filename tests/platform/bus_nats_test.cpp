@@ -285,6 +285,38 @@ TEST(BusNatsThreaded, ShippedPermissionsKeepSendersHonest) {
   EXPECT_NE(said.find("Permissions Violation"), std::string::npos) << said;
 }
 
+TEST(BusNatsThreaded, RefusedReconnectionsAreRepeated) {
+  const auto users = [](const char* password) {
+    return std::string("authorization { user: me, password: ") + password + " }\n";
+  };
+  auto engine = std::make_unique<Engine>(users("password1"));
+  const int port = engine->port;
+  WriteBusConfig(port, "NatsUser = me\n" + WritePassword("password1"));
+  BusMember server(vela::MakeNatsBus({}), kServer);
+  BusMember client(vela::MakeNatsBus({}), kClient);
+  ASSERT_EQ(BusResult::ok, client.result);
+  testkit::LogCapture log;
+  const auto said = [&log](const std::string& text) {
+    const auto records = log.Records();
+    return std::ranges::count_if(
+        records, [&](const auto& record) { return record.text.find(text) != std::string::npos; });
+  };
+  engine.reset();
+  engine = std::make_unique<Engine>(users("password2"), port);
+  AwaitThat([&] { return said("attempt number 8") == 2; });
+  EXPECT_EQ(2, said("the engine refuses the connection: Authorization Violation, attempt number 1"));
+  EXPECT_EQ(0, said("attempt number 7")) << "with doubling distance";
+  EXPECT_EQ(0, said("password1"));
+  EXPECT_FALSE(client->Stats().connected);
+  EXPECT_EQ(1u, client->Stats().disconnects) << "lost once";
+  EXPECT_EQ(BusResult::ok, client->Send(*MakeFrame(kClient, kServer, 1)));
+  engine.reset();
+  engine = std::make_unique<Engine>(users("password1"), port);
+  ASSERT_TRUE(server.AwaitSn(1));
+  AwaitThat([&] { return client->Stats().heldFrames == 0; });
+  EXPECT_TRUE(client->Stats().connected);
+}
+
 bool Shell(const std::string& command) {
   return std::system(("cd " + files::Root() + " && { " + command + "; } >openssl.log 2>&1").c_str()) == 0;
 }
