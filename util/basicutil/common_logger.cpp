@@ -226,6 +226,7 @@ void TEDebugLogger::PrintException(const char* text) {
 }
 
 void TEDebugLogger::PrintF(unsigned int level, const char* format, ...) {
+  __builtin_prefetch(&m_switches);  // comes while the text is formatted, when another core has changed it
   std::va_list args;
   va_start(args, format);
   const FormattedText text(format, args);
