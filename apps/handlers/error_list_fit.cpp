@@ -6,7 +6,9 @@
 #include "apps/common/texts.h"
 #include "asn1/error.h"
 #include "platform/asncmd/asn_checker.h"
+#include "platform/asncmd/asn_helper.h"
 #include "platform/asncmd/asn_runtime.h"
+#include "util/basicutil/tecommonerror.h"
 
 namespace velad {
 
@@ -32,6 +34,18 @@ std::size_t FitErrors(SNACC::AsnErrInfoList& errors, std::size_t maxBytes) {
   const std::string text = apps::ErrorText(NE_OPER_ERR_OMITTED, {std::to_string(omitted)});
   note.errorText = new AsnOcts(text.data(), text.size());
   return omitted;
+}
+
+bool FillReport(NSTE_util::TEOperErrorLogIF& errors, std::size_t maxBytes, SNACC::AsnOcts& report) {
+  AsnErrReport filled;
+  if (!errors.GetErrList(&filled)) return false;
+  if (filled.errors != nullptr) FitErrors(*filled.errors, maxBytes);
+  unsigned char* bytes = nullptr;
+  std::size_t size = 0;
+  if (CAsnHelper::Encode(filled, bytes, size) != 0) return false;
+  report.Set(reinterpret_cast<const char*>(bytes), size);
+  CAsnHelper::ReleaseAsnBuf(bytes);
+  return true;
 }
 
 }  // namespace velad

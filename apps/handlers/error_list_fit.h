@@ -3,6 +3,11 @@
 
 namespace SNACC {
 class AsnErrInfoList;
+class AsnOcts;
+}  // namespace SNACC
+
+namespace NSTE_util {
+class TEOperErrorLogIF;
 }
 
 namespace velad {
@@ -11,5 +16,9 @@ namespace velad {
 // `maxBytes` of it for the list) hold; an error at the end of the list then counts what is missing. Returns
 // that number.
 std::size_t FitErrors(SNACC::AsnErrInfoList& errors, std::size_t maxBytes);
+
+// The errors and the code of this thread's frame, fitted in that way, as an encoded AsnErrReport. False when
+// the frame gives none.
+bool FillReport(NSTE_util::TEOperErrorLogIF& errors, std::size_t maxBytes, SNACC::AsnOcts& report);
 
 }  // namespace velad

@@ -1,7 +1,6 @@
 #include "apps/handlers/mission_messages.h"
 
-#include <cstdio>
-
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "asn1/progress.h"
 #include "platform/bus/bus.h"
@@ -12,6 +11,8 @@
 
 namespace velad {
 namespace {
+
+using apps::HexCode;
 
 constexpr std::uint32_t kAbortCommand = 0x208001;
 constexpr int kAbortAll = 255;
@@ -44,12 +45,6 @@ void AbortSubMission(CProcID process, std::uint32_t id) {
 std::string WhyNotSent(std::uint32_t code, CProcID process) {
   if (code == VELA_ERR_NO_RECEIVER) return apps::Text("SPREAD_PART_ENDED", {VelaAddressText(process)});
   return apps::Text("SPREAD_PART_REFUSED", {VelaAddressText(process), HexCode(code)});
-}
-
-std::string HexCode(std::uint32_t code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return text;
 }
 
 }  // namespace velad

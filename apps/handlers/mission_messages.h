@@ -23,7 +23,4 @@ void AbortSubMission(CProcID process, std::uint32_t id);
 // Why a process did not get a message, from the platform's code.
 std::string WhyNotSent(std::uint32_t code, CProcID process);
 
-// "0x42012001"
-std::string HexCode(std::uint32_t code);
-
 }  // namespace velad

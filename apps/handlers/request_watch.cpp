@@ -16,6 +16,22 @@ constexpr std::chrono::microseconds kLongestNap{10000};  // between two looks at
 
 }  // namespace
 
+std::uint32_t CodeOf(RequestEnd end, const EndCodes& codes) {
+  switch (end) {
+    case RequestEnd::none:
+      return 0;
+    case RequestEnd::canceled:
+      break;
+    case RequestEnd::stopping:
+      return codes.stopping;
+    case RequestEnd::timeOut:
+      return codes.timeOut;
+    case RequestEnd::clientGone:
+      return codes.clientGone;
+  }
+  return codes.canceled;
+}
+
 RequestEnd RequestWatch::Ended() {
   if (m_context.IsCanceled()) return VelaIsExit() ? RequestEnd::stopping : RequestEnd::canceled;
   if (m_context.IsTimeOut()) return RequestEnd::timeOut;

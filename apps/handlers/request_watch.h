@@ -10,6 +10,15 @@ namespace velad {
 
 enum class RequestEnd { none, canceled, stopping, timeOut, clientGone };
 
+// The codes that a kind of request has for its early ends.
+struct EndCodes {
+  std::uint32_t canceled;
+  std::uint32_t stopping;
+  std::uint32_t timeOut;
+  std::uint32_t clientGone;
+};
+std::uint32_t CodeOf(RequestEnd end, const EndCodes& codes);  // 0: none
+
 // Tells the handler of a long request whether to go on. For the thread of the request.
 class RequestWatch {
  public:

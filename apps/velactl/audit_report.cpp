@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "apps/asn1/audit_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
@@ -12,6 +13,8 @@
 
 namespace velactl {
 namespace {
+
+using apps::Number;
 
 struct Line {
   std::string_view fault;
@@ -36,10 +39,6 @@ std::vector<Line> Lines(const AsnAuditRsp& response, const std::vector<apps::Inv
                      finding.text.data()});
   }
   return lines;
-}
-
-std::int64_t Number(const AsnInt& value) {
-  return static_cast<AsnIntType>(value);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "platform/os/vela_os.h"
 
@@ -24,9 +25,7 @@ std::string AddressText(CProcID process) {
 std::string WhyFailed(std::uint32_t code, CProcID server) {
   const std::string known = apps::ErrorText(code, {AddressText(server)});
   if (!known.empty()) return known;
-  char number[16];
-  std::snprintf(number, sizeof number, "0x%08X", static_cast<unsigned>(code));
-  return apps::Text("SERVER_FAILED", {AddressText(server), number});
+  return apps::Text("SERVER_FAILED", {AddressText(server), apps::HexCode(code)});
 }
 
 }  // namespace velactl

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
-#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/ne_oper_report.h"
@@ -23,6 +23,13 @@
 namespace velactl {
 namespace {
 
+using apps::Bytes;
+using apps::HexCode;
+using apps::Number;
+using apps::NumberText;
+using apps::Process;
+using apps::Unsigned;
+
 struct ErrorLine {
   std::uint32_t ne = 0;  // 0: of none
   std::uint32_t code = 0;
@@ -30,17 +37,13 @@ struct ErrorLine {
   std::string text;
 };
 
-std::string OptionalBytes(const AsnOcts* octs) {
-  return octs != nullptr ? Bytes(*octs) : std::string();
-}
-
 ErrorLine Line(const AsnErrInfo& error) {
   ErrorLine line;
   line.code = Unsigned(error.errorCode);
-  line.position = OptionalBytes(error.position);
-  line.text = OptionalBytes(error.errorText);
+  line.position = Bytes(error.position);
+  line.text = Bytes(error.errorText);
   if (line.text.empty()) line.text = apps::ErrorText(line.code);
-  if (line.text.empty()) line.text = CodeText(line.code);
+  if (line.text.empty()) line.text = HexCode(line.code);
   if (error.objects != nullptr && error.objects->size() != 0)
     line.ne = Unsigned(error.objects->front().first);
   return line;
@@ -101,7 +104,7 @@ void AddRows(Table& table, const AsnNEResult& result, const std::vector<std::str
   const std::uint32_t code = Unsigned(result.errorCode);
   std::string first = errors.empty() ? std::string() : errors.front();
   if (errors.empty() && code != 0) first = apps::ErrorText(code);
-  if (first.empty() && code != 0) first = CodeText(code);
+  if (first.empty() && code != 0) first = HexCode(code);
   table.Add({NEText(Unsigned(result.ne)), code == 0 ? apps::Text("NES_DONE") : apps::Text("NES_FAILED"),
              Bytes(result.version), NumberText(result.boards), NumberText(result.ports),
              NumberText(result.alarms), Seconds(Number(result.millis)), first});
@@ -128,7 +131,7 @@ std::string PartLines(const AsnNEMissionRsp& response) {
     if (code == 0) continue;
     const std::string reason = Bytes(part.reason);
     text += apps::Text("NES_PART_FAILED", {PartAddress(part), NumberText(part.done), NumberText(part.nes),
-                                           reason.empty() ? CodeText(code) : reason}) +
+                                           reason.empty() ? HexCode(code) : reason}) +
             '\n';
   }
   return text;
@@ -220,8 +223,8 @@ std::string WhyNotDone(const AsnNEMissionRsp& response) {
   const std::uint32_t code = Unsigned(response.errorCode);
   std::string reason = Bytes(response.reason);
   if (reason.empty()) reason = apps::ErrorText(code);
-  if (reason.empty()) reason = CodeText(code);
-  return IsRefusal(code) ? apps::Text("NES_REFUSED", {CodeText(code), reason}) : reason;
+  if (reason.empty()) reason = HexCode(code);
+  return IsRefusal(code) ? apps::Text("NES_REFUSED", {HexCode(code), reason}) : reason;
 }
 
 }  // namespace velactl

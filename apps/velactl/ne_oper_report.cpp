@@ -1,10 +1,10 @@
 #include "apps/velactl/ne_oper_report.h"
 
-#include <cstdio>
 #include <set>
 #include <vector>
 
 #include "apps/asn1/ne_oper_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
@@ -17,13 +17,9 @@
 namespace velactl {
 namespace {
 
-std::uint32_t Unsigned(const AsnInt& value) {
-  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
-}
-
-std::string Bytes(const AsnOcts* octs) {
-  return octs != nullptr ? std::string(octs->c_ustr(), octs->c_ustr() + octs->Len()) : std::string();
-}
+using apps::Bytes;
+using apps::HexCode;
+using apps::Unsigned;
 
 std::string TextOf(const AsnErrInfo& error) {
   std::string text = Bytes(error.errorText);
@@ -71,19 +67,13 @@ std::string ObjectsJson(const AsnErrInfo& error) {
 
 }  // namespace
 
-std::string CodeText(std::uint32_t code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(code));
-  return text;
-}
-
 std::string NEOperTable(const AsnErrRsp& response, std::size_t nes) {
   const std::vector<const AsnErrInfo*> rows = Rows(response);
   Table table({apps::Text("OPER_HEAD_CODE"), apps::Text("OPER_HEAD_POSITION"), apps::Text("OPER_HEAD_TEXT")});
   for (const AsnErrInfo* error : rows) {
     const std::uint32_t code = Unsigned(error->errorCode);
     table.Add(
-        {code == NSTE_util::ERROR_BY_TEXT ? "-" : CodeText(code), Bytes(error->position), TextOf(*error)});
+        {code == NSTE_util::ERROR_BY_TEXT ? "-" : HexCode(code), Bytes(error->position), TextOf(*error)});
   }
   return (rows.empty() ? "" : table.Text() + '\n') +
          apps::Text("OPER_SUMMARY",
@@ -137,13 +127,13 @@ std::string WhyNotDone(const AsnErrRsp& response) {
     case NEOperOutcome::done:
       return {};
     case NEOperOutcome::incomplete:
-      return text.empty() ? CodeText(code) : text;
+      return text.empty() ? HexCode(code) : text;
     case NEOperOutcome::refused:
       break;
   }
   const std::string where = reason != nullptr ? Bytes(reason->position) : std::string();
-  return where.empty() ? apps::Text("OPER_REFUSED", {CodeText(code), text})
-                       : apps::Text("OPER_REFUSED_AT", {CodeText(code), where, text});
+  return where.empty() ? apps::Text("OPER_REFUSED", {HexCode(code), text})
+                       : apps::Text("OPER_REFUSED_AT", {HexCode(code), where, text});
 }
 
 }  // namespace velactl

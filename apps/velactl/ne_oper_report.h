@@ -19,9 +19,6 @@ std::string NEOperTable(const SNACC::AsnErrRsp& response, std::size_t nes);
 // One object; each error on a line of its own, with its objects as [NE, slot, port].
 std::string NEOperJson(const SNACC::AsnErrRsp& response, std::string_view verb, std::size_t nes);
 
-// 0x42010211
-std::string CodeText(std::uint32_t code);
-
 enum class NEOperOutcome { done, incomplete, refused };
 NEOperOutcome Outcome(const SNACC::AsnErrRsp& response);
 

@@ -6,18 +6,21 @@
 #include <cstdlib>
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
-#include "apps/velactl/asn_values.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
-#include "apps/velactl/ne_oper_report.h"
 #include "apps/velactl/process_query.h"
 #include "apps/velactl/table.h"
 #include "asn1/nms.h"
 
 namespace velactl {
 namespace {
+
+using apps::Bytes;
+using apps::HexCode;
+using apps::Unsigned;
 
 constexpr int kReloadSeconds = 30;
 
@@ -64,7 +67,7 @@ std::uint32_t CodeOf(const ProcessAnswer<AsnReloadRsp>& answer) {
 std::string ReasonOf(const ProcessAnswer<AsnReloadRsp>& answer) {
   if (answer.code != 0) return WhyFailed(answer.code, answer.process);
   const std::string reason = Bytes(answer.message->reason);
-  return reason.empty() && CodeOf(answer) != 0 ? CodeText(CodeOf(answer)) : reason;
+  return reason.empty() && CodeOf(answer) != 0 ? HexCode(CodeOf(answer)) : reason;
 }
 
 std::string ReloadTable(const Answers& answers) {

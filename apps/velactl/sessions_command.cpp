@@ -6,11 +6,10 @@
 #include <cstdlib>
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
-#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
-#include "apps/velactl/ne_oper_report.h"
 #include "apps/velactl/process_query.h"
 #include "apps/velactl/table.h"
 #include "apps/velactl/topology_report.h"
@@ -18,6 +17,12 @@
 
 namespace velactl {
 namespace {
+
+using apps::HexCode;
+using apps::Number;
+using apps::NumberText;
+using apps::Process;
+using apps::Unsigned;
 
 constexpr ServerChoice kSessionService{.process = 52, .handle = 0};
 
@@ -38,7 +43,7 @@ std::string OperationName(const AsnInt& operation) {
     case NE_RESET_COMMAND:
       return "reset";
     default:
-      return CodeText(Unsigned(operation));
+      return HexCode(Unsigned(operation));
   }
 }
 
@@ -46,7 +51,7 @@ std::string StateText(const AsnSessionOper& operation) {
   if (Number(operation.ended) == 0) return apps::Text("SESSIONS_RUNNING");
   const std::uint32_t code = Unsigned(operation.errorCode);
   if (code == 0) return apps::Text("NES_DONE");
-  return apps::Text("SESSIONS_FAILED", {CodeText(code)});
+  return apps::Text("SESSIONS_FAILED", {HexCode(code)});
 }
 
 std::string Client(const AsnSessionOper& operation) {

@@ -1,8 +1,8 @@
 #include "apps/velactl/spread_report.h"
 
 #include <cstdint>
-#include <cstdio>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/audit_report.h"
 #include "apps/velactl/failure.h"
@@ -14,23 +14,15 @@
 namespace velactl {
 namespace {
 
-std::int64_t Number(const AsnInt& value) {
-  return static_cast<AsnIntType>(value);
-}
-
-std::string NumberText(const AsnInt& value) {
-  return std::to_string(Number(value));
-}
+using apps::HexCode;
+using apps::Number;
+using apps::NumberText;
+using apps::Process;
+using apps::SetText;
+using apps::Unsigned;
 
 std::string Address(const AsnInt& process, const AsnInt& handle) {
-  return AddressText(
-      {static_cast<std::uint16_t>(Number(process)), static_cast<std::uint16_t>(Number(handle))});
-}
-
-std::string Hex(const AsnInt& code) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", static_cast<unsigned>(Number(code)));
-  return text;
+  return AddressText(Process(process, handle));
 }
 
 void FillAudit(const AsnSpreadEnd& end, const std::vector<apps::InventoryRow>& rows, AsnAuditRsp& audit) {
@@ -45,7 +37,7 @@ void FillAudit(const AsnSpreadEnd& end, const std::vector<apps::InventoryRow>& r
     one.otherRecord = finding.otherRecord;
     one.text = finding.text;
     const auto record = static_cast<std::size_t>(Number(finding.record));
-    if (record < rows.size()) one.neName.Set(rows[record].name.data(), rows[record].name.size());
+    if (record < rows.size()) SetText(one.neName, rows[record].name);
   }
 }
 
@@ -67,7 +59,7 @@ std::string Parts(const AsnMission& mission) {
     if (!text.empty()) text += ", ";
     text += Address(part.process, part.handle) + ' ' + NumberText(part.percent) + '%';
     if (Number(part.errorCode) != 0)
-      text += ' ' + Hex(part.errorCode);
+      text += ' ' + HexCode(Unsigned(part.errorCode));
     else if (Number(part.stopped) != 0)
       text += ' ' + apps::Text("MISSIONS_STOPPED");
   }
@@ -105,9 +97,9 @@ std::string MissionTable(const AsnMissionListRsp& list) {
                apps::Text("MISSIONS_HEAD_CLIENT"), apps::Text("MISSIONS_HEAD_DONE"),
                apps::Text("MISSIONS_HEAD_AGE"), apps::Text("MISSIONS_HEAD_PARTS")});
   for (const AsnMission& mission : list.missions)
-    table.Add({Hex(mission.missionID), mission.owner.data(), Address(mission.client, mission.clientHandle),
-               NumberText(mission.percent) + '%', apps::Text("MISSIONS_AGE", {NumberText(mission.age)}),
-               Parts(mission)});
+    table.Add({HexCode(Unsigned(mission.missionID)), mission.owner.data(),
+               Address(mission.client, mission.clientHandle), NumberText(mission.percent) + '%',
+               apps::Text("MISSIONS_AGE", {NumberText(mission.age)}), Parts(mission)});
   return table.Text();
 }
 

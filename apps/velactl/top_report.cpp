@@ -4,11 +4,10 @@
 #include <string_view>
 #include <utility>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
-#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
-#include "apps/velactl/ne_oper_report.h"
 #include "apps/velactl/table.h"
 #include "apps/velactl/topology_report.h"
 #include "apps/velactl/utf8.h"
@@ -16,6 +15,12 @@
 
 namespace velactl {
 namespace {
+
+using apps::Bytes;
+using apps::HexCode;
+using apps::Number;
+using apps::NumberText;
+using apps::Process;
 
 using Answer = ProcessAnswer<AsnStatusRsp>;
 
@@ -30,7 +35,7 @@ std::string StateText(const Answer& answer) {
     case VELA_ERR_NO_HANDLER:
       return apps::Text("TOP_NO_HANDLER");
     default:
-      return CodeText(answer.code);
+      return HexCode(answer.code);
   }
 }
 

@@ -2,10 +2,9 @@
 
 #include <ctime>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
-#include "apps/velactl/asn_values.h"
 #include "apps/velactl/json.h"
-#include "apps/velactl/ne_oper_report.h"
 #include "apps/velactl/table.h"
 #include "asn1/nms.h"
 #include "util/basicutil/stringutil.h"
@@ -13,6 +12,12 @@
 
 namespace velactl {
 namespace {
+
+using apps::Bytes;
+using apps::HexCode;
+using apps::Number;
+using apps::NumberText;
+using apps::Unsigned;
 
 std::string NEText(const AsnInt& ne) {
   return NSTE_util::TENEID2Str(Unsigned(ne));
@@ -23,7 +28,7 @@ std::string ResultText(const AsnTopoNE& ne) {
   const std::uint32_t code = Unsigned(ne.lastCode);
   if (code == 0) return apps::Text("NES_DONE");
   const std::string text = apps::ErrorText(code);
-  return text.empty() ? CodeText(code) : text;
+  return text.empty() ? HexCode(code) : text;
 }
 
 std::string OrDash(std::string text) {

@@ -5,6 +5,7 @@
 #include "apps/common/texts.h"
 #include "apps/handlers/admin/process_reload.h"
 #include "apps/handlers/admin/process_status.h"
+#include "apps/handlers/new_message.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/nms.h"
 #include "platform/log/log_process.h"
@@ -41,11 +42,6 @@ unsigned long HandleReload(VelaGnlTask* task, const AsnType* msg) {
   const std::string now = apps::Language();
   response.language.Set(now.data(), now.size());
   return NSTE_util::CfgSendRsp(task, response);
-}
-
-template <class Message>
-AsnType* New() {
-  return new Message;
 }
 
 // In the service task manager: answered while all workers are at missions, and one reload at a time.

@@ -1,9 +1,9 @@
 // Serves the audit of an inventory (apps/asn1/audit.asn1).
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <vector>
 
+#include "apps/common/asn_values.h"
 #include "apps/handlers/audit/audit_archive.h"
 #include "apps/handlers/audit/audit_run.h"
 #include "apps/handlers/audit/ne_types.h"
@@ -23,6 +23,9 @@
 
 namespace velad {
 namespace {
+
+using apps::HexCode;
+using apps::SetText;
 
 constexpr int kLongestPause = 10000000;  // microseconds
 constexpr int kMostReports = 10000;
@@ -46,10 +49,6 @@ int KeptReports() {
   int kept = 20;
   VelaGetRegInt(vela::ProcessConfigFile().c_str(), "AuditReports", kept);
   return std::clamp(kept, 0, kMostReports);
-}
-
-void SetOcts(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
 }
 
 void SetEnd(AsnAuditRsp& response, std::uint32_t code, const std::string& reason) {
@@ -76,8 +75,8 @@ void FillFindings(const std::vector<Finding>& findings, const std::vector<NEReco
     out.errorCode = static_cast<AsnIntType>(finding.fault);
     out.record = static_cast<AsnIntType>(finding.record);
     out.otherRecord = finding.other ? static_cast<AsnIntType>(*finding.other) : -1;
-    SetOcts(out.neName, name);
-    SetOcts(out.text, finding.text);
+    SetText(out.neName, name);
+    SetText(out.text, finding.text);
     ++written;
   }
   response.omitted = static_cast<AsnIntType>(findings.size() - written);
@@ -87,9 +86,8 @@ void FillFindings(const std::vector<Finding>& findings, const std::vector<NEReco
 std::string Summary(const AuditRun& run) {
   const std::string found = std::to_string(run.Findings().size()) + " faults found";
   if (run.ErrorCode() == 0) return found;
-  char code[16];
-  std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(run.ErrorCode()));
-  return "ended early after " + std::to_string(run.Checked()) + " records, code " + code + ", " + found;
+  return "ended early after " + std::to_string(run.Checked()) + " records, code " + HexCode(run.ErrorCode()) +
+         ", " + found;
 }
 
 unsigned long HandleAudit(VelaGnlTask* task, const AsnType* request) {

@@ -18,21 +18,8 @@ constexpr int kFormSpan = 5;
 constexpr int kTypeSpan = 90;
 constexpr int kCompareSpan = 5;
 
-std::uint32_t CodeOf(RequestEnd end) {
-  switch (end) {
-    case RequestEnd::none:
-      return 0;
-    case RequestEnd::canceled:
-      return AUDIT_ERR_CANCELED;
-    case RequestEnd::stopping:
-      return AUDIT_ERR_STOPPING;
-    case RequestEnd::timeOut:
-      return AUDIT_ERR_TIMEOUT;
-    case RequestEnd::clientGone:
-      return AUDIT_ERR_CLIENT_GONE;
-  }
-  return AUDIT_ERR_CANCELED;
-}
+constexpr EndCodes kEndCodes = {AUDIT_ERR_CANCELED, AUDIT_ERR_STOPPING, AUDIT_ERR_TIMEOUT,
+                                AUDIT_ERR_CLIENT_GONE};
 
 }  // namespace
 
@@ -137,7 +124,7 @@ void AuditRun::Report() {
 }
 
 bool AuditRun::Ended() {
-  m_errorCode = CodeOf(m_watch.Ended());
+  m_errorCode = CodeOf(m_watch.Ended(), kEndCodes);
   return m_errorCode != 0;
 }
 

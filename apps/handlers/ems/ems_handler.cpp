@@ -5,11 +5,13 @@
 
 #include "apps/asn1/nms_codes.h"
 #include "apps/asn1/spread_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/ems/ne_mission.h"
 #include "apps/handlers/ems/ne_mission_book.h"
 #include "apps/handlers/ems/ne_records.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/new_message.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/nms.h"
 #include "asn1/progress.h"
@@ -29,13 +31,16 @@
 namespace velad {
 namespace {
 
+using apps::HexCode;
+using apps::Unsigned;
+
 constexpr std::uint32_t kProgressReport = 0x208002;
 
 NEOrder ReadOrder(const VelaGnlTask* task, const AsnNEMissionReq& request) {
   NEOrder order;
   ReadMissionOrder(task, request, order);
   order.operation = task->GetCurReqMsg()->Header().cmdCode;
-  for (const AsnInt& ne : request.nes) order.nes.push_back(Code(ne));
+  for (const AsnInt& ne : request.nes) order.nes.push_back(Unsigned(ne));
   std::sort(order.nes.begin(), order.nes.end());
   order.nes.erase(std::unique(order.nes.begin(), order.nes.end()), order.nes.end());
   return order;
@@ -83,7 +88,7 @@ unsigned long HandleMission(VelaGnlTask* task, const AsnType* msg) {
 
 unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
   const auto& report = static_cast<const AsnProgressReportEx&>(*msg);
-  const std::uint32_t id = Code(report.missionID);
+  const std::uint32_t id = Unsigned(report.missionID);
   const CProcID source = RequestSource(task);
   if (const auto inbox = NEMissionBook::Instance().Find(source, id))
     inbox->PutProgress({source, id}, static_cast<int>(report.progress));
@@ -94,17 +99,12 @@ unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
 
 unsigned long HandlePieceEnd(VelaGnlTask* task, const AsnType* msg) {
   const auto& end = static_cast<const AsnNEPieceEnd&>(*msg);
-  const std::uint32_t id = Code(end.subMissionID);
+  const std::uint32_t id = Unsigned(end.subMissionID);
   const CProcID source = RequestSource(task);
   if (const auto inbox = NEMissionBook::Instance().Find(source, id))
     inbox->PutEnd({source, id},
-                  {Code(end.errorCode), end.reason.data(), ReadResults(end.results), end.report.data()});
+                  {Unsigned(end.errorCode), end.reason.data(), ReadResults(end.results), end.report.data()});
   return 0;
-}
-
-template <class Message>
-AsnType* New() {
-  return new Message;
 }
 
 const TETaskHandlerStru kHandlers[] = {

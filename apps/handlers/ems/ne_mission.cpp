@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/ems/ne_mission_files.h"
 #include "apps/handlers/mission_messages.h"
@@ -21,6 +22,8 @@
 
 namespace velad {
 namespace {
+
+using apps::HexCode;
 
 constexpr int kLongestWait = 86400;
 constexpr float kWholeSpan = 100.0F;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <list>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/error_list_fit.h"
 #include "asn1/error.h"
@@ -15,16 +16,16 @@
 namespace velad {
 namespace {
 
+using apps::Bytes;
+using apps::SetText;
+using apps::Unsigned;
+
 std::list<NSTE_util::TEOperObject> Objects(const AsnErrObjectList* objects) {
   std::list<NSTE_util::TEOperObject> read;
   if (objects == nullptr) return read;
   for (const AsnErrObject& object : *objects)
-    read.emplace_back(Code(object.first), Code(object.second), Code(object.third));
+    read.emplace_back(Unsigned(object.first), Unsigned(object.second), Unsigned(object.third));
   return read;
-}
-
-std::string Text(const AsnOcts* octs) {
-  return octs != nullptr ? octs->data() : std::string();
 }
 
 // The number that did not fit into half of a message.
@@ -54,18 +55,6 @@ void FillPart(CProcID process, const NEPart& part, AsnMissionPartEnd& out) {
   SetText(out.reason, part.reason);
 }
 
-bool FillReport(NSTE_util::TEOperErrorLogIF& errors, AsnOcts& out) {
-  AsnErrReport report;
-  if (!errors.GetErrList(&report)) return false;
-  if (report.errors != nullptr) FitErrors(*report.errors, vela::ConfiguredAsnLimits().maxBytes / 3);
-  unsigned char* buffer = nullptr;
-  std::size_t size = 0;
-  if (CAsnHelper::Encode(report, buffer, size) != 0) return false;
-  out.Set(reinterpret_cast<const char*>(buffer), size);
-  CAsnHelper::ReleaseAsnBuf(buffer);
-  return true;
-}
-
 }  // namespace
 
 void AddReport(NSTE_util::TEOperErrorLogIF& errors, const std::string& report) {
@@ -76,7 +65,8 @@ void AddReport(NSTE_util::TEOperErrorLogIF& errors, const std::string& report) {
     return LogProcess::Error("NE mission: a report of errors cannot be read, " + reason);
   if (decoded.errors == nullptr) return;
   for (const AsnErrInfo& error : *decoded.errors)
-    errors.AddErr(Objects(error.objects), Code(error.errorCode), Text(error.errorText), Text(error.position));
+    errors.AddErr(Objects(error.objects), Unsigned(error.errorCode), Bytes(error.errorText),
+                  Bytes(error.position));
 }
 
 void AddNEError(NSTE_util::TEOperErrorLogIF& errors, std::uint32_t ne, std::uint32_t code,
@@ -85,7 +75,7 @@ void AddNEError(NSTE_util::TEOperErrorLogIF& errors, std::uint32_t ne, std::uint
 }
 
 bool FillAnswer(NSTE_util::TEOperErrorLogIF& errors, const NEOutcome& outcome, AsnNEMissionRsp& response) {
-  if (!FillReport(errors, response.report)) return false;
+  if (!FillReport(errors, vela::ConfiguredAsnLimits().maxBytes / 3, response.report)) return false;
   const std::size_t omitted = FillResults(outcome.results, response.results);
   for (const auto& [process, part] : outcome.parts) FillPart(process, part, *response.parts.append());
   SetText(response.reason,

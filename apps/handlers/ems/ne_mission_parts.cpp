@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/mission_messages.h"
 #include "apps/handlers/ne_mission_code.h"
@@ -24,6 +25,8 @@
 
 namespace velad {
 namespace {
+
+using apps::HexCode;
 
 using NSTE_util::AsynProgressMgr;
 

@@ -1,8 +1,12 @@
 #include "apps/handlers/ems/ne_records.h"
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 
 namespace velad {
+
+using apps::SetText;
+using apps::Unsigned;
 
 bool NEOrder::IsUpload() const {
   return operation == NE_UPLOAD_COMMAND;
@@ -12,7 +16,7 @@ std::vector<NEResult> ReadResults(const AsnNEResultList& results) {
   std::vector<NEResult> read;
   read.reserve(results.size());
   for (const AsnNEResult& r : results)
-    read.push_back({Code(r.ne), Code(r.errorCode), r.version.data(), r.file.data(),
+    read.push_back({Unsigned(r.ne), Unsigned(r.errorCode), r.version.data(), r.file.data(),
                     static_cast<int>(r.boards), static_cast<int>(r.ports), static_cast<int>(r.alarms),
                     static_cast<int>(r.millis)});
   return read;
@@ -27,10 +31,6 @@ void FillResult(const NEResult& from, AsnNEResult& to) {
   to.ports = from.ports;
   to.alarms = from.alarms;
   to.millis = from.millis;
-}
-
-void SetText(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
 }
 
 }  // namespace velad

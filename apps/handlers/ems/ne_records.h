@@ -31,11 +31,5 @@ struct NEResult {
 
 std::vector<NEResult> ReadResults(const AsnNEResultList& results);
 void FillResult(const NEResult& from, AsnNEResult& to);
-void SetText(AsnOcts& octs, const std::string& text);
-
-// 32-bit codes travel signed.
-inline std::uint32_t Code(const AsnInt& value) {
-  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
-}
 
 }  // namespace velad

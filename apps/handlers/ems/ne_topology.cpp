@@ -4,6 +4,7 @@
 #include <map>
 
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "asn1/nms.h"
 #include "platform/os/clock.h"
 #include "platform/task/vela_error.h"
@@ -12,6 +13,8 @@
 
 namespace velad {
 namespace {
+
+using apps::Unsigned;
 
 constexpr unsigned char kTopologyProcess = 51;
 constexpr std::size_t kChangesEach = 500;  // well within the limits of every receiver
@@ -28,7 +31,7 @@ std::uint32_t AskTopology(VelaGnlTask* task, const std::vector<unsigned long>& n
   if (code != 0) return code;
   std::map<std::uint32_t, std::uint16_t> managers;
   for (const AsnTopoNE& ne : response.nes)
-    managers[Code(ne.ne)] = static_cast<std::uint16_t>(Code(ne.manager));
+    managers[Unsigned(ne.ne)] = static_cast<std::uint16_t>(Unsigned(ne.manager));
   topology = {};
   if (nes.empty())
     for (const auto& [ne, manager] : managers) topology.known.push_back({ne, manager});

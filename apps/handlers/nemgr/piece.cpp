@@ -6,16 +6,15 @@
 
 #include "apps/asn1/ne_oper_codes.h"
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/error_list_fit.h"
 #include "apps/handlers/mission_messages.h"
 #include "apps/handlers/mission_order.h"
 #include "apps/handlers/ne_mission_code.h"
 #include "apps/handlers/nemgr/ne_work.h"
-#include "asn1/error.h"
 #include "asn1/nms.h"
 #include "platform/asncmd/asn_checker.h"
-#include "platform/asncmd/asn_helper.h"
 #include "platform/log/log_process.h"
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
@@ -30,17 +29,13 @@
 namespace velad {
 namespace {
 
+using apps::HexCode;
+using apps::SetText;
+using apps::Unsigned;
+
 // An owner that is busy takes its messages later.
 constexpr int kMostTries = 100;
 constexpr std::chrono::milliseconds kBetweenTries{100};
-
-std::uint32_t Value(const AsnInt& value) {
-  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
-}
-
-void SetText(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
-}
 
 struct PieceEnd {
   std::uint32_t code = 0;
@@ -49,12 +44,13 @@ struct PieceEnd {
 
 const AsnPieceShare* OwnShare(const AsnNEPieceReq& request) {
   for (const AsnPieceShare& share : request.shares)
-    if (Value(share.process) == VelaGetProcId() && Value(share.handle) == VelaGetProcHandle()) return &share;
+    if (Unsigned(share.process) == VelaGetProcId() && Unsigned(share.handle) == VelaGetProcHandle())
+      return &share;
   return nullptr;
 }
 
 PieceEnd WhyNot(const AsnNEPieceReq& request, NEFaults& faults) {
-  const std::uint32_t operation = Value(request.operation);
+  const std::uint32_t operation = Unsigned(request.operation);
   if (operation != NE_UPLOAD_COMMAND && operation != NE_RESET_COMMAND)
     return {VELA_ERR_GENERAL, "operation " + std::to_string(operation) + " is neither an upload nor a reset"};
   if (request.nes.size() > NE_MISSION_MOST_NES)
@@ -78,25 +74,13 @@ void AddResult(const NEDone& done, AsnNEResultList& results) {
   result.millis = static_cast<AsnIntType>(done.time.count());
 }
 
-bool FillReport(NSTE_util::TEOperErrorLogIF& errors, AsnOcts& out) {
-  AsnErrReport report;
-  if (!errors.GetErrList(&report)) return false;
-  if (report.errors != nullptr) FitErrors(*report.errors, vela::ConfiguredAsnLimits().maxBytes / 2);
-  unsigned char* bytes = nullptr;
-  std::size_t size = 0;
-  if (CAsnHelper::Encode(report, bytes, size) != 0) return false;
-  out.Set(reinterpret_cast<const char*>(bytes), size);
-  CAsnHelper::ReleaseAsnBuf(bytes);
-  return true;
-}
-
 // The share of the mission that this process does, as the root of what its NEs and their boards report.
 PieceEnd WorkOnAll(PieceFrame& frame, long subMission, const AsnNMSNEIdList& nes, AsnNEResultList& results) {
   const NSTE_util::TEOperProgressRegister whole(subMission, &nes, 100, 0);
   NSTE_util::TEOperProgressIF::Instance()->SendProgress(&nes, 0, nullptr, true);  // it has begun
   std::size_t done = 0;
   for (const AsnInt& id : nes) {
-    NEWork work(frame, Value(id));
+    NEWork work(frame, Unsigned(id));
     if (!work.Run(&nes, ShareOf(done, nes.size()))) break;
     if (work.Done().errorCode != 0) frame.errors.SetErrCode(NE_MISSION_ERR_FAILED);
     AddResult(work.Done(), results);
@@ -107,10 +91,10 @@ PieceEnd WorkOnAll(PieceFrame& frame, long subMission, const AsnNMSNEIdList& nes
 }
 
 unsigned long SendEnd(VelaGnlTask* task, CProcID owner, const AsnNEPieceEnd& end) {
-  const std::uint32_t code = Value(end.errorCode);
+  const std::uint32_t code = Unsigned(end.errorCode);
   // The mission's watch is told why a part that did not begin, or may not go on here, has failed.
   if (code != 0 && code != NE_MISSION_ERR_CANCELED && code != NE_MISSION_ERR_TIMEOUT)
-    NSTE_util::SendSubMissionFailure(owner, Value(end.subMissionID), code, end.reason.data());
+    NSTE_util::SendSubMissionFailure(owner, Unsigned(end.subMissionID), code, end.reason.data());
   unsigned long sent = VELA_ERR_OVERLOAD;
   for (int i = 0; i < kMostTries && sent == VELA_ERR_OVERLOAD; ++i) {
     if (i != 0) std::this_thread::sleep_for(kBetweenTries);
@@ -120,7 +104,7 @@ unsigned long SendEnd(VelaGnlTask* task, CProcID owner, const AsnNEPieceEnd& end
 }
 
 void LogEnd(const std::string& what, const AsnNEPieceEnd& end) {
-  LogProcess::Info(what + ": ends with code " + HexCode(Value(end.errorCode)) + " after " +
+  LogProcess::Info(what + ": ends with code " + HexCode(Unsigned(end.errorCode)) + " after " +
                    std::to_string(end.results.size()));
 }
 
@@ -138,7 +122,7 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
     LogProcess::Error("a piece of " + VelaAddressText(owner) + " has no share of this process");
     return VELA_ERR_GENERAL;
   }
-  const std::uint32_t subMission = Value(share->subMissionID);
+  const std::uint32_t subMission = Unsigned(share->subMissionID);
   context.SetUserID(static_cast<int>(request.userID));
   context.SetMissionID(static_cast<int>(subMission), false);
   context.SetTimeOut(DeadlineIn(request.timeOut));
@@ -152,12 +136,12 @@ unsigned long ServePiece(VelaGnlTask* task, const AsnNEPieceReq& request, const 
   PieceEnd why = WhyNot(request, faults);
   RequestWatch watch(context);
   if (why.code == 0) {
-    PieceFrame frame{Value(request.operation), network, faults, *errors, watch};
+    PieceFrame frame{Unsigned(request.operation), network, faults, *errors, watch};
     why = WorkOnAll(frame, static_cast<long>(subMission), request.nes, end.results);
   }
   end.errorCode = static_cast<AsnIntType>(why.code);
   SetText(end.reason, why.reason);
-  if (!FillReport(*errors, end.report) && why.code == 0)
+  if (!FillReport(*errors, vela::ConfiguredAsnLimits().maxBytes / 2, end.report) && why.code == 0)
     end.errorCode = static_cast<AsnIntType>(VELA_ERR_GENERAL);
   LogEnd(context.GetMissionDesc(), end);
   // The next process at the owner's address may have a mission of the same number.

@@ -1,11 +1,11 @@
 #include "apps/handlers/oper/ne_oper_request.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "apps/asn1/ne_oper_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/error_list_fit.h"
 #include "apps/handlers/lock_refusal.h"
@@ -26,18 +26,18 @@
 namespace velad {
 namespace {
 
-using NSTE_util::TEOperErrorLogIF;
+using apps::HexCode;
+using apps::Number;
+using apps::Unsigned;
 
-std::int64_t Value(const AsnInt& value) {
-  return static_cast<AsnIntType>(value);
-}
+using NSTE_util::TEOperErrorLogIF;
 
 // Empty when one of them is none, or there are too many.
 std::vector<unsigned long> WantedNEs(const AsnNEOperReq& request) {
   std::vector<unsigned long> nes;
   if (request.nes.size() > NE_OPER_MOST_NES) return nes;
   for (const AsnInt& id : request.nes) {
-    const auto ne = static_cast<std::uint32_t>(Value(id));
+    const auto ne = Unsigned(id);
     if (ne == 0) return {};
     nes.push_back(ne);
   }
@@ -68,15 +68,13 @@ void Operate(NSTE_util::TETaskContext& context, TEOperErrorLogIF& errors, const 
     return;
   }
   NEOperRun run(context, errors, oper, nes, faults,
-                std::clamp<std::int64_t>(Value(request.seconds), 0, NE_OPER_MOST_SECONDS));
+                std::clamp<std::int64_t>(Number(request.seconds), 0, NE_OPER_MOST_SECONDS));
   run.Run();
 }
 
 void LogEnd(const std::string& what, const AsnErrRsp& response) {
-  char code[16];
-  std::snprintf(code, sizeof code, "0x%08X", static_cast<unsigned>(Value(response.errorCode)));
-  LogProcess::Info(what + ": ended with code " + code + ", " + std::to_string(response.errors.size()) +
-                   " errors");
+  LogProcess::Info(what + ": ended with code " + HexCode(Unsigned(response.errorCode)) + ", " +
+                   std::to_string(response.errors.size()) + " errors");
 }
 
 }  // namespace
@@ -87,8 +85,8 @@ unsigned long ServeNEOper(VelaGnlTask* task, const AsnNEOperReq& request, NEOper
   TEOperErrorLogIF* errors = TEOperErrorLogIF::Instance();
   if (errors == nullptr) return VELA_ERR_STOPPING;
   // Before the locks are taken, so that whoever is refused is told whom to ask.
-  context.SetUserID(static_cast<int>(Value(request.userID)));
-  context.SetMissionID(static_cast<int>(Value(request.missionID)), false);
+  context.SetUserID(static_cast<int>(Number(request.userID)));
+  context.SetMissionID(static_cast<int>(Number(request.missionID)), false);
   context.SetTimeOut(DeadlineIn(request.timeOut));
   const VelaCmdMSG& header = task->GetCurReqMsg()->Header();
   context.SetMissionDesc(std::string(oper == NEOper::configure ? "configuration" : "inspection") + " of " +

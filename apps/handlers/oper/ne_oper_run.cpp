@@ -13,21 +13,8 @@
 namespace velad {
 namespace {
 
-std::uint32_t CodeOf(RequestEnd end) {
-  switch (end) {
-    case RequestEnd::none:
-      return 0;
-    case RequestEnd::canceled:
-      return NE_OPER_ERR_CANCELED;
-    case RequestEnd::stopping:
-      return NE_OPER_ERR_STOPPING;
-    case RequestEnd::timeOut:
-      return NE_OPER_ERR_TIMEOUT;
-    case RequestEnd::clientGone:
-      return NE_OPER_ERR_CLIENT_GONE;
-  }
-  return NE_OPER_ERR_CANCELED;
-}
+constexpr EndCodes kEndCodes = {NE_OPER_ERR_CANCELED, NE_OPER_ERR_STOPPING, NE_OPER_ERR_TIMEOUT,
+                                NE_OPER_ERR_CLIENT_GONE};
 
 // Who only reads is stopped neither by traffic nor by a full memory.
 bool Stops(NEOper oper, const NEFault& fault) {
@@ -124,7 +111,7 @@ void NEOperRun::Report(std::uint32_t ne) {
 }
 
 void NEOperRun::EndEarly() {
-  const std::uint32_t code = CodeOf(m_end);
+  const std::uint32_t code = CodeOf(m_end, kEndCodes);
   m_errors.SetErrCode(code);
   m_errors.AddErr({}, code, apps::ErrorText(code, {std::to_string(m_nesDone), std::to_string(m_nes.size())}),
                   PlaceText({.ne = static_cast<std::uint32_t>(m_nes[m_nesDone])}));

@@ -1,6 +1,8 @@
 // The session service: keeps account of the missions on NEs that servers report, and lists them.
 #include "apps/asn1/nms_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/new_message.h"
 #include "apps/handlers/session/session_book.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/nms.h"
@@ -13,22 +15,20 @@
 namespace velad {
 namespace {
 
-std::uint32_t Value(const AsnInt& value) {
-  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
-}
+using apps::Unsigned;
 
 unsigned long HandleOper(VelaGnlTask* task, const AsnType* msg) {
   const auto& report = static_cast<const AsnSessionOper&>(*msg);
   SessionOper oper;
-  oper.client = CProcID(static_cast<std::uint16_t>(Value(report.client)),
-                        static_cast<std::uint16_t>(Value(report.handle)));
+  oper.client = CProcID(static_cast<std::uint16_t>(Unsigned(report.client)),
+                        static_cast<std::uint16_t>(Unsigned(report.handle)));
   oper.userID = static_cast<int>(report.userID);
   oper.missionID = static_cast<int>(report.missionID);
-  oper.operation = Value(report.operation);
+  oper.operation = Unsigned(report.operation);
   oper.nes = static_cast<int>(report.nes);
-  oper.ended = Value(report.ended) != 0;
-  oper.errorCode = Value(report.errorCode);
-  oper.time = Value(report.time);
+  oper.ended = Unsigned(report.ended) != 0;
+  oper.errorCode = Unsigned(report.errorCode);
+  oper.time = Unsigned(report.time);
   oper.server = RequestSource(task);
   oper.life = LifeOfProcess(oper.server);
   SessionBook::Instance().Put(oper);
@@ -53,11 +53,6 @@ unsigned long HandleList(VelaGnlTask* task, const AsnType* msg) {
   AsnSessionListRsp response;
   for (const SessionOper& oper : SessionBook::Instance().List()) Fill(oper, *response.operations.append());
   return NSTE_util::CfgSendRsp(task, response);
-}
-
-template <class Message>
-AsnType* New() {
-  return new Message;
 }
 
 // Reports must not be overtaken by others of the same server: one worker takes them.

@@ -2,8 +2,10 @@
 // missions.
 #include <utility>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/mission_messages.h"
+#include "apps/handlers/new_message.h"
 #include "apps/handlers/spread/spread_book.h"
 #include "apps/handlers/spread/spread_result.h"
 #include "apps/velad/handler_set.h"
@@ -19,6 +21,9 @@
 
 namespace velad {
 namespace {
+
+using apps::SetText;
+using apps::Unsigned;
 
 constexpr std::uint32_t kProgressReport = 0x208002;
 
@@ -46,13 +51,13 @@ unsigned long HandleSpread(VelaGnlTask* task, const AsnType* msg) {
   AsnSpreadRsp response;
   response.errorCode = static_cast<AsnIntType>(code);
   const std::string reason = apps::ErrorText(code, {VelaAddressText({VelaGetProcId(), VelaGetProcHandle()})});
-  response.reason.Set(reason.data(), reason.size());
+  SetText(response.reason, reason);
   return NSTE_util::CfgSendRsp(task, response);
 }
 
 unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
   const auto& report = static_cast<const AsnProgressReportEx&>(*msg);
-  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(report.missionID));
+  const auto id = Unsigned(report.missionID);
   const auto mission = SpreadBook::Instance().Find(id);
   // Who was given up goes on in vain.
   if (mission == nullptr || !mission->OnProgress(RequestSource(task), id, static_cast<int>(report.progress)))
@@ -62,7 +67,7 @@ unsigned long HandleProgress(VelaGnlTask* task, const AsnType* msg) {
 
 unsigned long HandlePieceEnd(VelaGnlTask* task, const AsnType* msg) {
   const auto& end = static_cast<const AsnSpreadPieceEnd&>(*msg);
-  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(end.subMissionID));
+  const auto id = Unsigned(end.subMissionID);
   if (const auto mission = SpreadBook::Instance().Find(id)) mission->OnEnd(RequestSource(task), end);
   return 0;
 }
@@ -72,7 +77,7 @@ void Fill(const NSTE_util::MissionStatus& status, AsnMission& mission) {
   mission.clientMission = status.client.m_nMissionNo;
   mission.client = status.client.m_wProcID;
   mission.clientHandle = status.client.m_wProcHandle;
-  mission.owner.Set(status.owner.data(), status.owner.size());
+  SetText(mission.owner, status.owner);
   mission.percent = static_cast<AsnIntType>(status.percent);
   mission.age = static_cast<AsnIntType>(status.age);
   for (const NSTE_util::MissionPart& part : status.parts) {
@@ -91,11 +96,6 @@ unsigned long HandleList(VelaGnlTask* task, const AsnType*) {
   for (const NSTE_util::MissionStatus& status : NSTE_util::ListMissions())
     Fill(status, *response.missions.append());
   return NSTE_util::CfgSendRsp(task, response);
-}
-
-template <class Message>
-AsnType* New() {
-  return new Message;
 }
 
 const TETaskHandlerStru kHandlers[] = {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/mission_messages.h"
 #include "apps/handlers/spread/spread_result.h"
@@ -17,6 +18,10 @@
 
 namespace velad {
 namespace {
+
+using apps::HexCode;
+using apps::SetText;
+using apps::Unsigned;
 
 constexpr int kWorkDone = 99;   // percent of a piece until its findings are there
 constexpr int kMostTries = 60;  // to hand over the result, one a tick
@@ -108,7 +113,7 @@ bool SpreadMission::OnProgress(CProcID source, std::uint32_t id, int percent) {
 
 void SpreadMission::OnEnd(CProcID source, const AsnSpreadPieceEnd& end) {
   const vela::MutexLock lock(m_mutex);
-  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(end.subMissionID));
+  const auto id = Unsigned(end.subMissionID);
   Piece* piece = FindAwaited(source, id);
   if (piece == nullptr) return;
   const std::size_t size = piece->end - piece->begin;
@@ -116,7 +121,7 @@ void SpreadMission::OnEnd(CProcID source, const AsnSpreadPieceEnd& end) {
   part.checked += std::min(static_cast<std::size_t>(static_cast<AsnIntType>(end.checked)), size);
   m_omitted += static_cast<std::size_t>(std::max<AsnIntType>(0, end.omitted));
   AddFindings(end.findings, piece->begin, size, m_findings);
-  const auto code = static_cast<std::uint32_t>(static_cast<AsnIntType>(end.errorCode));
+  const auto code = Unsigned(end.errorCode);
   if (code == AUDIT_ERR_CANCELED || code == AUDIT_ERR_TIMEOUT) Stop(code);
   if (code == 0 || m_stopCode != 0)
     Close(id, *piece, code == 0);
@@ -285,7 +290,7 @@ void SpreadMission::FinishIfDone() {
   NSTE_util::AsynProgressMgr::Instance()->UnRegister(m_id);
   NSTE_util::ProgressMgr::Instance()->UnRegisterMission(m_order.client);
   LogProcess::Info("spread mission " + HexCode(m_id) + ": has ended, code " +
-                   HexCode(static_cast<std::uint32_t>(static_cast<AsnIntType>(m_end->errorCode))));
+                   HexCode(Unsigned(m_end->errorCode)));
   SendEnd();
 }
 
@@ -305,7 +310,7 @@ void SpreadMission::FillEnd(AsnSpreadEnd& end) {
   const std::string reason =
       code == 0 ? ""
                 : apps::ErrorText(code, {std::to_string(checked), std::to_string(m_order.records.size())});
-  end.reason.Set(reason.data(), reason.size());
+  SetText(end.reason, reason);
   std::stable_sort(m_findings.begin(), m_findings.end(),
                    [](const Finding& a, const Finding& b) { return a.record < b.record; });
   end.omitted = static_cast<AsnIntType>(m_omitted + FillFindings(m_findings, end.findings));

@@ -4,6 +4,7 @@
 
 #include "apps/asn1/audit_codes.h"
 #include "apps/asn1/spread_codes.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/handlers/audit/ne_types.h"
 #include "apps/handlers/mission_messages.h"
@@ -26,6 +27,8 @@
 
 namespace velad {
 namespace {
+
+using apps::Unsigned;
 
 // An owner that is busy takes its messages later.
 constexpr int kMostTries = 100;
@@ -65,7 +68,7 @@ unsigned long SendFailure(VelaGnlTask* task, CProcID owner, std::uint32_t id, st
 
 unsigned long HandlePiece(VelaGnlTask* task, const AsnType* msg) {
   const auto& request = static_cast<const AsnSpreadPieceReq&>(*msg);
-  const auto id = static_cast<std::uint32_t>(static_cast<AsnIntType>(request.subMissionID));
+  const auto id = Unsigned(request.subMissionID);
   const CProcID owner = RequestSource(task);
   NSTE_util::TETaskContext context(task);
   context.SetUserID(static_cast<int>(request.userID));

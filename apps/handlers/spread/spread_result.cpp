@@ -1,26 +1,22 @@
 #include "apps/handlers/spread/spread_result.h"
 
+#include "apps/common/asn_values.h"
 #include "platform/asncmd/asn_checker.h"
 #include "platform/asncmd/asn_runtime.h"
 
 namespace velad {
-namespace {
 
-void SetOcts(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
-}
-
-}  // namespace
-
+using apps::SetText;
+using apps::Unsigned;
 void FillRecords(const std::vector<NERecord>& records, std::size_t begin, std::size_t end,
                  AsnSpreadNEList& out) {
   for (std::size_t i = begin; i < end; ++i) {
     AsnSpreadNE& record = *out.append();
-    SetOcts(record.identifier, records[i].identifier);
-    SetOcts(record.name, records[i].name);
-    SetOcts(record.type, records[i].type);
-    SetOcts(record.address, records[i].address);
-    SetOcts(record.version, records[i].version);
+    SetText(record.identifier, records[i].identifier);
+    SetText(record.name, records[i].name);
+    SetText(record.type, records[i].type);
+    SetText(record.address, records[i].address);
+    SetText(record.version, records[i].version);
   }
 }
 
@@ -48,7 +44,7 @@ std::size_t FillFindings(const std::vector<Finding>& findings, AsnSpreadFindingL
     one.errorCode = static_cast<AsnIntType>(finding.fault);
     one.record = static_cast<AsnIntType>(finding.record);
     one.otherRecord = finding.other ? static_cast<AsnIntType>(*finding.other) : -1;
-    SetOcts(one.text, finding.text);
+    SetText(one.text, finding.text);
     ++written;
   }
   return findings.size() - written;
@@ -59,7 +55,7 @@ void AddFindings(const AsnSpreadFindingList& findings, std::size_t first, std::s
   for (const AsnSpreadFinding& finding : findings) {
     const auto record = static_cast<std::size_t>(static_cast<AsnIntType>(finding.record));
     if (record >= size) continue;
-    const auto code = static_cast<std::uint32_t>(static_cast<AsnIntType>(finding.errorCode));
+    const auto code = Unsigned(finding.errorCode);
     out.push_back({static_cast<AuditFault>(code), first + record, {}, finding.text.data()});
   }
 }
@@ -72,7 +68,7 @@ void AddPart(AsnSpreadEnd& end, const SpreadPart& part) {
   one.checked = static_cast<AsnIntType>(part.checked);
   one.moved = static_cast<AsnIntType>(part.moved);
   one.errorCode = static_cast<AsnIntType>(part.errorCode);
-  SetOcts(one.text, part.text);
+  SetText(one.text, part.text);
 }
 
 }  // namespace velad

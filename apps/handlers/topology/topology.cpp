@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "apps/common/asn_values.h"
 #include "apps/handlers/audit/audit_rules.h"
 #include "asn1/nms.h"
 #include "platform/asncmd/asn_checker.h"
@@ -12,18 +13,13 @@
 namespace velad {
 namespace {
 
+using apps::SetText;
+using apps::Unsigned;
+
 constexpr std::size_t kElementsEach = 9;  // an NE in the answer
 constexpr std::size_t kBytesEach = 64;    // beside its texts
 constexpr std::size_t kUnknownBytes = 6;
 constexpr std::size_t kAround = 16;  // both, of what is around the lists
-
-std::uint32_t Value(const AsnInt& value) {
-  return static_cast<std::uint32_t>(static_cast<AsnIntType>(value));
-}
-
-void SetText(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
-}
 
 std::uint32_t TooMany(std::size_t nes, const vela::AsnLimits& limits) {
   LogProcess::Error("topology: " + std::to_string(nes) + " NEs do not fit one answer: ask for at most " +
@@ -44,11 +40,11 @@ std::vector<const NetworkNE*> Topology::Wanted(const AsnTopoNEReq& request,
   }
   std::set<std::uint32_t> seen;
   for (const AsnInt& id : request.nes) {
-    if (!seen.insert(Value(id)).second) continue;
-    if (const NetworkNE* ne = m_network.Find(Value(id)))
+    if (!seen.insert(Unsigned(id)).second) continue;
+    if (const NetworkNE* ne = m_network.Find(Unsigned(id)))
       wanted.push_back(ne);
     else
-      unknown.push_back(Value(id));
+      unknown.push_back(Unsigned(id));
   }
   return wanted;
 }
@@ -83,13 +79,13 @@ std::uint32_t Topology::Find(const AsnTopoNEReq& request, AsnTopoNERsp& response
 void Topology::Apply(AsnNEChanges& changes) {
   const vela::MutexLock lock(m_mutex);
   for (auto it = changes.results.begin(); it != changes.results.end();) {
-    const std::uint32_t ne = Value(it->ne);
+    const std::uint32_t ne = Unsigned(it->ne);
     if (m_network.Find(ne) == nullptr) {
       it = changes.results.erase(it);
       continue;
     }
     State& state = m_states[ne];
-    state.lastCode = Value(it->errorCode);
+    state.lastCode = Unsigned(it->errorCode);
     state.lastTime = static_cast<AsnIntType>(changes.time);
     if (it->version.Len() != 0) {
       state.version = Shown(it->version.data());

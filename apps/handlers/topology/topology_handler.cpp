@@ -1,6 +1,7 @@
 // The topology service: says which NEs there are and who looks after them, and tells the clients what has
 // become of them.
 #include "apps/asn1/nms_codes.h"
+#include "apps/handlers/new_message.h"
 #include "apps/handlers/topology/topology.h"
 #include "apps/velad/handler_set.h"
 #include "asn1/nms.h"
@@ -40,11 +41,6 @@ unsigned long HandleChanges(VelaGnlTask* task, const AsnType* request) {
   topology->Apply(changes);
   if (changes.results.empty()) return 0;
   return NSTE_util::SendClientBCMsg(task, TOPO_BROADCAST_COMMAND, &changes, VELA_CLIENT_GROUP);
-}
-
-template <class Message>
-AsnType* New() {
-  return new Message;
 }
 
 // The changes one after the other: the last one counts.

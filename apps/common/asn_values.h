@@ -6,7 +6,7 @@
 #include "platform/message/proc_id.h"
 
 // Fields of messages as plain values.
-namespace velactl {
+namespace apps {
 
 inline std::int64_t Number(const AsnInt& value) {
   return static_cast<AsnIntType>(value);
@@ -30,7 +30,19 @@ inline CProcID Process(const AsnInt& number, const AsnInt& handle) {
 }
 
 inline std::string Bytes(const AsnOcts& octs) {
-  return {octs.c_ustr(), octs.c_ustr() + octs.Len()};
+  return octs.data();
 }
 
-}  // namespace velactl
+// Empty when the field is missing.
+inline std::string Bytes(const AsnOcts* octs) {
+  return octs != nullptr ? octs->data() : std::string();
+}
+
+inline void SetText(AsnOcts& octs, const std::string& text) {
+  octs.Set(text.data(), text.size());
+}
+
+// "0x42012001"
+std::string HexCode(std::uint32_t code);
+
+}  // namespace apps
