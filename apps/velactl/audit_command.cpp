@@ -6,11 +6,12 @@
 #include <cstdlib>
 
 #include "apps/asn1/audit_codes.h"
-#include "apps/common/inventory.h"
+#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/audit_options.h"
 #include "apps/velactl/audit_report.h"
 #include "apps/velactl/failure.h"
+#include "apps/velactl/inventory_records.h"
 #include "apps/velactl/request_session.h"
 #include "asn1/audit.h"
 #include "platform/asncmd/asn_fwd.h"
@@ -18,9 +19,7 @@
 namespace velactl {
 namespace {
 
-void SetOcts(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
-}
+using apps::SetText;
 
 void FillRequest(const AuditOptions& options, const std::vector<apps::InventoryRow>& rows,
                  AsnAuditReq& request) {
@@ -29,12 +28,8 @@ void FillRequest(const AuditOptions& options, const std::vector<apps::InventoryR
   request.timeOut = static_cast<AsnIntType>(options.timeOut);
   for (const apps::InventoryRow& row : rows) {
     AsnNERecord& record = *request.records.append();
-    SetOcts(record.identifier, row.identifier);
-    SetOcts(record.name, row.name);
-    SetOcts(record.type, row.type);
-    SetOcts(record.address, row.address);
-    SetOcts(record.version, row.version);
-    SetOcts(record.position, row.position);
+    FillRecord(row, record);
+    SetText(record.position, row.position);
   }
 }
 
@@ -73,9 +68,8 @@ int AuditCommand(char* argv0, const std::vector<std::string>& arguments) {
   if (!ParseAuditOptions(arguments, options, error)) return Fail(error);
   if (options.help) return std::fputs(apps::HelpText("AUDIT_HELP").c_str(), stdout) < 0;
   std::vector<apps::InventoryRow> rows;
-  if (!apps::ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
-  if (!apps::FitsOneRequest(rows, 6))
-    return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
+  error = ReadRows(options.file, 6, rows);
+  if (!error.empty()) return Fail(error);
   return Audit(options, rows, argv0);
 }
 

@@ -1,10 +1,8 @@
 #include "apps/velactl/file_session.h"
 
-#include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include "apps/velactl/client_process.h"
 #include "apps/velactl/inbox.h"
 #include "apps/velactl/served_signals.h"
 #include "apps/velactl/terminal.h"
@@ -15,8 +13,6 @@ namespace velactl {
 namespace {
 
 constexpr int kExitLeft = 130;
-constexpr int kLookMilliseconds = 300;
-constexpr int kLooksUntilGone = 4;
 constexpr std::chrono::milliseconds kNoticeable{500};
 constexpr std::int32_t kOwnSteps = 0;  // no mission has this number
 
@@ -28,6 +24,7 @@ FileSession::FileSession(CProcID server, int seconds, bool quiet)
       m_columns(SizeOfTerminal().columns),
       m_quiet(quiet),
       m_signals(SignalDescriptor()),
+      m_life(server),
       m_begun(std::chrono::steady_clock::now()),
       m_bar(m_columns) {}
 
@@ -42,9 +39,9 @@ bool FileSession::Run(const std::function<bool()>& work) {
     m_ended.store(true, std::memory_order_release);
     Inbox::Instance().Wake();
   });
-  pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals, POLLIN, 0}};
   while (!m_ended.load(std::memory_order_acquire)) {
-    if (poll(sources, 2, kLookMilliseconds) == 0) WatchServer();
+    m_life.Wait(m_signals);
+    if (m_life.IsGone() && !m_gone.exchange(true, std::memory_order_acq_rel)) CAsnCmd::Destroy();
     ServeSignals();
     ShowSteps();
   }
@@ -84,7 +81,7 @@ void FileSession::ServeSignals() {
   signalfd_siginfo info{};
   while (read(m_signals, &info, sizeof info) == sizeof info) {
     if (info.ssi_signo == SIGWINCH) {
-      m_bar.SetColumns(SizeOfTerminal().columns);
+      m_bar.SetSize(SizeOfTerminal());
       continue;
     }
     if (m_leaving.exchange(true, std::memory_order_acq_rel)) {
@@ -93,13 +90,6 @@ void FileSession::ServeSignals() {
     }
     CAsnCmd::Destroy();
   }
-}
-
-// An answer may still be under way when the server is gone already, hence several looks.
-void FileSession::WatchServer() {
-  m_missed = ClientProcess::IsAlive(m_server) ? 0 : m_missed + 1;
-  if (m_missed < kLooksUntilGone || m_gone.exchange(true, std::memory_order_acq_rel)) return;
-  CAsnCmd::Destroy();
 }
 
 }  // namespace velactl

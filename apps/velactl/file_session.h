@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "apps/velactl/progress_bar.h"
+#include "apps/velactl/server_watch.h"
 #include "platform/message/proc_id.h"
 
 namespace SNACC {
@@ -49,7 +50,6 @@ class FileSession {
  private:
   void ShowSteps();
   void ServeSignals();
-  void WatchServer();
   bool Shows() const;
 
   const CProcID m_server;
@@ -57,6 +57,7 @@ class FileSession {
   const std::size_t m_columns;
   const bool m_quiet;
   const int m_signals;
+  ServerWatch m_life;
   const std::chrono::steady_clock::time_point m_begun;
   ProgressBar m_bar;
   int m_percent = 0;  // of the step that was reached last
@@ -67,7 +68,6 @@ class FileSession {
   std::atomic<bool> m_gone{false};
   std::atomic<bool> m_ended{false};
   bool m_complete = false;  // valid when m_ended
-  int m_missed = 0;         // looks at the server in a row that did not find it
 };
 
 }  // namespace velactl

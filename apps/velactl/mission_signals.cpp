@@ -3,6 +3,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include "apps/common/texts.h"
 #include "apps/velactl/inbox.h"
 #include "apps/velactl/served_signals.h"
 #include "asn1/progress.h"
@@ -34,6 +35,18 @@ MissionSignals::Event MissionSignals::Next() {
   m_cancelling = true;
   m_canceller = std::thread([this] { Cancel(); });
   return Event::cancelling;
+}
+
+std::string MissionSignals::Cancelling() {
+  return "velactl: " + apps::Text("CLIENT_CANCELLING");
+}
+
+std::string MissionSignals::Refused() {
+  return "velactl: " + apps::Text("CLIENT_CANCEL_REFUSED");
+}
+
+std::string MissionSignals::Left() {
+  return "velactl: " + apps::Text("CLIENT_LEFT") + '\n';
 }
 
 void MissionSignals::Cancel() {

@@ -1,12 +1,8 @@
 #include "apps/velactl/mission_watch.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "apps/common/texts.h"
-#include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inbox.h"
 #include "apps/velactl/spread_inbox.h"
@@ -19,8 +15,6 @@ namespace {
 
 constexpr int kPatienceSeconds = 10;
 constexpr int kSilenceSeconds = 120;
-constexpr int kLookMilliseconds = 300;
-constexpr int kLooksUntilGone = 4;
 
 }  // namespace
 
@@ -28,9 +22,10 @@ MissionWatch::MissionWatch(std::int32_t missionID, CProcID server, bool quiet)
     : m_missionID(missionID),
       m_server(server),
       m_signals(missionID, server),
+      m_life(server),
       m_terminal(SizeOfTerminal().columns != 0),
       m_silent(quiet && !m_terminal),
-      m_bar(SizeOfTerminal().columns, SizeOfTerminal().rows),
+      m_bar(SizeOfTerminal()),
       m_begin(std::chrono::steady_clock::now()),
       m_lastSign(m_begin),
       m_lastMove(m_begin),
@@ -38,18 +33,15 @@ MissionWatch::MissionWatch(std::int32_t missionID, CProcID server, bool quiet)
   Show(m_bar.Update(0));
 }
 
-// An answer may still be under way when the server is gone already, hence several looks at it.
 void MissionWatch::Turn() {
-  pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals.Descriptor(), POLLIN, 0}};
-  if (poll(sources, 2, kLookMilliseconds) == 0)
-    m_missed = ClientProcess::IsAlive(m_server) ? 0 : m_missed + 1;
+  m_life.Wait(m_signals.Descriptor());
   ServeReports();
-  ServeSignals();
+  m_signals.Serve(m_bar, [this](const std::string& bytes) { Show(bytes); });
   ShowStillness();
 }
 
 std::string MissionWatch::WhyHopeless() const {
-  if (m_missed >= kLooksUntilGone) return apps::Text("SERVER_ENDED", {AddressText(m_server)});
+  if (m_life.IsGone()) return apps::Text("SERVER_ENDED", {AddressText(m_server)});
   // Another process may live at the server's address by now.
   if (std::chrono::steady_clock::now() - m_lastSign > vela::ScaledSeconds(kSilenceSeconds))
     return WhyFailed(VELA_ERR_NO_ANSWER, m_server);
@@ -58,6 +50,7 @@ std::string MissionWatch::WhyHopeless() const {
 
 void MissionWatch::Finish(bool complete) {
   ServeReports();
+  m_signals.ServeRefusal(m_bar, [this](const std::string& bytes) { Show(bytes); });
   Show(m_bar.Finish(complete));
 }
 
@@ -68,7 +61,6 @@ void MissionWatch::ServeReports() {
   for (const PartReport& report : SpreadInbox::Instance().TakeReports())
     if (report.missionID == m_missionID && report.from == m_server)
       Advance(report.percent, m_bar.Update(report.percent, report.part, report.detail));
-  if (m_signals.TakeRefusal()) Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCEL_REFUSED")));
 }
 
 void MissionWatch::Advance(int percent, const std::string& bytes) {
@@ -79,18 +71,6 @@ void MissionWatch::Advance(int percent, const std::string& bytes) {
   m_patience = kPatienceSeconds;
   const std::string left = TimeLeft(percent, m_lastSign - m_begin);
   if (m_terminal && !left.empty()) Show(m_bar.Update(percent, apps::Text("CLIENT_TIME_LEFT"), left));
-}
-
-void MissionWatch::ServeSignals() {
-  using Event = MissionSignals::Event;
-  for (Event event = m_signals.Next(); event != Event::none; event = m_signals.Next()) {
-    if (event == Event::resized) m_bar.SetSize(SizeOfTerminal().columns, SizeOfTerminal().rows);
-    if (event == Event::cancelling) Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCELLING")));
-    if (event != Event::leave) continue;
-    Show(m_bar.Finish(false));
-    Show("velactl: " + apps::Text("CLIENT_LEFT") + '\n');
-    _exit(130);
-  }
 }
 
 void MissionWatch::ShowStillness() {

@@ -5,6 +5,7 @@
 
 #include "apps/velactl/mission_signals.h"
 #include "apps/velactl/parts_bar.h"
+#include "apps/velactl/server_watch.h"
 #include "platform/message/proc_id.h"
 
 namespace velactl {
@@ -32,7 +33,6 @@ class MissionWatch {
 
  private:
   void ServeReports();
-  void ServeSignals();
   void ShowStillness();
   // Shows what an update of the bar gave.
   void Advance(int percent, const std::string& bytes);
@@ -41,14 +41,14 @@ class MissionWatch {
   const std::int32_t m_missionID;
   const CProcID m_server;
   MissionSignals m_signals;
+  ServerWatch m_life;
   const bool m_terminal;
   const bool m_silent;
   PartsBar m_bar;
   const std::chrono::steady_clock::time_point m_begin;
   std::chrono::steady_clock::time_point m_lastSign;  // of the server: it reports now and then in any case
   std::chrono::steady_clock::time_point m_lastMove;
-  int m_patience;    // seconds
-  int m_missed = 0;  // looks at the server in a row that did not find it
+  int m_patience;  // seconds
 };
 
 // How long the rest takes if it goes on like this: "12 s", "3 min"; empty when that cannot be told yet.

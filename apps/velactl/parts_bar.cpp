@@ -32,10 +32,8 @@ bool IsSameState(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-void PartsBar::SetSize(std::size_t columns, std::size_t rows) {
-  if (m_columns == 0 || columns == 0) return;
-  m_columns = columns;
-  m_rows = rows;
+void PartsBar::SetSize(const TerminalSize& size) {
+  if (m_size.columns != 0 && size.columns != 0) m_size = size;
 }
 
 bool PartsBar::Raise(int percent) {
@@ -68,7 +66,7 @@ std::string PartsBar::Update(int percent, std::string_view part, std::string_vie
 }
 
 std::string PartsBar::Show(bool always) {
-  if (m_columns != 0) return Redraw({});
+  if (m_size.columns != 0) return Redraw({});
   if (!always && m_percent < m_lastLine + kLineEvery && (m_percent < 100 || m_lastLine == 100)) return {};
   m_lastLine = m_percent;
   return PlainLine();
@@ -107,7 +105,7 @@ std::string PartsBar::Finish(bool complete) {
 std::string PartsBar::Bar() const {
   std::string number = std::to_string(std::max(m_percent, 0)) + '%';
   number.insert(0, 4 - std::min<std::size_t>(number.size(), 4), ' ');
-  const std::size_t bar = std::min(kWidestBar, m_columns / 3);
+  const std::size_t bar = std::min(kWidestBar, m_size.columns / 3);
   if (bar < kNarrowestBar) return number;
   const std::size_t done = bar * static_cast<std::size_t>(std::max(m_percent, 0)) / 100;
   return '[' + std::string(done, '#') + std::string(bar - done, '.') + "] " + number;
@@ -116,10 +114,10 @@ std::string PartsBar::Bar() const {
 // The cursor stays at the end of the last line. The last column stays free: some terminals wrap as soon as it
 // is written.
 std::string PartsBar::Draw() {
-  const std::size_t room = std::max<std::size_t>(m_columns, 2) - 1;
+  const std::size_t room = std::max<std::size_t>(m_size.columns, 2) - 1;
   std::string text(FitColumns(Bar(), room));
   m_drawn = 1;
-  if (m_parts.size() + 2 > m_rows) return text;
+  if (m_parts.size() + 2 > m_size.rows) return text;
   std::size_t widest = 0;
   for (const auto& [part, detail] : m_parts) widest = std::max(widest, part.size());
   for (const auto& [part, detail] : m_parts) {

@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "apps/velactl/terminal.h"
+
 namespace velactl {
 
 // What to write to show the progress of a mission and of the parts behind it. On a terminal with room enough
@@ -13,11 +15,10 @@ namespace velactl {
 // only is the same, and so is any "so many percent". The figure never goes backwards. Not thread-safe.
 class PartsBar {
  public:
-  // Of the terminal; 0 columns: not a terminal.
-  PartsBar(std::size_t columns, std::size_t rows) : m_columns(columns), m_rows(rows) {}
+  explicit PartsBar(const TerminalSize& size) : m_size(size) {}
 
   // The terminal was resized.
-  void SetSize(std::size_t columns, std::size_t rows);
+  void SetSize(const TerminalSize& size);
 
   // Each returns the bytes to write, which may be none.
   std::string Update(int percent);
@@ -41,8 +42,7 @@ class PartsBar {
   std::string Erase();
   std::string Bar() const;
 
-  std::size_t m_columns;
-  std::size_t m_rows;
+  TerminalSize m_size;
   int m_percent = -1;    // -1: nothing shown yet
   int m_lastLine = -10;  // percentage of the last plain line
   std::vector<std::pair<std::string, std::string>> m_parts;

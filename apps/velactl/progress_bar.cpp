@@ -13,8 +13,8 @@ constexpr std::size_t kNarrowestBar = 10;
 
 }  // namespace
 
-void ProgressBar::SetColumns(std::size_t columns) {
-  if (m_columns != 0 && columns != 0) m_columns = columns;
+void ProgressBar::SetSize(const TerminalSize& size) {
+  if (m_columns != 0 && size.columns != 0) m_columns = size.columns;
 }
 
 std::string ProgressBar::Update(int percent, std::string_view step) {

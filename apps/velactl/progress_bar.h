@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "apps/velactl/terminal.h"
+
 namespace velactl {
 
 // What to write to show progress: on a terminal one line that is drawn anew, elsewhere a line for every new
@@ -13,7 +15,7 @@ class ProgressBar {
   explicit ProgressBar(std::size_t columns) : m_columns(columns) {}
 
   // The terminal was resized.
-  void SetColumns(std::size_t columns);
+  void SetSize(const TerminalSize& size);
 
   // Each returns the bytes to write, which may be none. An empty step keeps the last one.
   std::string Update(int percent, std::string_view step);

@@ -1,11 +1,9 @@
 #include "apps/velactl/request_session.h"
 
-#include <poll.h>
-#include <unistd.h>
+#include <utility>
 
 #include "apps/common/texts.h"
 #include "apps/velactl/asker.h"
-#include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/inbox.h"
 #include "apps/velactl/process_query.h"
@@ -18,8 +16,6 @@ namespace velactl {
 namespace {
 
 constexpr int kSilenceSeconds = 120;  // without any sign of the server
-constexpr int kLookMilliseconds = 300;
-constexpr int kLooksUntilGone = 4;
 
 }  // namespace
 
@@ -44,19 +40,22 @@ RequestSession::RequestSession(const MissionRequest& request, CProcID server)
     : m_request(request),
       m_server(server),
       m_signals(request.missionID, server),
+      m_life(server),
       m_silent(request.quiet && SizeOfTerminal().columns == 0),
       m_bar(SizeOfTerminal().columns) {}
 
 std::uint32_t RequestSession::Run(SNACC::AsnType& response) {
   Show(m_bar.Update(0, m_request.sending));
   const Asker asker(m_request.command, m_request.message, m_server, kSilenceSeconds, response);
-  pollfd sources[] = {{Inbox::Instance().Descriptor(), POLLIN, 0}, {m_signals.Descriptor(), POLLIN, 0}};
+  const auto show = [this](const std::string& bytes) { Show(bytes); };
   while (!asker.Done()) {
-    if (poll(sources, 2, kLookMilliseconds) == 0) WatchServer();
+    m_life.Wait(m_signals.Descriptor());
+    if (m_life.IsGone() && !std::exchange(m_gone, true)) CAsnCmd::Destroy();
     ServeReports();
-    ServeSignals();
+    m_signals.Serve(m_bar, show);
   }
   ServeReports();
+  m_signals.ServeRefusal(m_bar, show);
   Show(m_bar.Finish(asker.Result() == 0 && m_request.complete()));
   return asker.Result();
 }
@@ -68,27 +67,6 @@ void RequestSession::ServeReports() {
     CAsnCmd::ResetTimeout(m_requestSn, m_server, kSilenceSeconds, 0);
     Show(m_bar.Update(report.percent, report.step));
   }
-  if (m_signals.TakeRefusal()) Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCEL_REFUSED")));
-}
-
-void RequestSession::ServeSignals() {
-  using Event = MissionSignals::Event;
-  for (Event event = m_signals.Next(); event != Event::none; event = m_signals.Next()) {
-    if (event == Event::resized) m_bar.SetColumns(SizeOfTerminal().columns);
-    if (event == Event::cancelling) Show(m_bar.Note("velactl: " + apps::Text("CLIENT_CANCELLING")));
-    if (event != Event::leave) continue;
-    Show(m_bar.Finish(false));
-    Show("velactl: " + apps::Text("CLIENT_LEFT") + '\n');
-    _exit(130);
-  }
-}
-
-// An answer may still be under way when the server is gone already, hence several looks.
-void RequestSession::WatchServer() {
-  m_missed = ClientProcess::IsAlive(m_server) ? 0 : m_missed + 1;
-  if (m_missed < kLooksUntilGone || m_gone) return;
-  m_gone = true;
-  CAsnCmd::Destroy();
 }
 
 void RequestSession::Show(const std::string& bytes) const {

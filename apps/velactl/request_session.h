@@ -5,6 +5,7 @@
 
 #include "apps/velactl/mission_signals.h"
 #include "apps/velactl/progress_bar.h"
+#include "apps/velactl/server_watch.h"
 #include "platform/message/proc_id.h"
 
 namespace SNACC {
@@ -51,18 +52,16 @@ class RequestSession {
 
  private:
   void ServeReports();
-  void ServeSignals();
-  void WatchServer();
   void Show(const std::string& bytes) const;
 
   const MissionRequest& m_request;
   const CProcID m_server;
   MissionSignals m_signals;
+  ServerWatch m_life;
   const bool m_silent;
   ProgressBar m_bar;
   std::uint32_t m_requestSn = 0;  // learnt from the first report
   bool m_gone = false;
-  int m_missed = 0;  // looks at the server in a row that did not find it
 };
 
 }  // namespace velactl

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "apps/common/inventory.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
+#include "apps/velactl/inventory_records.h"
 #include "apps/velactl/process_query.h"
 #include "apps/velactl/request_session.h"
 #include "apps/velactl/served_signals.h"
@@ -21,24 +21,13 @@
 namespace velactl {
 namespace {
 
-void SetOcts(AsnOcts& octs, const std::string& text) {
-  octs.Set(text.data(), text.size());
-}
-
 void FillRequest(const SpreadOptions& options, const std::vector<apps::InventoryRow>& rows,
                  AsnSpreadReq& request) {
   request.missionID = NewMissionID();
   request.userID = static_cast<AsnIntType>(getuid() & 0x7FFFFFFF);
   request.timeOut = options.timeOut;
   request.onFailure = static_cast<AsnIntType>(options.onFailure);
-  for (const apps::InventoryRow& row : rows) {
-    AsnSpreadNE& record = *request.records.append();
-    SetOcts(record.identifier, row.identifier);
-    SetOcts(record.name, row.name);
-    SetOcts(record.type, row.type);
-    SetOcts(record.address, row.address);
-    SetOcts(record.version, row.version);
-  }
+  for (const apps::InventoryRow& row : rows) FillRecord(row, *request.records.append());
 }
 
 int Spread(const SpreadOptions& options, const std::vector<apps::InventoryRow>& rows, char* argv0) {
@@ -66,9 +55,8 @@ int SpreadCommand(char* argv0, const std::vector<std::string>& arguments) {
   if (!ParseSpreadOptions(arguments, options, error)) return Fail(error);
   if (options.help) return std::fputs(apps::HelpText("SPREAD_HELP").c_str(), stdout) < 0;
   std::vector<apps::InventoryRow> rows;
-  if (!apps::ReadInventory(options.file, rows, error)) return Fail(apps::Text("AUDIT_NOTHING_SENT", {error}));
-  if (!apps::FitsOneRequest(rows, 5))
-    return Fail(apps::Text("AUDIT_TOO_MANY", {options.file, std::to_string(rows.size())}));
+  error = ReadRows(options.file, 5, rows);
+  if (!error.empty()) return Fail(error);
   return Spread(options, rows, argv0);
 }
 

@@ -62,7 +62,7 @@ TEST(ProgressBarTest, OneLineOnATerminal) {
   EXPECT_LT(DisplayWidth(next.substr(4)), 32U);
   EXPECT_EQ(bar.Note("cancelling").substr(0, 15), "\r\033[Kcancelling\n");
   EXPECT_EQ(bar.Finish(false), "\n") << "an early end stays where it was";
-  bar.SetColumns(12);
+  bar.SetSize({12, 1});
   EXPECT_EQ(bar.Update(61, "x"), " 61%  x") << "no room for a bar";
 }
 

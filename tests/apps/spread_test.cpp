@@ -288,7 +288,7 @@ TEST(SpreadTest, RecordsAreCutIntoPiecesOfNearlyTheSameSize) {
 }
 
 TEST(SpreadTest, TheBarShowsThePartsAndNeverGoesBack) {
-  velactl::PartsBar plain(0, 0);
+  velactl::PartsBar plain({0, 0});
   EXPECT_EQ(plain.Update(0, "101/1", "0%"), "0%  101/1 0%\n");
   EXPECT_EQ(plain.Update(9, "101/1", "9%"), "") << "less than a tenth";
   EXPECT_EQ(plain.Update(12, "102/1", "3%"), "12%  101/1 9%, 102/1 3%\n");
@@ -299,7 +299,7 @@ TEST(SpreadTest, TheBarShowsThePartsAndNeverGoesBack) {
   EXPECT_EQ(plain.Update(12), "");
   EXPECT_FALSE(plain.Moved());
 
-  velactl::PartsBar drawn(40, 4);
+  velactl::PartsBar drawn({40, 4});
   EXPECT_EQ(drawn.Update(50, "101/1", "50%"), "[######.......]  50%\n  101/1  50%");
   EXPECT_EQ(drawn.Note("news"), "\r\x1b[1A\x1b[Jnews\n[######.......]  50%\n  101/1  50%");
   drawn.Update(50, "102/1", "1%");
