@@ -110,15 +110,17 @@ class Peer {
         m_folder(std::move(folder)),
         m_address(address),
         m_highWaterMark(highWaterMark),
-        m_probe(std::move(probe)) {}
+        m_probe(std::move(probe)),
+        m_mark(m_probe.Mark()) {}
 
   BusResult Send(Packet& packet) {
-    Incarnation current = m_probe.Current();  // a system call: senders need not wait for each other's
     const MutexLock lock(m_mutex);
     if (m_retired) return BusResult::closed;
-    if (current != m_incarnation) current = m_probe.Current();  // another sender may know a successor
-    if (current == 0) return BusResult::noReceiver;
-    if (current != m_incarnation && !Connect(current)) return BusResult::failed;
+    if (!m_mark.Shows(m_incarnation)) {
+      const Incarnation current = m_probe.Current();
+      if (current == 0) return BusResult::noReceiver;
+      if (current != m_incarnation && !Connect(current)) return BusResult::failed;
+    }
     return SendNow(packet);
   }
 
@@ -173,6 +175,7 @@ class Peer {
   const int m_highWaterMark;
   Mutex m_mutex;
   const AddressProbe m_probe;
+  const MappedLifeMark m_mark;
   Incarnation m_incarnation VELA_GUARDED_BY(m_mutex) = 0;  // that the socket is connected to
   Socket m_socket VELA_GUARDED_BY(m_mutex);
   bool m_retired VELA_GUARDED_BY(m_mutex) = false;
@@ -205,10 +208,14 @@ class Endpoint {
     return false;
   }
 
-  bool Start(std::string& error) {
+  // `mark` (or null) outlives this object.
+  bool Start(LifeMark* mark, std::string& error) {
     const SignalsBlocked blocked;
     try {
-      m_thread = std::thread([this] { Run(); });
+      m_thread = std::thread([this, mark] {
+        const LifeMarkKeeper keeper(mark);
+        Run();
+      });
     } catch (const std::system_error& failure) {
       error = failure.what();
       return false;
@@ -352,7 +359,7 @@ class LocalBus final : public Bus {
     Context context = NewContext();
     auto endpoint = std::make_unique<Endpoint>(m_counters, self, std::move(receiver));
     if (!context || !endpoint->Bind(folder->Endpoint(self, claim.GetIncarnation()), m_options, error) ||
-        !endpoint->Start(error))
+        !endpoint->Start(claim.Mark(), error))
       return BusResult::failed;
     m_context = std::move(context);
     m_endpoint = std::move(endpoint);

@@ -111,10 +111,13 @@ bool AddressProbe::IsOwned() const {
 }
 
 bool AddressClaim::Announce() {
-  return SetLock(m_file.Get(), F_WRLCK, static_cast<off_t>(m_incarnation));
+  if (!SetLock(m_file.Get(), F_WRLCK, static_cast<off_t>(m_incarnation))) return false;
+  m_mark.Set(m_incarnation);
+  return true;
 }
 
 void AddressClaim::Withdraw() {
+  m_mark.Set(0);
   SetLock(m_file.Get(), F_UNLCK, static_cast<off_t>(m_incarnation));
 }
 

@@ -9,6 +9,7 @@
 
 #include "platform/bus/bus.h"
 #include "platform/bus/bus_routing.h"
+#include "platform/bus/life_mark.h"
 #include "platform/os/file_descriptor.h"
 #include "platform/os/mutex.h"
 
@@ -21,8 +22,9 @@
 //
 // Byte 0 of the lock file is locked by the owner. Once its endpoint is bound, it also locks the one byte at
 // the offset `incarnation`, a random number: one call tells a sender that somebody lives there, and whether
-// it is still the same one. The kernel releases both locks when the process ends, however it ends. A name
-// with the incarnation in it keeps a sender that connects late from reaching a successor.
+// it is still the same one. A mark in the file (life_mark.h) spares that call while it stands. The kernel
+// releases both locks when the process ends, however it ends. A name with the incarnation in it keeps a
+// sender that connects late from reaching a successor.
 //
 // The locks belong to open file descriptions: a process that forks without exec would keep its parent's
 // addresses alive. This is not supported.
@@ -38,6 +40,8 @@ class AddressProbe {
 
   // 0 when no process that is ready for frames holds the address. One system call.
   Incarnation Current() const;
+  // For those who ask often.
+  MappedLifeMark Mark() const { return {m_file.Get(), false}; }
   // Also true while its owner has not bound its endpoint yet, or not any more.
   bool IsOwned() const;
 
@@ -50,15 +54,20 @@ class AddressClaim {
  public:
   AddressClaim() = default;
   AddressClaim(FileDescriptor file, Incarnation incarnation)
-      : m_file(std::move(file)), m_incarnation(incarnation) {}
+      : m_file(std::move(file)), m_mark(m_file.Get(), true), m_incarnation(incarnation) {
+    m_mark.Set(0);  // the predecessor's may still stand there
+  }
 
   Incarnation GetIncarnation() const { return m_incarnation; }
+  // To be kept by a thread of the receiver; null when there is none.
+  LifeMark* Mark() const { return m_mark.Get(); }
   // Makes the address visible to senders, and invisible again.
   bool Announce();
   void Withdraw();
 
  private:
   FileDescriptor m_file;
+  MappedLifeMark m_mark;
   Incarnation m_incarnation = 0;
 };
 
