@@ -3,7 +3,7 @@
 
 # upload [PERCENT COMMAND...]: uploads all NEs; when it has come so far, runs the command.
 upload() {
-  rm -rf "$root/$place/var/configs"
+  rm -rf "$root/$place/var/configs" "$root/table" "$root/progress"
   operator upload --all >"$root/table" 2>"$root/progress" &
   client=$!
   if [ $# -gt 0 ]; then
