@@ -78,7 +78,7 @@ void NatsSession::OnMemberControl(CProcID source, const NatsControl& control) {
       break;
     case Kind::here:
       See(peer, control.host);
-      m_awaited.erase(source);
+      if (m_state == State::joining) m_awaited.erase(source);  // who leaves waits for "gone"
       break;
     case Kind::bye:
       OnBye(peer);
@@ -109,8 +109,8 @@ void NatsSession::OnMemberControl(CProcID source, const NatsControl& control) {
 void NatsSession::OnAck(CProcID source, const NatsControl& control) {
   Member* member = Find(source);
   if (member == nullptr || member->link.Id() != control.link) return;
-  m_heldBytes -= member->link.Acknowledge(control.number, Clock::now());
   const bool wasLost = member->lostSince.has_value();
+  NoteProgress(*member, {control.link, control.number});
   Touch(*member);
   if (control.lost && !wasLost) Resend(*member);
 }
@@ -277,6 +277,7 @@ void NatsSession::SendHeartbeat(Time now) {
 
 // False when it is gone.
 bool NatsSession::WatchMember(Member& member, Time now) {
+  NoteProgress(member, m_inbox->Told(member.peer));
   const auto silence = now - member.lastSeen;
   if (silence > 2 * m_settings.heartbeat) MarkLost(member, now);
   if (member.lostSince) {

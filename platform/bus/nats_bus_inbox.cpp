@@ -85,10 +85,12 @@ NatsInbox::Verdict NatsInbox::Judge(const NatsMark& mark, NatsControl& ack) {
   if (mark.link == flow.link && mark.number == flow.next) {
     ++flow.next;
     flow.asked = false;
+    if (mark.taken.link != 0) flow.told = mark.taken;
     return Verdict::take;
   }
   if (mark.link < flow.link || mark.number < flow.next) {
     m_counters.CountRepeated();
+    flow.acknowledged = 0;  // what was said may have got lost
     if (mark.link == flow.link) Owe(mark.sender, flow);
   } else if (!flow.asked) {
     flow.asked = true;
@@ -129,11 +131,26 @@ void NatsInbox::SendAcks() {
       if (found == m_flows.end()) continue;
       Flow& flow = found->second;
       flow.owed = false;
+      if (flow.acknowledged >= flow.consumed) continue;
       flow.acknowledged = flow.consumed;
       acks.emplace_back(NatsPeer{key.first, key.second}, AckOf(flow.link, flow.consumed, false));
     }
   }
   for (const auto& [sender, ack] : acks) m_acknowledge(sender, ack);
+}
+
+NatsProgress NatsInbox::ToTell(const NatsPeer& peer) {
+  const MutexLock lock(m_mutex);
+  const auto found = m_flows.find({peer.address, peer.life});
+  if (found == m_flows.end()) return {};
+  found->second.acknowledged = found->second.consumed;
+  return {found->second.link, found->second.consumed};
+}
+
+NatsProgress NatsInbox::Told(const NatsPeer& peer) {
+  const MutexLock lock(m_mutex);
+  const auto found = m_flows.find({peer.address, peer.life});
+  return found == m_flows.end() ? NatsProgress() : found->second.told;
 }
 
 void NatsInbox::Sync(const NatsPeer& sender, std::uint64_t link, std::uint64_t last, bool idle) {

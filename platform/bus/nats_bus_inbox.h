@@ -39,6 +39,10 @@ class NatsInbox {
   // An answer that the bus itself gives, brought to the receiver by a thread of this object.
   void Answer(VelaMsgPtr answer);
   void SendAcks();
+  // What to tell `peer` with the next frame to it, which need not be acknowledged otherwise.
+  NatsProgress ToTell(const NatsPeer& peer);
+  // How far `peer` has come with the frames from here, as its own frames said last.
+  NatsProgress Told(const NatsPeer& peer);
   // The sender asks how far we are; `idle`: nothing waits to be taken, so what did not come yet got lost.
   void Sync(const NatsPeer& sender, std::uint64_t link, std::uint64_t last, bool idle);
   bool IsTaking() const { return m_taking.load(); }
@@ -54,6 +58,7 @@ class NatsInbox {
     std::uint64_t next = 1;      // number of the frame that is expected
     std::uint64_t consumed = 1;  // all before it have gone through the receiver
     std::uint64_t acknowledged = 1;
+    NatsProgress told;
     bool owed = false;
     bool asked = false;  // for what got lost
     Clock::time_point used;

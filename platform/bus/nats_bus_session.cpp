@@ -1,7 +1,6 @@
 #include "platform/bus/nats_bus_session.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <random>
 #include <utility>
@@ -185,6 +184,7 @@ BusResult NatsSession::Deliver(CProcID address, const VelaCmdMSG& frame) {
     AnswerHere(frame, VELA_ERR_NO_ANSWER);
     return BusResult::ok;
   }
+  NoteProgress(*member, m_inbox->Told(member->peer));
   const bool fits = m_heldBytes == 0 || m_heldBytes + size <= m_settings.bufferBytes;
   if (!member->link.HasRoom() || !fits) return BusResult::full;
   if (frame.kind == VELA_KIND_REQUEST) NoteAsked(frame);
@@ -195,10 +195,20 @@ BusResult NatsSession::Deliver(CProcID address, const VelaCmdMSG& frame) {
 }
 
 void NatsSession::PublishFrame(const Member& member, std::uint64_t number, const VelaCmdMSG& frame) {
-  char digits[24] = {};
-  std::to_chars(digits, digits + sizeof digits - 1, number);
-  m_scratch.assign(member.mark).append(digits);
+  const NatsProgress taken = m_inbox->ToTell(member.peer);
+  m_scratch.assign(member.mark).append(std::to_string(number));
+  if (taken.link != 0)
+    m_scratch.append(".").append(std::to_string(taken.link)).append(".").append(std::to_string(taken.next));
   m_connection->Publish(member.frames.c_str(), m_scratch.c_str(), &frame, VelaFrameSize(frame));
+}
+
+void NatsSession::NoteProgress(Member& member, NatsProgress taken) {
+  if (member.link.Id() != taken.link) return;
+  const std::size_t bytes = member.link.Acknowledge(taken.next, Clock::now());
+  if (bytes == 0) return;
+  m_heldBytes -= bytes;
+  Touch(member);
+  m_changed.NotifyAll();
 }
 
 void NatsSession::Resend(Member& member) {

@@ -118,6 +118,8 @@ class NatsSession {
   bool WatchMember(Member& member, Time now) VELA_REQUIRES(m_mutex);
   void WatchConnection(Time now) VELA_REQUIRES(m_mutex);
 
+  // What the member has said to have taken is not held any more.
+  void NoteProgress(Member& member, NatsProgress taken) VELA_REQUIRES(m_mutex);
   void Resend(Member& member) VELA_REQUIRES(m_mutex);
   void PublishFrame(const Member& member, std::uint64_t number, const VelaCmdMSG& frame)
       VELA_REQUIRES(m_mutex);

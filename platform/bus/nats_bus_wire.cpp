@@ -122,7 +122,9 @@ std::optional<NatsMark> NatsSubjects::ParseMark(std::string_view subject) const 
   NatsMark mark;
   if (Next(subject, '.') != "c" || !NextPeer(subject, '.', mark.sender) ||
       !NextPeer(subject, '.', mark.receiver) || !Parse(Next(subject, '.'), mark.link) ||
-      !Parse(subject, mark.number))
+      !Parse(Next(subject, '.'), mark.number))
+    return std::nullopt;
+  if (!subject.empty() && (!Parse(Next(subject, '.'), mark.taken.link) || !Parse(subject, mark.taken.next)))
     return std::nullopt;
   return mark;
 }

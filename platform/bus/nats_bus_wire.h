@@ -16,12 +16,20 @@ struct NatsPeer {
   std::uint64_t life = 0;
 };
 
-// Where the engine's "nobody is there" for a message goes. On a frame, it also names the frame.
+// How far a receiver has come on a link: it has taken all frames before `next`. Link 0: nothing is said.
+struct NatsProgress {
+  std::uint64_t link = 0;
+  std::uint64_t next = 0;
+};
+
+// Where the engine's "nobody is there" for a message goes. On a frame, it also names the frame, and says how
+// far its sender has come on the link in the other direction.
 struct NatsMark {
   NatsPeer sender;
   NatsPeer receiver;
   std::uint64_t link = 0;    // 0: no frame
   std::uint64_t number = 0;  // of the frame on that link, from 1
+  NatsProgress taken;
 };
 
 class NatsSubjects {
@@ -41,7 +49,7 @@ class NatsSubjects {
   std::string OwnPresence() const;
   std::string AskAddress() const;
   std::string AskDirectory() const;
-  // Without the frame's number: it follows.
+  // Without what follows: the frame's number, and perhaps link and number of the sender's progress.
   std::string MarkOf(const NatsPeer& receiver, std::uint64_t link) const;
 
   // The address that a subject ends with.

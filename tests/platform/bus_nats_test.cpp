@@ -230,6 +230,40 @@ class RawNats {
   const int m_fd;
 };
 
+// However late acknowledgements are: who answers has taken what it answers.
+TEST(BusNatsThreaded, FramesOfTheOtherDirectionOpenTheWindow) {
+  const Engine engine;
+  WriteBusConfig(engine.port);
+  BusOptions options;
+  options.queueFrames = 2;
+  BusMember server(vela::MakeNatsBus(options), kServer);
+  const std::string to = "vela.f.101.1." + std::to_string(server->LifeOf(kServer)) + ".3003.7";
+  const std::string mark = "vela.c.3003.7.5.101.1." + std::to_string(server->LifeOf(kServer)) + ".1.";
+  RawNats raw(engine.port, "", "");
+  raw.Say("SUB vela.f.3003.7.5.> 1\r\nPUB vela.p.3003.7 11\r\nhere 5 host\r\n");
+  AwaitThat([&] { return server->IsAlive(kClient); });
+  const auto send = [&](std::uint32_t sn) { return server->Send(*MakeFrame(kServer, kClient, sn)); };
+  EXPECT_EQ(BusResult::ok, send(1));
+  EXPECT_EQ(BusResult::ok, send(2));
+  EXPECT_EQ(BusResult::full, send(3));
+  std::string said;
+  while (said.find(".1 50\r\n") == std::string::npos) said += raw.Heard();
+  const std::string before = ".3003.7.5.";
+  const std::size_t at = said.rfind(before) + before.size();
+  const std::string link = said.substr(at, said.find('.', at) - at);
+  raw.Publish(to, mark + "1." + link + ".x", *MakeFrame(kClient, kServer, 9));
+  std::uint32_t number = 0;
+  for (const std::string& taken : {link + "9.3", link + ".4", link + ".2"}) {
+    EXPECT_EQ(BusResult::full, send(3)) << "what cannot be was ignored";
+    ++number;
+    raw.Publish(to, mark + std::to_string(number) + '.' + taken, *MakeFrame(kClient, kServer, number));
+    ASSERT_TRUE(server.AwaitSn(number));
+  }
+  EXPECT_EQ(1u, server->Stats().forged) << "no mark";
+  EXPECT_EQ(BusResult::ok, send(3));
+  EXPECT_EQ(BusResult::full, send(4));
+}
+
 std::string WritePassword(const std::string& password, mode_t mode = 0600) {
   const std::string file = files::Write("etc/password", password + "\n");
   chmod(file.c_str(), mode);
