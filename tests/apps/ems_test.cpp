@@ -215,6 +215,23 @@ TEST(EmsTest, WhatIsRefusedSaysWhy) {
   manager.Await(NE_PIECE_COMMAND, 2);
 }
 
+TEST(EmsTest, EachLifeNumbersItsPiecesAnew) {
+  Peer topology({51, 1}, Topology);
+  Peer manager({120, 1}, Manager('g', 1));
+  std::set<std::uint32_t> ids;
+  for (int life = 1; life <= 2; ++life) {
+    const NmsServer ems(110, 1, "ems");
+    Client client;
+    client.Ask(NE_RESET_COMMAND, 1, {1});
+    AsnNEMissionRsp response;
+    client.Answered(NE_RESET_COMMAND, response);
+    AsnNEPieceReq piece;
+    Decode(manager.Await(NE_PIECE_COMMAND, static_cast<std::size_t>(life)).back().body, piece);
+    ids.insert(Value(piece.shares.front().subMissionID));
+  }
+  EXPECT_EQ(ids.size(), 2U) << "what comes late for the first life is taken for a part of the second";
+}
+
 TEST(EmsTest, TheSessionServiceForgetsWhatHasDied) {
   const NmsServer service(52, 1, "session");
   Client client;
