@@ -4,8 +4,8 @@
 #include <string_view>
 
 #include "apps/asn1/audit_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
 #include "asn1/audit.h"
@@ -13,8 +13,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Number;
 
 struct Line {
   std::string_view fault;

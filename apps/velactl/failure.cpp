@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "platform/os/vela_os.h"
 
 namespace velactl {
@@ -25,7 +25,7 @@ std::string AddressText(CProcID process) {
 std::string WhyFailed(std::uint32_t code, CProcID server) {
   const std::string known = apps::ErrorText(code, {AddressText(server)});
   if (!known.empty()) return known;
-  return apps::Text("SERVER_FAILED", {AddressText(server), apps::HexCode(code)});
+  return apps::Text("SERVER_FAILED", {AddressText(server), HexCode(code)});
 }
 
 }  // namespace velactl

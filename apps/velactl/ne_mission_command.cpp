@@ -6,9 +6,9 @@
 #include <cstdlib>
 
 #include "apps/asn1/nms_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
 #include "apps/velactl/asker.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/mission_watch.h"
@@ -22,10 +22,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Number;
-using apps::Signed;
-using apps::Unsigned;
 
 constexpr int kExitRefused = 2;
 constexpr int kAnyTime = 30 * 86400;  // seconds; the watch gives up long before

@@ -8,7 +8,6 @@
 #include <memory>
 
 #include "apps/asn1/nms_codes.h"
-#include "apps/common/ne_list.h"
 #include "apps/common/texts.h"
 #include "platform/os/vela_os.h"
 
@@ -52,28 +51,15 @@ std::string JoinItems(const std::string& text) {
   return list;
 }
 
-std::string WhatIsWrong(const std::string& list, std::vector<std::uint32_t>& nes) {
-  std::string bad;
-  switch (apps::ParseNEList(list, NE_MISSION_MOST_NES, nes, bad)) {
-    case apps::NEListResult::good:
-      return {};
-    case apps::NEListResult::badItem:
-      return apps::Text("OPER_BAD_NE", {bad});
-    case apps::NEListResult::tooMany:
-      break;
-  }
-  return apps::Text("OPER_TOO_MANY_NES", {std::to_string(NE_MISSION_MOST_NES)});
-}
-
-std::string ReadNEs(const std::string& argument, NESelection& options) {
+std::string Select(const std::string& argument, NESelection& options) {
   if (!options.nes.empty()) return apps::Text("OPER_TWO_LISTS");
-  if (argument.front() != '@') return WhatIsWrong(argument, options.nes);
+  if (argument.front() != '@') return ReadNEs(argument, NE_MISSION_MOST_NES, options.nes);
   const std::string file = argument.substr(1);
   std::string text;
   if (!ReadFile(file, text)) return file + ": " + std::strerror(errno);
   const std::string list = JoinItems(text);
   if (list.empty()) return file + ": " + apps::Text("OPER_NO_NES");
-  const std::string wrong = WhatIsWrong(list, options.nes);
+  const std::string wrong = ReadNEs(list, NE_MISSION_MOST_NES, options.nes);
   return wrong.empty() ? wrong : file + ": " + wrong;
 }
 
@@ -88,7 +74,7 @@ bool ParseNEMissionOptions(std::string_view verb, const std::vector<std::string>
       return true;
     }
     if (!IsOperand(arguments[i])) return false;
-    wrong = ReadNEs(arguments[i], options);
+    wrong = Select(arguments[i], options);
     return true;
   };
   if (!ReadArguments(verb, arguments, options, take, error)) return false;
@@ -105,7 +91,7 @@ bool ParseNEsOptions(const std::vector<std::string>& arguments, NESelection& opt
       return true;
     }
     if (!IsOperand(arguments[i])) return false;
-    wrong = ReadNEs(arguments[i], options);
+    wrong = Select(arguments[i], options);
     return true;
   };
   return ReadArguments("nes", arguments, options, take, error);

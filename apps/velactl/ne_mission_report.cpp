@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "apps/asn1/nms_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/ne_oper_report.h"
@@ -22,13 +22,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Bytes;
-using apps::HexCode;
-using apps::Number;
-using apps::NumberText;
-using apps::Process;
-using apps::Unsigned;
 
 struct ErrorLine {
   std::uint32_t ne = 0;  // 0: of none

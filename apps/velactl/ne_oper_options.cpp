@@ -1,28 +1,9 @@
 #include "apps/velactl/ne_oper_options.h"
 
 #include "apps/asn1/ne_oper_codes.h"
-#include "apps/common/ne_list.h"
 #include "apps/common/texts.h"
 
 namespace velactl {
-namespace {
-
-// What is wrong with the list of NEs; empty when nothing is.
-std::string ReadNEs(const std::string& list, NEOperOptions& options) {
-  if (!options.nes.empty()) return apps::Text("OPER_TWO_LISTS");
-  std::string bad;
-  switch (apps::ParseNEList(list, NE_OPER_MOST_NES, options.nes, bad)) {
-    case apps::NEListResult::good:
-      return {};
-    case apps::NEListResult::badItem:
-      return apps::Text("OPER_BAD_NE", {bad});
-    case apps::NEListResult::tooMany:
-      break;
-  }
-  return apps::Text("OPER_TOO_MANY_NES", {std::to_string(NE_OPER_MOST_NES)});
-}
-
-}  // namespace
 
 bool ParseNEOperOptions(std::string_view verb, const std::vector<std::string>& arguments,
                         NEOperOptions& options, std::string& error) {
@@ -35,7 +16,8 @@ bool ParseNEOperOptions(std::string_view verb, const std::vector<std::string>& a
       return true;
     }
     if (!IsOperand(arguments[i])) return false;
-    wrong = ReadNEs(arguments[i], options);
+    wrong = options.nes.empty() ? ReadNEs(arguments[i], NE_OPER_MOST_NES, options.nes)
+                                : apps::Text("OPER_TWO_LISTS");
     return true;
   };
   if (!ReadArguments(verb, arguments, options, take, error)) return false;

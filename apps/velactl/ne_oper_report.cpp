@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "apps/asn1/ne_oper_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
 #include "asn1/error.h"
@@ -16,10 +16,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Bytes;
-using apps::HexCode;
-using apps::Unsigned;
 
 std::string TextOf(const AsnErrInfo& error) {
   std::string text = Bytes(error.errorText);

@@ -2,6 +2,7 @@
 
 #include <charconv>
 
+#include "apps/common/ne_list.h"
 #include "apps/common/texts.h"
 
 namespace velactl {
@@ -64,6 +65,19 @@ bool ParseServer(std::string_view text, ServerChoice& choice) {
   choice.process = static_cast<std::uint16_t>(*process);
   choice.handle = static_cast<std::uint16_t>(*handle);
   return true;
+}
+
+std::string ReadNEs(const std::string& list, std::size_t most, std::vector<std::uint32_t>& nes) {
+  std::string bad;
+  switch (apps::ParseNEList(list, most, nes, bad)) {
+    case apps::NEListResult::good:
+      return {};
+    case apps::NEListResult::badItem:
+      return apps::Text("OPER_BAD_NE", {bad});
+    case apps::NEListResult::tooMany:
+      break;
+  }
+  return apps::Text("OPER_TOO_MANY_NES", {std::to_string(most)});
 }
 
 bool TakeValue(const std::vector<std::string>& arguments, std::size_t& i, std::string_view name,

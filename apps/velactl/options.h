@@ -43,6 +43,9 @@ std::optional<int> ParseNumber(std::string_view text, int low, int high);
 // "N" or "N/HANDLE"; false and `choice` untouched when it is neither.
 bool ParseServer(std::string_view text, ServerChoice& choice);
 
+// The NEs of a list (apps/common/ne_list.h), at most `most`: empty, or what is wrong with it.
+std::string ReadNEs(const std::string& list, std::size_t most, std::vector<std::uint32_t>& nes);
+
 // Takes the value of `--name=value`, or of `--name value` (then `i` moves on to the value); false when the
 // argument is not that option. A missing value is an empty one.
 bool TakeValue(const std::vector<std::string>& arguments, std::size_t& i, std::string_view name,

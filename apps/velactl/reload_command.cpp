@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "apps/asn1/nms_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/client_process.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
@@ -17,10 +17,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Bytes;
-using apps::HexCode;
-using apps::Unsigned;
 
 constexpr int kReloadSeconds = 30;
 

@@ -6,8 +6,8 @@
 #include <cstdlib>
 
 #include "apps/asn1/nms_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/process_query.h"
@@ -17,12 +17,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::HexCode;
-using apps::Number;
-using apps::NumberText;
-using apps::Process;
-using apps::Unsigned;
 
 constexpr ServerChoice kSessionService{.process = 52, .handle = 0};
 

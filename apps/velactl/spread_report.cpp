@@ -4,6 +4,7 @@
 
 #include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/audit_report.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
@@ -14,12 +15,7 @@
 namespace velactl {
 namespace {
 
-using apps::HexCode;
-using apps::Number;
-using apps::NumberText;
-using apps::Process;
 using apps::SetText;
-using apps::Unsigned;
 
 std::string Address(const AsnInt& process, const AsnInt& handle) {
   return AddressText(Process(process, handle));

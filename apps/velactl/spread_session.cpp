@@ -1,8 +1,8 @@
 #include "apps/velactl/spread_session.h"
 
 #include "apps/asn1/spread_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/velactl/asker.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/mission_watch.h"
 #include "apps/velactl/spread_inbox.h"
@@ -10,9 +10,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Bytes;
-using apps::Unsigned;
 
 constexpr int kAnswerSeconds = 60;
 

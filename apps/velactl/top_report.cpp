@@ -4,8 +4,8 @@
 #include <string_view>
 #include <utility>
 
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
@@ -15,12 +15,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Bytes;
-using apps::HexCode;
-using apps::Number;
-using apps::NumberText;
-using apps::Process;
 
 using Answer = ProcessAnswer<AsnStatusRsp>;
 

@@ -4,8 +4,8 @@
 #include <cstdlib>
 
 #include "apps/asn1/nms_codes.h"
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/failure.h"
 #include "apps/velactl/ne_mission_options.h"
 #include "apps/velactl/process_query.h"
@@ -13,8 +13,6 @@
 #include "asn1/nms.h"
 
 namespace velactl {
-
-using apps::Signed;
 
 int NEsCommand(char* argv0, const std::vector<std::string>& arguments) {
   NESelection options;

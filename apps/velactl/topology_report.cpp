@@ -2,8 +2,8 @@
 
 #include <ctime>
 
-#include "apps/common/asn_values.h"
 #include "apps/common/texts.h"
+#include "apps/velactl/asn_values.h"
 #include "apps/velactl/json.h"
 #include "apps/velactl/table.h"
 #include "asn1/nms.h"
@@ -12,12 +12,6 @@
 
 namespace velactl {
 namespace {
-
-using apps::Bytes;
-using apps::HexCode;
-using apps::Number;
-using apps::NumberText;
-using apps::Unsigned;
 
 std::string NEText(const AsnInt& ne) {
   return NSTE_util::TENEID2Str(Unsigned(ne));
