@@ -2,6 +2,7 @@
 
 #include <nats/nats.h>
 #include <poll.h>
+#include <sched.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -60,6 +61,18 @@ natsStatus WantWrite(void* loop, bool wanted) {
 natsStatus Detach(void* loop) {
   static_cast<NatsLoop*>(loop)->Attach(nullptr, -1);
   return NATS_OK;
+}
+
+// The engine's library frees messages on a thread of its own. That one works through them when it gets its
+// turn, and does not take the core from the thread that hands them over one by one.
+void StartLibrary() {
+  const int policy = sched_getscheduler(0);
+  sched_param ours = {};
+  sched_param batch = {};
+  const bool changed = policy == SCHED_OTHER && sched_getparam(0, &ours) == 0 &&
+                       sched_setscheduler(0, SCHED_BATCH, &batch) == 0;
+  nats_Open(-1);  // its threads inherit the policy
+  if (changed) sched_setscheduler(0, policy, &ours);
 }
 
 // Collects the first failure of a row of settings.
@@ -287,6 +300,7 @@ bool NatsConnection::Connect(const NatsSettings& settings, const std::string& na
   const SignalsBlocked blocked;
   m_settings = settings;
   m_name = name;
+  StartLibrary();
   // An encrypted connection must not be written and read by two threads at once.
   if (!m_loop.Start(!settings.tls, error) || !Dial(error)) return false;
   m_up.store(true);
