@@ -158,7 +158,12 @@ TEST_F(ConsoleThreaded, NobodyWaitsForACommandThatTakesLong) {
   ASSERT_TRUE(first.Send("wait\n") && second.Send("wait\n"));
   m_engine.begun.acquire();
   m_engine.begun.acquire();
-  EXPECT_EQ(AskAnew("a"), "<a>\n");
+  {
+    const RawOperator quick;
+    ASSERT_TRUE(quick.Send("a\n"));
+    quick.SendNoMore();
+    EXPECT_EQ(quick.Rest(), "OK 4\n<a>\n");  // and its place is free
+  }
   EXPECT_EQ(silent.Rest(), "") << "who was silent longest gives way";
   RawOperator third;
   ASSERT_TRUE(third.Send("wait\n"));
