@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <latch>
 #include <mutex>
 #include <thread>
 
@@ -153,7 +154,7 @@ TEST(BusNatsThreaded, CutConnectionsLoseAndRepeatNothing) {
 TEST(BusNatsThreaded, WithoutTheEngineFramesAreHeldAndWaitsEnd) {
   auto engine = std::make_unique<Engine>();
   const int port = engine->port;
-  WriteBusConfig(port, "NatsGraceSeconds = 1\n");
+  WriteBusConfig(port, "NatsGraceSeconds = 1\nNatsBufferBytes = 65536\n");
   BusOptions options;
   options.queueFrames = 5;
   BusMember server(vela::MakeNatsBus(options), kServer);
@@ -176,6 +177,12 @@ TEST(BusNatsThreaded, WithoutTheEngineFramesAreHeldAndWaitsEnd) {
     ASSERT_LE(++accepted, 5u);
   EXPECT_GE(accepted, 4u) << "the first request may still be held";
   EXPECT_EQ(1u, client->Stats().refusedFull);
+  const auto large = [](std::uint32_t sn) {
+    return MakeFrame(kClient, kClient, sn, std::string(30000, 'l'));
+  };
+  EXPECT_EQ(BusResult::ok, client->Send(*large(20)));
+  EXPECT_EQ(BusResult::ok, client->Send(*large(21)));
+  EXPECT_EQ(BusResult::full, client->Send(*large(22))) << "more bytes than may be held in all";
   engine = std::make_unique<Engine>("", port);
   const auto frames = server.Await(1 + accepted);
   ASSERT_EQ(1 + accepted, frames.size());
@@ -251,6 +258,10 @@ TEST(BusNatsThreaded, FramesOfTheOtherDirectionOpenTheWindow) {
   const std::string before = ".3003.7.5.";
   const std::size_t at = said.rfind(before) + before.size();
   const std::string link = said.substr(at, said.find('.', at) - at);
+  const std::string lost = "ack " + link + " 1 1";
+  const std::string control = "vela.c" + to.substr(6);
+  raw.Say("PUB " + control + ' ' + std::to_string(lost.size()) + "\r\n" + lost + "\r\n");
+  AwaitThat([&] { return server->Stats().resent == 2; });
   raw.Publish(to, mark + "1." + link + ".x", *MakeFrame(kClient, kServer, 9));
   std::uint32_t number = 0;
   for (const std::string& taken : {link + "9.3", link + ".4", link + ".2"}) {
@@ -262,6 +273,30 @@ TEST(BusNatsThreaded, FramesOfTheOtherDirectionOpenTheWindow) {
   EXPECT_EQ(1u, server->Stats().forged) << "no mark";
   EXPECT_EQ(BusResult::ok, send(3));
   EXPECT_EQ(BusResult::full, send(4));
+}
+
+TEST(BusNatsThreaded, WhatTheReceiverIsAtWorkOnIsNotAcknowledged) {
+  const Engine engine;
+  WriteBusConfig(engine.port);
+  const auto bus = vela::MakeNatsBus({});
+  std::latch entered(1), gate(1);
+  const auto hold = [&](VelaMsgPtr) {
+    entered.count_down();
+    gate.wait();
+  };
+  ASSERT_EQ(BusResult::ok, bus->Open(kServer, hold));
+  const std::string life = std::to_string(bus->LifeOf(kServer));
+  RawNats raw(engine.port, "", "");
+  raw.Say("SUB vela.c.3003.7.5.> 1\r\n");
+  raw.Publish("vela.f.101.1." + life + ".3003.7", "vela.c.3003.7.5.101.1." + life + ".1.1",
+              *MakeFrame(kClient, kServer, 1));
+  entered.wait();
+  const auto sync = [&] { raw.Say("PUB vela.c.101.1." + life + ".3003.7 10\r\nsync 5 1 1\r\n"); };
+  std::string said;
+  for (sync(); said.find("ack 1") == std::string::npos;) said += raw.Heard();
+  EXPECT_NE(said.find("ack 1 1 0"), std::string::npos) << said;
+  gate.count_down();
+  while (said.find("ack 1 2 0") == std::string::npos) said += raw.Heard();
 }
 
 std::string WritePassword(const std::string& password, mode_t mode = 0600) {
