@@ -273,6 +273,12 @@ TEST(BusNatsThreaded, FramesOfTheOtherDirectionOpenTheWindow) {
   EXPECT_EQ(1u, server->Stats().forged) << "no mark";
   EXPECT_EQ(BusResult::ok, send(3));
   EXPECT_EQ(BusResult::full, send(4));
+
+  raw.Say("PUB " + control + " 5\r\nbye 5\r\n");
+  AwaitThat([&] { return !server->IsAlive(kClient); });
+  raw.Say("PUB vela.p.3003.7 11\r\nhere 5 host\r\nPUB vela.p.3003.8 11\r\nhere 6 host\r\n");
+  AwaitThat([&] { return server->IsAlive(CProcID(3003, 8)); });
+  EXPECT_FALSE(server->IsAlive(kClient)) << "who left stays away, whatever was still on its way";
 }
 
 TEST(BusNatsThreaded, WhatTheReceiverIsAtWorkOnIsNotAcknowledged) {
