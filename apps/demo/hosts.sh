@@ -13,8 +13,9 @@ if [ -z "${VELA_HOSTS_INSIDE:-}" ]; then
   private="--mount --net --pid --fork --kill-child --mount-proc"
   [ "$(id -u)" = 0 ] || private="--map-root-user $private"
   # shellcheck disable=SC2086 # a list of words
-  unshare $private sh -c 'mount -t tmpfs tmpfs /run && mkdir /run/netns && ip netns add probe' 2>/dev/null || {
-    echo "hosts: skipped: this system does not permit network namespaces"
+  unshare $private sh -c 'mount -t tmpfs tmpfs /run && mkdir /run/netns && ip netns add probe &&
+    ip link add probe type bridge && tc qdisc add dev probe root tbf rate 400kbit burst 2kb limit 10kb' 2>/dev/null || {
+    echo "hosts: skipped: this system does not permit network namespaces with links between them"
     exit 77
   }
   # shellcheck disable=SC2086
