@@ -13,6 +13,12 @@ bool HasRoom(int file) {
   return fstat(file, &facts) == 0 && facts.st_size >= static_cast<off_t>(sizeof(LifeMark));
 }
 
+// Written, not only made longer: a page for which the disk has no room would end the process when it is used.
+bool MakeEmpty(int file) {
+  const char empty[sizeof(LifeMark)] = {};
+  return pwrite(file, empty, sizeof empty, 0) == static_cast<ssize_t>(sizeof empty);
+}
+
 bool SetRobustList(robust_list_head* list) {
   return syscall(SYS_set_robust_list, list, sizeof *list) == 0;
 }
@@ -20,7 +26,7 @@ bool SetRobustList(robust_list_head* list) {
 }  // namespace
 
 MappedLifeMark::MappedLifeMark(int file, bool writable) {
-  if (!HasRoom(file) && (!writable || ftruncate(file, sizeof(LifeMark)) != 0)) return;
+  if (!(writable ? MakeEmpty(file) : HasRoom(file))) return;
   const int access = writable ? PROT_READ | PROT_WRITE : PROT_READ;
   void* memory = mmap(nullptr, sizeof(LifeMark), access, MAP_SHARED, file, 0);
   if (memory != MAP_FAILED) m_mark = static_cast<LifeMark*>(memory);

@@ -20,6 +20,7 @@ static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "shared between p
 class MappedLifeMark {
  public:
   MappedLifeMark() = default;
+  // `writable`: empties the mark, which may be a predecessor's.
   MappedLifeMark(int file, bool writable);
   MappedLifeMark(MappedLifeMark&& other) noexcept : m_mark(std::exchange(other.m_mark, nullptr)) {}
   MappedLifeMark& operator=(MappedLifeMark&& other) noexcept {

@@ -54,9 +54,7 @@ class AddressClaim {
  public:
   AddressClaim() = default;
   AddressClaim(FileDescriptor file, Incarnation incarnation)
-      : m_file(std::move(file)), m_mark(m_file.Get(), true), m_incarnation(incarnation) {
-    m_mark.Set(0);  // the predecessor's may still stand there
-  }
+      : m_file(std::move(file)), m_mark(m_file.Get(), true), m_incarnation(incarnation) {}
 
   Incarnation GetIncarnation() const { return m_incarnation; }
   // To be kept by a thread of the receiver; null when there is none.
