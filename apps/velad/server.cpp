@@ -17,6 +17,7 @@
 #include "platform/os/vela_os.h"
 #include "platform/task/vela_app_mgr.h"
 #include "platform/task/vela_task_mgr.h"
+#include "util/basicutil/asynprogress_watch.h"
 #include "util/basicutil/common.h"
 #include "util/basicutil/file_service.h"
 #include "util/basicutil/filepath.h"
@@ -149,6 +150,8 @@ int Serve(const ServerConfig& config, char* argv0, const std::string& name) {
     StopServing(0);
     return Fail(apps::Text("SERVER_NO_TASKS"));
   }
+  // In the lower half, so that it comes round late.
+  NSTE_util::SetFirstSubMission(static_cast<std::uint16_t>(VelaGetTickCount() & 0x7FFF));
   if (!StartHandlerSets(sets, error)) {
     StopServing(0);
     return Fail(error);

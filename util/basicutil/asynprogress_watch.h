@@ -46,6 +46,11 @@ BASIC_UTIL_EXPORT std::vector<PartFailure> GetFailedParts(unsigned long missionI
 // the mission has no such process.
 BASIC_UTIL_EXPORT bool GoOnWithout(unsigned long missionId, const CProcID& process);
 
+// The next number of a sub-mission (the lower 16 bits of its id); 1 when this was never called. Ids of
+// missions begin anew in each life of a process: one that chooses another number at its start is not told, by
+// who still works for its last life, about a part of this one.
+BASIC_UTIL_EXPORT void SetFirstSubMission(std::uint16_t number);
+
 // Asks the bus for the processes of all missions. The number of failed sub-missions that were noticed.
 BASIC_UTIL_EXPORT int CheckMissionProcesses();
 

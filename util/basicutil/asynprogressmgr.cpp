@@ -10,7 +10,6 @@
 #include "platform/os/mutex.h"
 #include "platform/os/os_types.h"
 #include "platform/os/singleton.h"
-#include "platform/os/vela_os.h"
 #include "platform/task/vela_task.h"
 #include "util/basicutil/assert_report.h"
 #include "util/basicutil/asynprogressmgr_impl.h"
@@ -34,9 +33,7 @@ void Fetch(const SpreadMission& mission) {
     __builtin_prefetch(reinterpret_cast<const char*>(&mission) + at);
 }
 
-// Numbers the sub-missions of all missions of this process: up to 65535, and again from 1. Where it begins
-// follows the clock (in milliseconds; in the lower half, so that it wraps late): mission ids begin anew with
-// each life of a process, and what still works for its last life must not be taken for a part of this one.
+// Numbers the sub-missions of all missions of this process: 1 to 65535, and again.
 class SubMissionCounter {
  public:
   static SubMissionCounter& Instance() {
@@ -54,10 +51,14 @@ class SubMissionCounter {
     return ids;
   }
 
+  void SetFirst(std::uint16_t number) {
+    const vela::MutexLock lock(m_mutex);
+    m_last = static_cast<std::uint16_t>(number == 0 ? 0 : number - 1);
+  }
+
  private:
   vela::Mutex m_mutex;
-  std::uint16_t m_last VELA_GUARDED_BY(m_mutex) = static_cast<std::uint16_t>(VelaGetTickCount() &
-                                                                             (MAX_SERIAL / 2));
+  std::uint16_t m_last VELA_GUARDED_BY(m_mutex) = 0;
 };
 
 VelaGnlTask* CurrentTask() {
@@ -432,6 +433,10 @@ AsynProgRegisterGuardEx::AsynProgRegisterGuardEx(const std::vector<ProcWeightPai
 
 AsynProgRegisterGuardEx::~AsynProgRegisterGuardEx() {
   m_proxy.UnRegister();
+}
+
+void SetFirstSubMission(std::uint16_t number) {
+  SubMissionCounter::Instance().SetFirst(number);
 }
 
 }  // namespace NSTE_util

@@ -30,9 +30,8 @@ using MissionCmd = std::pair<std::uint32_t, std::int32_t>;
 // of the client's progress that the request had open when it registered.
 //
 // A mission id is a serial number (1 to 65535) in the upper 16 bits; a sub-mission id adds a number in the
-// lower 16, which begins at another one in each life of a process: late reports to a process that was started
-// anew belong to no sub-mission. All ids are 32 bits wide. A mission lives from its registration until
-// UnRegister; its data and its command live on until they are taken out themselves.
+// lower 16. All ids are 32 bits wide. A mission lives from its registration until UnRegister; its data and
+// its command live on until they are taken out themselves.
 //
 //   process is | WriteProcProgress   | MissionStop                | counts as
 //   -----------+---------------------+----------------------------+--------------------
