@@ -27,7 +27,7 @@ struct NatsSettings {
   std::chrono::milliseconds heartbeat{};  // between signs of life
   std::chrono::milliseconds grace{};      // for who lost his connection to come back
   std::chrono::milliseconds expiry{};     // without a sign of life
-  std::chrono::milliseconds reconnect{};  // between attempts, at least; as much again at random
+  std::chrono::milliseconds reconnect{};  // after a failed attempt; before each, as much again at random
   std::uint32_t bufferBytes = 64u << 20;  // held for receivers that have not acknowledged them
 };
 
